@@ -1,0 +1,120 @@
+#include "app/migration_run.h"
+
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "app/console_echo.h"
+#include "app/migration_settings.h"
+#include "db/migrate_table.h"
+#include "db/table_pair.h"
+#include "db/tables/system_data.h"
+#include "logging/logger.h"
+#include "odbc/connection.h"
+#include "odbc/secret.h"
+
+namespace app {
+
+namespace {
+
+using odbc::DBConnection;
+
+Logger logger;
+
+std::filesystem::path InWorkingDirectory(std::string_view fileName) {
+  std::error_code error;
+  const std::filesystem::path directory = std::filesystem::current_path(error);
+  if (error) {
+    throw std::filesystem::filesystem_error("current_path()", error);
+  }
+  return directory / fileName;
+}
+
+void RequireConfigurationFile(const std::filesystem::path& path) {
+  std::error_code error;
+  const std::filesystem::file_status status = std::filesystem::status(path, error);
+  if (status.type() == std::filesystem::file_type::none) {
+    throw std::filesystem::filesystem_error("exists", path, error);
+  }
+  if (!std::filesystem::exists(status)) {
+    throw std::invalid_argument("Error: Configuration file does not exist");
+  }
+}
+
+std::string AskPassword(std::string_view prompt) {
+  std::cout << prompt;
+  std::string password;
+  std::getline(std::cin, password, '\n');
+  return password;
+}
+
+template <class... Pairs>
+struct TableList {};
+
+/// The tables in their order. A table whose new identifiers others refer to comes before them.
+using Tables = TableList<db::TablePair<db::DBTableSystemDataSrc, db::DBTableSystemDataDst>>;
+
+void MigrateTables(const DBConnection& /*source*/, const DBConnection& /*destination*/, TableList<> /*none*/) {}
+
+/// Builds and migrates the first pair, then the others while it is still alive: a table is emptied only when the one
+/// before it is done, and the pairs are destroyed from the last to the first.
+template <class Pair, class... Others>
+void MigrateTables(const DBConnection& source, const DBConnection& destination, TableList<Pair, Others...> /*tables*/) {
+  Pair pair(source, destination);
+  db::MigrateTable(pair, logger, std::cout);
+  MigrateTables(source, destination, TableList<Others...>{});
+}
+
+void Migrate() {
+  const std::filesystem::path configurationPath = InWorkingDirectory("bw_migrate.ini");
+  RequireConfigurationFile(configurationPath);
+  const std::filesystem::path logPath = InWorkingDirectory("bw_db_migrate.log");
+  if (!logger.Open(logPath)) {
+    std::cout << "Warning: Can't open log file" << std::endl;
+  }
+
+  SwitchOffConsoleEcho();
+  std::string sourcePassword = AskPassword("Enter the password for source database: ");
+  std::string destinationPassword = AskPassword("\nEnter the password for destination database: ");
+  std::cout << std::endl;
+
+  const MigrationSettings settings(configurationPath.string());
+  DBConnection source(settings.source.dataSourceName, settings.source.login, sourcePassword, settings.source.schema);
+  odbc::Wipe(sourcePassword);
+  DBConnection destination(settings.destination.dataSourceName, settings.destination.login, destinationPassword,
+                           settings.destination.schema);
+  odbc::Wipe(destinationPassword);
+
+  // An unknown server deliberately ends the run without a word.
+  if (!source.Connect() || !destination.Connect()) {
+    return;
+  }
+  if (source.serverKind() != odbc::ServerKind::SqlServer || destination.serverKind() != odbc::ServerKind::PostgreSql) {
+    throw std::invalid_argument("Error: Migration is only possible from Microsoft SQL Server to PostgreSQL");
+  }
+  if (!source.CheckSchemaVersion()) {
+    throw std::invalid_argument("Error: Migration is possible only for version 29 of the Brantwell database");
+  }
+  MigrateTables(source, destination, Tables{});
+}
+
+}  // namespace
+
+void RunMigration() {
+  try {
+    Migrate();
+  } catch (const std::invalid_argument& refusal) {
+    std::cout << refusal.what() << std::endl;
+    logger.Log(refusal.what());
+  } catch (const std::exception& failure) {
+    // Deliberately not on the console.
+    logger.Log(failure.what());
+  }
+  logger.Close();
+}
+
+}  // namespace app

@@ -1,0 +1,33 @@
+#ifndef BW_APP_MIGRATION_SETTINGS_H
+#define BW_APP_MIGRATION_SETTINGS_H
+
+#include <string>
+#include <string_view>
+
+namespace app {
+
+/// What the configuration file says of one side.
+struct ConnectionSettings {
+  std::string dataSourceName;
+  std::string login;
+  std::string schema;    ///< With the "." behind it that separates it from a table name; empty when none is configured.
+  std::string password;  ///< Always empty: passwords are typed, never configured.
+};
+
+/// Reads one section of the configuration file. A missing file, section or key gives empty texts; each value is cut to
+/// 1023 bytes.
+ConnectionSettings ReadConnectionSettings(const std::string& path, const std::string& section);
+
+/// What the configuration file says of both sides.
+struct MigrationSettings {
+  /// Reads the sections "DBSource" and "DBDestination" of the file.
+  explicit MigrationSettings(std::string_view configurationPath);
+
+  std::string path;
+  ConnectionSettings source;
+  ConnectionSettings destination;
+};
+
+}  // namespace app
+
+#endif  // BW_APP_MIGRATION_SETTINGS_H

@@ -1,0 +1,31 @@
+#ifndef BW_DB_TABLES_SYSTEM_DATA_H
+#define BW_DB_TABLES_SYSTEM_DATA_H
+
+#include <ostream>
+
+#include "db/table_destination.h"
+#include "db/table_source.h"
+
+namespace db {
+
+/// A setting of the application database. The key dbver holds its schema version.
+struct DBRowSystemData {
+  char KeyName[21];
+  char KeyValue[51];
+};
+
+std::ostream& operator<<(std::ostream& stream, const DBRowSystemData& row);
+
+class DBTableSystemDataSrc final : public DBTableSrc<DBRowSystemData> {
+ public:
+  explicit DBTableSystemDataSrc(const odbc::DBConnection& source);
+};
+
+class DBTableSystemDataDst final : public DBTableDst<DBRowSystemData> {
+ public:
+  explicit DBTableSystemDataDst(const odbc::DBConnection& destination);
+};
+
+}  // namespace db
+
+#endif  // BW_DB_TABLES_SYSTEM_DATA_H

@@ -1,0 +1,31 @@
+#ifndef BW_LOGGING_LOGGER_H
+#define BW_LOGGING_LOGGER_H
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+/// One log channel.
+///
+/// Every source file that logs defines a channel of its own, with internal linkage, in the source file itself and never
+/// in a header: a template in a header must be handed the channel that it logs to. Only the driver opens its channel;
+/// what goes to a channel that is not open is dropped, and the truncate notices of the tables rely on that.
+class Logger {
+ public:
+  /// Opens the file for writing only, creating it or emptying an existing one. Returns whether it is open; a channel
+  /// that could not be opened drops everything that is logged.
+  bool Open(const std::filesystem::path& path);
+
+  /// Writes the local time as "YYYY-MM-DD hh:mm:ss", then " :: ", then the text. Adds no line end and does not flush.
+  /// Does nothing while the channel is not open; a failing write is not reported.
+  void Log(const std::string& text);
+
+  /// Closes the file; a failure is not reported.
+  void Close();
+
+ private:
+  std::fstream stream_;
+  bool isOpen_ = false;
+};
+
+#endif  // BW_LOGGING_LOGGER_H
