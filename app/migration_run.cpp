@@ -10,9 +10,8 @@
 
 #include "app/console_echo.h"
 #include "app/migration_settings.h"
+#include "app/tables.h"
 #include "db/migrate_table.h"
-#include "db/table_pair.h"
-#include "db/tables/system_data.h"
 #include "logging/logger.h"
 #include "odbc/connection.h"
 #include "odbc/secret.h"
@@ -51,12 +50,6 @@ std::string AskPassword(std::string_view prompt) {
   std::getline(std::cin, password, '\n');
   return password;
 }
-
-template <class... Pairs>
-struct TableList {};
-
-/// The tables in their order. A table whose new identifiers others refer to comes before them.
-using Tables = TableList<db::TablePair<db::DBTableSystemDataSrc, db::DBTableSystemDataDst>>;
 
 void MigrateTables(const DBConnection& /*source*/, const DBConnection& /*destination*/, TableList<> /*none*/) {}
 

@@ -31,7 +31,9 @@ template <class Row>
 struct ColumnRead {
   Column<Row> column;
   SQLSMALLINT cType;
-  std::optional<NullReplacement> onNull;  ///< Without it no indicator is asked for: a NULL is the driver's to refuse.
+  /// Without it no indicator is asked for: a NULL is the driver's to refuse. One that does not, such as FreeTDS, leaves
+  /// the field with what the row before had there.
+  std::optional<NullReplacement> onNull;
 };
 
 /// A column that may be NULL, by its name, and what its field gets then.

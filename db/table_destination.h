@@ -66,7 +66,8 @@ class DBTableDst {
   DBTableDst(const odbc::DBConnection& destination, std::string_view tableName, Truncation truncation,
              Logger& tableLogger)
       : DBTableDst(destination) {
-    odbc::ExecuteDirect(statement_, TruncateStatement(destination.schema(), tableName, truncation));
+    odbc::RequireSuccess(
+        odbc::ExecuteDirect(statement_, TruncateStatement(destination.schema(), tableName, truncation)), statement_);
     tableLogger.Log("Truncate " + std::string(tableName) + " table");
   }
 

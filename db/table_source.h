@@ -3,8 +3,10 @@
 
 #include <sql.h>
 
+#include <algorithm>
 #include <cstring>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -42,11 +44,8 @@ class DBTableSrc {
   ///
   /// \throws std::runtime_error with the statement's diagnostics.
   virtual void Open() {
-    odbc::ExecuteDirect(statement_, query_);
-    for (const ColumnBinding& column : columns_) {
-      odbc::RequireSuccess(
-          SQLBindCol(statement_, column.number, column.cType, column.buffer, column.bufferLength, column.indicator),
-          statement_);
+    if (!TryOpen()) {
+      throw std::runtime_error(odbc::GetStatementDiagnostics(statement_));
     }
   }
 
@@ -96,6 +95,15 @@ class DBTableSrc {
   }
 
   ~DBTableSrc() { ReleaseStatement(); }
+
+  /// Executes the SELECT, passed with its length, and binds the result columns; false as soon as one of these fails.
+  bool TryOpen() {
+    return odbc::Succeeded(odbc::ExecuteDirect(statement_, query_)) &&
+           std::all_of(columns_.begin(), columns_.end(), [this](const ColumnBinding& column) {
+             return odbc::Succeeded(SQLBindCol(statement_, column.number, column.cType, column.buffer,
+                                               column.bufferLength, column.indicator));
+           });
+  }
 
   SQLHSTMT statement_ = SQL_NULL_HSTMT;
   SQLHDBC connection_ = SQL_NULL_HDBC;

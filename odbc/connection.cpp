@@ -83,7 +83,7 @@ bool DBConnection::Connect() {
 bool DBConnection::CheckSchemaVersion() {
   SQLHSTMT statement = AllocateStatement(connection_);
   // On failure the statement is deliberately left to the driver manager, which frees it with the connection.
-  ExecuteDirect(statement, kSchemaVersionQuery);
+  RequireSuccess(ExecuteDirect(statement, kSchemaVersionQuery), statement);
   RequireSuccess(SQLFetch(statement), statement);
   SQLINTEGER version = -1;
   RequireSuccess(SQLGetData(statement, 1, SQL_C_LONG, &version, sizeof(version), nullptr), statement);

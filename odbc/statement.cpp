@@ -28,8 +28,8 @@ void FreeStatement(SQLHSTMT& statement) noexcept {
   }
 }
 
-void ExecuteDirect(SQLHSTMT statement, std::string_view text) {
-  RequireSuccess(SQLExecDirect(statement, AsSqlText(text), static_cast<SQLINTEGER>(text.size())), statement);
+SQLRETURN ExecuteDirect(SQLHSTMT statement, std::string_view text) {
+  return SQLExecDirect(statement, AsSqlText(text), static_cast<SQLINTEGER>(text.size()));
 }
 
 }  // namespace odbc

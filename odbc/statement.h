@@ -19,10 +19,8 @@ SQLHSTMT AllocateStatement(SQLHDBC connection);
 /// Frees the statement, if there is one, and sets it to null. Failures are ignored.
 void FreeStatement(SQLHSTMT& statement) noexcept;
 
-/// Executes the text, passed with its length.
-///
-/// \throws std::runtime_error with the statement's diagnostics.
-void ExecuteDirect(SQLHSTMT statement, std::string_view text);
+/// Executes the text with SQLExecDirect, passed with its length. Returns what that returns.
+SQLRETURN ExecuteDirect(SQLHSTMT statement, std::string_view text);
 
 }  // namespace odbc
 

@@ -1,0 +1,35 @@
+#ifndef BW_DB_TABLES_IMPORT_LOG_H
+#define BW_DB_TABLES_IMPORT_LOG_H
+
+#include <cstdint>
+#include <ostream>
+
+#include "db/table_destination.h"
+#include "db/table_source.h"
+
+namespace db {
+
+/// An import that a user ran.
+struct DBRowImportLog {
+  std::int32_t ID;
+  char ImportType[33];
+  std::int32_t BWUserID;
+  char BWSessionID[41];
+  std::int32_t BWCounter;
+};
+
+std::ostream& operator<<(std::ostream& stream, const DBRowImportLog& row);
+
+class DBTableImportLogSrc final : public DBTableSrc<DBRowImportLog> {
+ public:
+  explicit DBTableImportLogSrc(const odbc::DBConnection& source);
+};
+
+class DBTableImportLogDst final : public DBTableDst<DBRowImportLog> {
+ public:
+  explicit DBTableImportLogDst(const odbc::DBConnection& destination);
+};
+
+}  // namespace db
+
+#endif  // BW_DB_TABLES_IMPORT_LOG_H

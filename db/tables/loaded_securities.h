@@ -1,0 +1,38 @@
+#ifndef BW_DB_TABLES_LOADED_SECURITIES_H
+#define BW_DB_TABLES_LOADED_SECURITIES_H
+
+#include <cstdint>
+#include <ostream>
+
+#include "db/table_destination.h"
+#include "db/table_source.h"
+
+namespace db {
+
+/// A loaded security.
+struct DBRowLoadedSecurities {
+  std::int32_t SecID;
+  char SecCode[13];
+  char SecName[17];
+  char SecStyle[17];
+  char SecType[33];
+  double FaceValue;
+  double AccInt;
+  double Price;
+};
+
+std::ostream& operator<<(std::ostream& stream, const DBRowLoadedSecurities& row);
+
+class DBTableLoadedSecuritiesSrc final : public DBTableSrc<DBRowLoadedSecurities> {
+ public:
+  explicit DBTableLoadedSecuritiesSrc(const odbc::DBConnection& source);
+};
+
+class DBTableLoadedSecuritiesDst final : public DBTableDst<DBRowLoadedSecurities> {
+ public:
+  explicit DBTableLoadedSecuritiesDst(const odbc::DBConnection& destination);
+};
+
+}  // namespace db
+
+#endif  // BW_DB_TABLES_LOADED_SECURITIES_H

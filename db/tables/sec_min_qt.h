@@ -1,0 +1,33 @@
+#ifndef BW_DB_TABLES_SEC_MIN_QT_H
+#define BW_DB_TABLES_SEC_MIN_QT_H
+
+#include <cstdint>
+#include <ostream>
+
+#include "db/table_destination.h"
+#include "db/table_source.h"
+
+namespace db {
+
+/// The minimum quantity of a security.
+struct DBRowSecMinQt {
+  char ClassCode[13];
+  char SecCode[13];
+  std::int32_t MinQty;
+};
+
+std::ostream& operator<<(std::ostream& stream, const DBRowSecMinQt& row);
+
+class DBTableSecMinQtSrc final : public DBTableSrc<DBRowSecMinQt> {
+ public:
+  explicit DBTableSecMinQtSrc(const odbc::DBConnection& source);
+};
+
+class DBTableSecMinQtDst final : public DBTableDst<DBRowSecMinQt> {
+ public:
+  explicit DBTableSecMinQtDst(const odbc::DBConnection& destination);
+};
+
+}  // namespace db
+
+#endif  // BW_DB_TABLES_SEC_MIN_QT_H

@@ -1,0 +1,119 @@
+#include "app/profile_file.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+
+#include "support/scratch_directory.h"
+
+namespace {
+
+/// What the key "key" of the section "Section" reads as in a file of that content.
+std::string Read(std::string_view content) {
+  const support::ScratchDirectory directory;
+  return app::ReadProfileString(directory.Write("settings.ini", content), "Section", "key", 1023);
+}
+
+TEST(ProfileFile, ReadsTheValueOfAKeyInItsSection) {
+  EXPECT_EQ(Read("[Section]\nkey=value\n"), "value");
+}
+
+TEST(ProfileFile, ReadsFilesWithCarriageReturns) {
+  EXPECT_EQ(Read("[Section]\r\nother=1\r\nkey=value\r\n"), "value");
+}
+
+TEST(ProfileFile, ReadsALastLineWithoutLineEnd) {
+  EXPECT_EQ(Read("[Section]\nkey=value"), "value");
+}
+
+TEST(ProfileFile, IgnoresTheCaseOfSectionAndKey) {
+  EXPECT_EQ(Read("[sECTION]\nKEY=Value\n"), "Value");
+}
+
+TEST(ProfileFile, DropsBlanksAroundNamesAndValue) {
+  EXPECT_EQ(Read(" [ Section ] \n \t key \t = \t a value \t \n"), "a value");
+}
+
+TEST(ProfileFile, RemovesOnePairOfDoubleQuotes) {
+  EXPECT_EQ(Read("[Section]\nkey=\" value \"\n"), " value ");
+}
+
+TEST(ProfileFile, RemovesOnePairOfSingleQuotes) {
+  EXPECT_EQ(Read("[Section]\nkey=' value '\n"), " value ");
+}
+
+TEST(ProfileFile, RemovesOnlyTheOuterPairOfQuotes) {
+  EXPECT_EQ(Read("[Section]\nkey=\"'value'\"\n"), "'value'");
+}
+
+TEST(ProfileFile, KeepsQuotesThatAreNoPair) {
+  EXPECT_EQ(Read("[Section]\nkey=\"value\n"), "\"value");
+  EXPECT_EQ(Read("[Section]\nkey=\"value'\n"), "\"value'");
+  EXPECT_EQ(Read("[Section]\nkey=\"\n"), "\"");
+}
+
+TEST(ProfileFile, SkipsCommentsAndBlankLines) {
+  EXPECT_EQ(Read("; [Section]\n\n[Section]\n;key=comment\n  ; key=comment\n \t\nkey=value\n"), "value");
+}
+
+TEST(ProfileFile, KeepsASemicolonInsideAValue) {
+  EXPECT_EQ(Read("[Section]\nkey=a;b\n"), "a;b");
+}
+
+TEST(ProfileFile, KeepsAnEqualsSignInsideAValue) {
+  EXPECT_EQ(Read("[Section]\nkey=a=b\n"), "a=b");
+}
+
+TEST(ProfileFile, TakesTheFirstOfTwoEqualKeys) {
+  EXPECT_EQ(Read("[Section]\nkey=first\nkey=second\n"), "first");
+}
+
+TEST(ProfileFile, TakesAnEmptyFirstKeyBeforeASecondOne) {
+  EXPECT_EQ(Read("[Section]\nkey=\nkey=second\n"), "");
+}
+
+TEST(ProfileFile, LooksOnlyIntoTheFirstOfTwoEqualSections) {
+  EXPECT_EQ(Read("[Section]\nother=1\n[Section]\nkey=value\n"), "");
+}
+
+TEST(ProfileFile, IgnoresTheKeyInOtherSectionsAndBeforeAny) {
+  EXPECT_EQ(Read("key=before\n[Other]\nkey=other\n[SectionX]\nkey=longer\n[Section]\nkey=value\n"), "value");
+}
+
+TEST(ProfileFile, DoesNotTakeALongerKeyForTheKey) {
+  EXPECT_EQ(Read("[Section]\nkeys=1\nkey=value\n"), "value");
+}
+
+TEST(ProfileFile, SkipsALineWithoutEqualsSign) {
+  EXPECT_EQ(Read("[Section]\nkey\nkey=value\n"), "value");
+}
+
+TEST(ProfileFile, SkipsAByteOrderMark) {
+  EXPECT_EQ(Read("\xEF\xBB\xBF[Section]\nkey=value\n"), "value");
+}
+
+TEST(ProfileFile, GivesAnEmptyTextForWhatIsNotThere) {
+  EXPECT_EQ(Read(""), "");
+  EXPECT_EQ(Read("[Other]\nkey=value\n"), "");
+  EXPECT_EQ(Read("[Section]\nother=value\n"), "");
+  EXPECT_EQ(app::ReadProfileString("/nonexistent/settings.ini", "Section", "key", 1023), "");
+}
+
+TEST(ProfileFile, GivesAnEmptyTextForADirectory) {
+  const support::ScratchDirectory directory;
+  EXPECT_EQ(app::ReadProfileString(directory.path().string(), "Section", "key", 1023), "");
+}
+
+TEST(ProfileFile, CutsALongValue) {
+  const support::ScratchDirectory directory;
+  const std::string path = directory.Write("settings.ini", "[Section]\nkey=abcdef\n");
+  EXPECT_EQ(app::ReadProfileString(path, "Section", "key", 6), "abcdef");
+  EXPECT_EQ(app::ReadProfileString(path, "Section", "key", 5), "abcde");
+}
+
+TEST(ProfileFile, KeepsLettersBeyondAscii) {
+  EXPECT_EQ(Read("[Section]\nkey=K\xC3\xB6ln \xCF\xEE\n"), "K\xC3\xB6ln \xCF\xEE");
+}
+
+}  // namespace

@@ -1,0 +1,78 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <iomanip>
+#include <limits>
+#include <sstream>
+#include <string>
+
+#include "db/columns.h"
+#include "db/tables/system_data.h"
+
+namespace {
+
+struct Position {
+  std::int32_t PosID;
+  char Code[4];
+  double OpenBalance;
+};
+
+constexpr std::array kColumns = {db::Int32<&Position::PosID>, db::Char<&Position::Code>,
+                                 db::Double<&Position::OpenBalance>};
+
+std::string Text(const Position& position) {
+  std::ostringstream stream;
+  db::PrintRow(stream, position, kColumns);
+  return stream.str();
+}
+
+TEST(RowText, LabelsEachFieldAndEndsWithASemicolon) {
+  EXPECT_EQ(Text({7, "abc", 1.5}), "[PosID] = 7, [Code] = abc, [OpenBalance] = 1.5;");
+}
+
+TEST(RowText, PrintsNegativeNumbersWithTheirSign) {
+  EXPECT_EQ(Text({-7, "", -0.25}), "[PosID] = -7, [Code] = , [OpenBalance] = -0.25;");
+}
+
+TEST(RowText, PrintsTheWholeRangeOfIntegers) {
+  EXPECT_EQ(Text({std::numeric_limits<std::int32_t>::min(), "", 0}),
+            "[PosID] = -2147483648, [Code] = , [OpenBalance] = 0;");
+  EXPECT_EQ(Text({std::numeric_limits<std::int32_t>::max(), "", 0}),
+            "[PosID] = 2147483647, [Code] = , [OpenBalance] = 0;");
+}
+
+TEST(RowText, PrintsDoublesWithSixDigits) {
+  EXPECT_EQ(Text({0, "", 1234567.0}), "[PosID] = 0, [Code] = , [OpenBalance] = 1.23457e+06;");
+  EXPECT_EQ(Text({0, "", 123456.7}), "[PosID] = 0, [Code] = , [OpenBalance] = 123457;");
+  EXPECT_EQ(Text({0, "", 0.00001234567}), "[PosID] = 0, [Code] = , [OpenBalance] = 1.23457e-05;");
+  EXPECT_EQ(Text({0, "", 1e50}), "[PosID] = 0, [Code] = , [OpenBalance] = 1e+50;");
+  EXPECT_EQ(Text({0, "", 0.1}), "[PosID] = 0, [Code] = , [OpenBalance] = 0.1;");
+}
+
+TEST(RowText, FormatsNumbersAsTheStreamIsSet) {
+  std::ostringstream stream;
+  stream << std::fixed << std::setprecision(2);
+  db::PrintRow(stream, Position{1, "a", 2.5}, kColumns);
+  EXPECT_EQ(stream.str(), "[PosID] = 1, [Code] = a, [OpenBalance] = 2.50;");
+}
+
+TEST(RowText, EndsATextAtItsFirstZero) {
+  Position position{1, "abc", 0};
+  position.Code[1] = '\0';
+  EXPECT_EQ(Text(position), "[PosID] = 1, [Code] = a, [OpenBalance] = 0;");
+}
+
+TEST(RowText, NeverReadsBehindATextField) {
+  Position position{1, "", 0};
+  std::memcpy(position.Code, "abcd", 4);
+  EXPECT_EQ(Text(position), "[PosID] = 1, [Code] = abcd, [OpenBalance] = 0;");
+}
+
+TEST(RowText, ShowsSystemDataByKeyAndValue) {
+  std::ostringstream stream;
+  stream << db::DBRowSystemData{"dbver", "29"};
+  EXPECT_EQ(stream.str(), "[KeyName] = dbver, [KeyValue] = 29;");
+}
+
+}  // namespace
