@@ -1,8 +1,12 @@
 #include "app/migration_run.h"
 
+#include <sql.h>
+
+#include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <limits>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -44,9 +48,13 @@ void RequireConfigurationFile(const std::filesystem::path& path) {
   }
 }
 
+/// Reads one line. The only copy of it that stays is the returned one, which the caller wipes: neither the library's
+/// input buffer nor a text that was outgrown keeps one.
 std::string AskPassword(std::string_view prompt) {
+  constexpr std::size_t longest = std::numeric_limits<SQLSMALLINT>::max();
   std::cout << prompt;
   std::string password;
+  password.reserve(longest);
   std::getline(std::cin, password, '\n');
   return password;
 }
@@ -71,6 +79,7 @@ void Migrate() {
   }
 
   SwitchOffConsoleEcho();
+  std::setvbuf(stdin, nullptr, _IONBF, 0);  // See AskPassword.
   std::string sourcePassword = AskPassword("Enter the password for source database: ");
   std::string destinationPassword = AskPassword("\nEnter the password for destination database: ");
   std::cout << std::endl;
