@@ -6,10 +6,13 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <ios>
 #include <iterator>
+#include <locale>
 #include <optional>
 #include <ostream>
 #include <stdexcept>
@@ -46,16 +49,20 @@ struct ParameterBinding {
   SQLLEN* indicator;          ///< Always null: a text ends at its first zero, and nothing is sent as NULL.
 };
 
+/// How the stream that a row is printed to formats numbers: as a new stream does, or in some other way.
+enum class NumberFormat { AsNew, Other };
+
 /// One field of a row record and how it travels.
 template <class Row>
 struct Column {
   std::string_view name;
-  std::size_t position;  ///< Of the field in the row record, from 0.
+  std::string_view label;  ///< ", [name] = ", what stands before the value when a row is printed.
+  std::size_t position;    ///< Of the field in the row record, from 0.
   SQLSMALLINT cType;
   SQLSMALLINT sqlType;
-  std::size_t size;                                 ///< Bytes of the field; a text's terminating zero included.
-  void* (*field)(Row&);                             ///< The field's address in a row.
-  void (*print)(std::ostream& stream, const Row&);  ///< The field's value as the log shows it.
+  std::size_t size;                                        ///< Bytes of the field; a text's terminating zero included.
+  void* (*field)(Row&);                                    ///< The field's address in a row.
+  void (*print)(std::ostream&, const Row&, NumberFormat);  ///< The field's value as the log shows it.
 };
 
 namespace detail {
@@ -66,12 +73,44 @@ using FieldTypeOf = typename MemberPointer<decltype(Field)>::FieldType;
 template <auto Field>
 using RowOf = typename MemberPointer<decltype(Field)>::RowType;
 
+inline constexpr std::string_view kSeparator = ", ";
+
 template <auto Field>
-void PrintField(std::ostream& stream, const RowOf<Field>& row) {
+constexpr auto MakeLabel() {
+  constexpr std::string_view open = "[";
+  constexpr std::string_view close = "] = ";
+  std::array<char, kSeparator.size() + open.size() + kFieldName<Field>.size() + close.size()> label{};
+  auto end = label.begin();
+  for (const std::string_view part : {kSeparator, open, kFieldName<Field>, close}) {
+    end = std::copy(part.begin(), part.end(), end);
+  }
+  return label;
+}
+
+template <auto Field>
+inline constexpr auto kLabel = MakeLabel<Field>();
+
+/// What inserting the number into a new stream writes, in a fraction of the time.
+template <class Number>
+void PrintAsNew(std::ostream& stream, Number number) {
+  std::array<char, 32> text;  // NOLINT(cppcoreguidelines-pro-type-member-init): only what to_chars writes is read
+  std::to_chars_result result{};
+  if constexpr (std::is_floating_point_v<Number>) {
+    result = std::to_chars(text.begin(), text.end(), number, std::chars_format::general, 6);
+  } else {
+    result = std::to_chars(text.begin(), text.end(), number);
+  }
+  stream.write(text.begin(), result.ptr - text.begin());
+}
+
+template <auto Field>
+void PrintField(std::ostream& stream, const RowOf<Field>& row, NumberFormat format) {
   const auto& value = row.*Field;
   if constexpr (std::is_array_v<FieldTypeOf<Field>>) {
     stream << std::string_view(value,
                                static_cast<std::size_t>(std::find(value, value + std::size(value), '\0') - value));
+  } else if (format == NumberFormat::AsNew) {
+    PrintAsNew(stream, value);
   } else {
     stream << value;
   }
@@ -80,6 +119,7 @@ void PrintField(std::ostream& stream, const RowOf<Field>& row) {
 template <auto Field>
 constexpr Column<RowOf<Field>> MakeColumn(SQLSMALLINT cType, SQLSMALLINT sqlType) {
   return {.name = kFieldName<Field>,
+          .label = {kLabel<Field>.data(), kLabel<Field>.size()},
           .position = kFieldPosition<Field>,
           .cType = cType,
           .sqlType = sqlType,
@@ -228,11 +268,13 @@ constexpr std::array<Parameter<Row>, N> AllInput(const std::array<Column<Row>, N
 /// are formatted as the stream is set, texts end at their first zero.
 template <class Row, std::size_t N>
 std::ostream& PrintRow(std::ostream& stream, const Row& row, const std::array<Column<Row>, N>& columns) {
-  std::string_view separator;
+  const bool asNew = stream.flags() == (std::ios_base::skipws | std::ios_base::dec) && stream.precision() == 6 &&
+                     stream.getloc() == std::locale::classic();
+  std::size_t skipped = detail::kSeparator.size();
   for (const Column<Row>& column : columns) {
-    stream << separator << '[' << column.name << "] = ";
-    column.print(stream, row);
-    separator = ", ";
+    stream << column.label.substr(skipped);
+    column.print(stream, row, asNew ? NumberFormat::AsNew : NumberFormat::Other);
+    skipped = 0;
   }
   return stream << ';';
 }

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <optional>
 #include <ostream>
-#include <sstream>
 #include <string>
 
+#include "db/text_stream.h"
 #include "logging/logger.h"
 
 namespace db {
@@ -36,14 +36,15 @@ void MigrateTable(Pair& pair, Logger& log, std::ostream& console) {
   const Clock::time_point start = Clock::now();
   std::uint64_t rowsRead = 0;
   std::uint64_t rowsMigrated = 0;
+  TextStream rowText;
   for (std::optional<typename Pair::RowType> row = source.Next(); row; row = source.Next()) {
     ++rowsRead;
     // Before the write: what the log shows is the row as it was read, whatever the write makes of it.
-    std::ostringstream rowText;
+    rowText.ClearText();
     rowText << "insert row(" << rowsRead << "): " << *row << std::endl;
     if (destination.Write(*row)) {
       ++rowsMigrated;
-      log.Log(rowText.str());
+      log.Log(rowText.text());
     }
   }
   const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);

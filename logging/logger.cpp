@@ -1,14 +1,7 @@
 #include "logging/logger.h"
 
-#include <array>
 #include <ctime>
 #include <string_view>
-
-namespace {
-
-constexpr std::size_t kTimeStampSize = 80;
-
-}  // namespace
 
 bool Logger::Open(const std::filesystem::path& path) {
   stream_.open(path, std::ios_base::out);
@@ -21,11 +14,13 @@ void Logger::Log(const std::string& text) {
     return;
   }
   const std::time_t now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  std::array<char, kTimeStampSize> timeStamp{};
-  const std::size_t length = std::strftime(timeStamp.data(), timeStamp.size(), "%Y-%m-%d %X", &local);
-  stream_ << std::string_view(timeStamp.data(), length);
+  if (now != shownTime_) {
+    std::tm local{};
+    localtime_r(&now, &local);
+    timeStampLength_ = std::strftime(timeStamp_.data(), timeStamp_.size(), "%Y-%m-%d %X", &local);
+    shownTime_ = now;
+  }
+  stream_ << std::string_view(timeStamp_.data(), timeStampLength_);
   stream_ << " :: ";
   stream_ << text;
 }

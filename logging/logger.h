@@ -1,6 +1,8 @@
 #ifndef BW_LOGGING_LOGGER_H
 #define BW_LOGGING_LOGGER_H
 
+#include <array>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -24,8 +26,14 @@ class Logger {
   void Close();
 
  private:
+  static constexpr std::size_t kTimeStampSize = 80;
+
   std::fstream stream_;
   bool isOpen_ = false;
+  // The second that was shown last and how: entries come by the thousand in one second.
+  std::time_t shownTime_ = -1;
+  std::array<char, kTimeStampSize> timeStamp_{};
+  std::size_t timeStampLength_ = 0;
 };
 
 #endif  // BW_LOGGING_LOGGER_H

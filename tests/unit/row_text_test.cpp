@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <iomanip>
 #include <limits>
+#include <random>
 #include <sstream>
 #include <string>
 
@@ -48,6 +50,34 @@ TEST(RowText, PrintsDoublesWithSixDigits) {
   EXPECT_EQ(Text({0, "", 0.00001234567}), "[PosID] = 0, [Code] = , [OpenBalance] = 1.23457e-05;");
   EXPECT_EQ(Text({0, "", 1e50}), "[PosID] = 0, [Code] = , [OpenBalance] = 1e+50;");
   EXPECT_EQ(Text({0, "", 0.1}), "[PosID] = 0, [Code] = , [OpenBalance] = 0.1;");
+}
+
+TEST(RowText, PrintsDoublesAtTheEdgesOfSixDigits) {
+  const auto printed = [](double value) {
+    const std::string text = Text({0, "", value});
+    const std::string before = "[PosID] = 0, [Code] = , [OpenBalance] = ";
+    return text.substr(before.size(), text.size() - before.size() - 1);
+  };
+  EXPECT_EQ(printed(999999), "999999");
+  EXPECT_EQ(printed(999999.4), "999999");
+  EXPECT_EQ(printed(999999.5), "1e+06");
+  EXPECT_EQ(printed(0.0001), "0.0001");
+  EXPECT_EQ(printed(0.00001), "1e-05");
+  EXPECT_EQ(printed(1e300), "1e+300");
+  EXPECT_EQ(printed(-1e-300), "-1e-300");
+  EXPECT_EQ(printed(-0.0), "-0");
+  EXPECT_EQ(printed(std::numeric_limits<double>::infinity()), "inf");
+  EXPECT_EQ(printed(std::numeric_limits<double>::quiet_NaN()), "nan");
+}
+
+TEST(RowText, PrintsEveryDoubleAsAStreamInsertsIt) {
+  std::mt19937_64 bits(29);  // any double, by its bits
+  for (int i = 0; i < 100'000; ++i) {
+    const auto value = std::bit_cast<double>(bits());
+    std::ostringstream inserted;
+    inserted << value;
+    ASSERT_EQ(Text({0, "", value}), "[PosID] = 0, [Code] = , [OpenBalance] = " + inserted.str() + ";");
+  }
 }
 
 TEST(RowText, FormatsNumbersAsTheStreamIsSet) {

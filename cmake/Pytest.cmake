@@ -1,0 +1,17 @@
+# Tests written in Python run as one test of ctest per module, against the programs of this build.
+
+# bw_add_pytest(<name> <file> LABELS <label>... [TIMEOUT <seconds>])
+#
+# The module finds the build in the environment variable BW_BUILD_DIR and can import the lab's modules.
+function(bw_add_pytest name file)
+  cmake_parse_arguments(PARSE_ARGV 2 arg "" "TIMEOUT" "LABELS")
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 300)
+  endif()
+  cmake_path(ABSOLUTE_PATH file NORMALIZE)
+  add_test(NAME "${name}" COMMAND /usr/bin/python3 -m pytest -q -p no:cacheprovider "${file}")
+  set_tests_properties("${name}" PROPERTIES
+    LABELS "${arg_LABELS}"
+    TIMEOUT "${arg_TIMEOUT}"
+    ENVIRONMENT "BW_BUILD_DIR=${PROJECT_BINARY_DIR};PYTHONPATH=${PROJECT_SOURCE_DIR}/lab;PYTHONDONTWRITEBYTECODE=1")
+endfunction()

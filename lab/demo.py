@@ -1,0 +1,84 @@
+"""Migrates sample data from the sample SQL Server to a throw-away PostgreSQL and shows what happens."""
+
+import argparse
+import contextlib
+import re
+import signal
+import sqlite3
+import sys
+
+import lab
+import sample_data
+import scratch
+
+_LOG_LINES_SHOWN = 6
+
+
+def main() -> int:
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--build-directory", required=True, help="the build with the programs")
+    parser.add_argument("--scale", type=int, default=1, help="the size of the sample data")
+    parser.add_argument("--keep", action="store_true", help="leave the servers up until Ctrl-C")
+    arguments = parser.parse_args()
+
+    scratch.end_on_sigterm()
+    _say("Starting PostgreSQL and the sample SQL Server")
+    with lab.Lab(arguments.build_directory) as shared, shared.workspace(
+        lambda path: sample_data.fill(path, arguments.scale)
+    ) as workspace:
+        _say(f"{workspace.directory / lab.CONFIGURATION_FILE}")
+        print((workspace.directory / lab.CONFIGURATION_FILE).read_text(), end="")
+        _say(f"The console of bw_db_migrate; the passwords {lab.SOURCE_PASSWORD} and {lab.DESTINATION_PASSWORD} are typed")
+        run = workspace.run(show=sys.stdout, seconds=None)
+        complete = _show_log(workspace.log_file)
+        _show_row_counts(workspace, re.findall(r"^Complete migrate (\w+) table\.", run.console, re.MULTILINE))
+        if arguments.keep:
+            _say("Both servers stay up until Ctrl-C. From another terminal:")
+            _show_connections(workspace)
+            with contextlib.suppress(KeyboardInterrupt):
+                signal.pause()
+        _say("Stopping the servers")
+    if not complete:
+        print("The migration did not complete: the log's last line says why.", file=sys.stderr)
+        return 1
+    return 0
+
+
+def _say(text: str) -> None:
+    print(f"\n== {text}", flush=True)
+
+
+def _show_log(path) -> bool:
+    """Shows the beginning and the end of the log. Returns whether the log ends as that of a complete run."""
+    lines = path.read_text().splitlines()
+    _say(f"bw_db_migrate.log, {len(lines)} lines")
+    if len(lines) <= 2 * _LOG_LINES_SHOWN:
+        print("\n".join(lines))
+    else:
+        print("\n".join([*lines[:_LOG_LINES_SHOWN], "...", *lines[-_LOG_LINES_SHOWN:]]))
+    return " :: Complete migrate " in lines[-1]
+
+
+def _show_row_counts(workspace, tables) -> None:
+    _say("Rows")
+    print(f"{'table':<30}{'source':>12}{'destination':>14}")
+    with contextlib.closing(sqlite3.connect(workspace.source_file)) as source:
+        for table in tables:
+            (source_rows,) = source.execute(f"SELECT count(*) FROM [{table}]").fetchone()
+            ((destination_rows,),) = workspace.query_destination(f'SELECT count(*) FROM "{table}"')
+            print(f"{table:<30}{source_rows:>12}{destination_rows:>14}")
+
+
+def _show_connections(workspace) -> None:
+    print(f"""
+Destination:
+  PGPASSWORD={lab.DESTINATION_PASSWORD} psql -h 127.0.0.1 -p {workspace.lab.postgres.port} -U {lab.DESTINATION_LOGIN} {workspace.database}
+Source:
+  tsql -H 127.0.0.1 -p {workspace.source_server.port} -U {lab.SOURCE_LOGIN} -P {lab.SOURCE_PASSWORD} -D {lab.SOURCE_DATABASE}
+Another run:
+  cd {workspace.directory}
+  ODBCINI={workspace.environment["ODBCINI"]} ODBCSYSINI={workspace.environment["ODBCSYSINI"]} {workspace.lab.migrator}; stty echo""", flush=True)
+
+
+if __name__ == "__main__":
+    sys.exit(main())

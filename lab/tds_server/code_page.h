@@ -1,0 +1,46 @@
+#pragma once
+
+#include <iconv.h>
+
+#include <array>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "bytes.h"
+
+namespace tds {
+
+/// LCID, comparison flags, version and sort order, as the protocol sends them.
+using Collation = std::array<std::uint8_t, 5>;
+
+/// An encoding of char and varchar data, and the collation that tells a client of it.
+struct CodePage {
+  int number;
+  const char* encoding;  ///< the name that iconv knows it by
+  std::string_view collation_name;
+  Collation collation;
+};
+
+/// \throws std::invalid_argument when the server does not have the code page.
+const CodePage& FindCodePage(int number);
+
+/// Turns text of the store into char and varchar data.
+class TextEncoder {
+ public:
+  explicit TextEncoder(const CodePage& code_page);
+
+  /// Encodes `utf8`, cut to at most `max_size` bytes at a character's end. What the code page lacks becomes "?".
+  /// The result is good until the next call.
+  std::string_view Encode(std::string_view utf8, std::size_t max_size);
+
+ private:
+  struct CloseConverter {
+    void operator()(iconv_t converter) const { iconv_close(converter); }
+  };
+
+  std::unique_ptr<std::remove_pointer_t<iconv_t>, CloseConverter> converter_;
+  std::string encoded_;
+};
+
+}  // namespace tds

@@ -1,0 +1,84 @@
+#include "column_type.h"
+
+#include <charconv>
+
+#include "text.h"
+
+namespace tds {
+
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r\n";
+
+std::string_view Trim(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) {
+    return {};
+  }
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+/// A declaration in its parts: "varchar", "20".
+struct Declaration {
+  std::string_view name;
+  std::optional<std::string_view> argument;
+};
+
+Declaration Split(std::string_view declaration) {
+  const std::size_t open = declaration.find('(');
+  const std::size_t close = declaration.find(')');
+  if (open == std::string_view::npos || close == std::string_view::npos || close < open) {
+    return {Trim(declaration), std::nullopt};
+  }
+  return {Trim(declaration.substr(0, open)), Trim(declaration.substr(open + 1, close - open - 1))};
+}
+
+std::optional<ColumnType> TextType(WireType wire, std::optional<std::string_view> argument) {
+  if (!argument) {
+    return ColumnType{wire, 1};
+  }
+  std::uint16_t size = 0;
+  const auto [end, error] = std::from_chars(argument->data(), argument->data() + argument->size(), size);
+  if (error != std::errc{} || end != argument->data() + argument->size() || size == 0 || size > kMaxTextSize) {
+    return std::nullopt;
+  }
+  return ColumnType{wire, size};
+}
+
+}  // namespace
+
+std::optional<ColumnType> TypeFromDeclaration(std::string_view declaration) {
+  const auto [name, argument] = Split(declaration);
+  if (EqualsIgnoringCase(name, "varchar")) {
+    return TextType(WireType::kBigVarChar, argument);
+  }
+  if (EqualsIgnoringCase(name, "char")) {
+    return TextType(WireType::kBigChar, argument);
+  }
+  if (EqualsIgnoringCase(name, "int") || EqualsIgnoringCase(name, "integer")) {
+    return kInt;
+  }
+  if (EqualsIgnoringCase(name, "bigint")) {
+    return kBigInt;
+  }
+  if (EqualsIgnoringCase(name, "float")) {
+    return kFloat;
+  }
+  return std::nullopt;
+}
+
+std::string_view TypeName(ColumnType type) {
+  switch (type.wire) {
+    case WireType::kIntN:
+      return type.size == 4 ? "int" : "bigint";
+    case WireType::kFltN:
+      return "float";
+    case WireType::kBigVarChar:
+      return "varchar";
+    case WireType::kBigChar:
+      return "char";
+  }
+  return {};
+}
+
+}  // namespace tds

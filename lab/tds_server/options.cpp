@@ -1,0 +1,89 @@
+#include "options.h"
+
+#include <charconv>
+
+#include "code_page.h"
+
+namespace tds {
+
+const std::string_view kUsage =
+    "usage: tds_server --database FILE --logins FILE [option...]\n"
+    "  --database FILE       SQLite file with the tables, which clients see in the schema dbo\n"
+    "  --logins FILE         one \"user<TAB>password\" per line, in UTF-8\n"
+    "  --port N              port on 127.0.0.1; 0, the default, takes a free one\n"
+    "  --product NAME        name of the product in the login acknowledgement\n"
+    "  --codepage N          code page of char and varchar data: 1252 (default), 1251 or 65001\n"
+    "  --break-after TABLE:N close the connection after N rows of a SELECT that reads TABLE\n"
+    "  --error-after TABLE:N fail after N rows of a SELECT that reads TABLE\n"
+    "  --delay TABLE:MS      wait MS milliseconds before each row of a SELECT that reads TABLE\n";
+
+namespace {
+
+template <typename Number>
+Number ParseNumber(std::string_view option, std::string_view text) {
+  Number number{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc{} || end != text.data() + text.size()) {
+    throw UsageError(std::string(option) + ": " + std::string(text) + " is no number in range");
+  }
+  return number;
+}
+
+Fault ParseFault(std::string_view option, Fault::Kind kind, std::string_view text) {
+  const std::size_t colon = text.rfind(':');
+  if (colon == std::string_view::npos || colon == 0) {
+    throw UsageError(std::string(option) + " needs TABLE:NUMBER");
+  }
+  return {.kind = kind,
+          .table = std::string(text.substr(0, colon)),
+          .value = ParseNumber<std::uint32_t>(option, text.substr(colon + 1))};
+}
+
+int ParseCodePage(std::string_view option, std::string_view text) {
+  const int number = ParseNumber<int>(option, text);
+  try {
+    return FindCodePage(number).number;
+  } catch (const std::invalid_argument& error) {
+    throw UsageError(error.what());
+  }
+}
+
+void Apply(Options& options, std::string_view option, std::string_view value) {
+  if (option == "--database") {
+    options.database = value;
+  } else if (option == "--logins") {
+    options.logins = value;
+  } else if (option == "--port") {
+    options.port = ParseNumber<std::uint16_t>(option, value);
+  } else if (option == "--product") {
+    options.product = value;
+  } else if (option == "--codepage") {
+    options.code_page = ParseCodePage(option, value);
+  } else if (option == "--break-after") {
+    options.faults.push_back(ParseFault(option, Fault::Kind::kBreak, value));
+  } else if (option == "--error-after") {
+    options.faults.push_back(ParseFault(option, Fault::Kind::kError, value));
+  } else if (option == "--delay") {
+    options.faults.push_back(ParseFault(option, Fault::Kind::kDelay, value));
+  } else {
+    throw UsageError("unknown option " + std::string(option));
+  }
+}
+
+}  // namespace
+
+Options ParseOptions(std::span<const char* const> arguments) {
+  Options options;
+  for (; !arguments.empty(); arguments = arguments.subspan(2)) {
+    if (arguments.size() < 2) {
+      throw UsageError(std::string(arguments[0]) + " needs a value");
+    }
+    Apply(options, arguments[0], arguments[1]);
+  }
+  if (options.database.empty() || options.logins.empty()) {
+    throw UsageError("--database and --logins are required");
+  }
+  return options;
+}
+
+}  // namespace tds

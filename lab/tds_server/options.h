@@ -1,0 +1,49 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tds {
+
+/// What goes wrong on purpose while a SELECT that reads `table` sends its rows.
+struct Fault {
+  enum class Kind {
+    kBreak,  ///< the connection is closed after `value` rows
+    kError,  ///< the statement fails after `value` rows
+    kDelay,  ///< each row comes `value` milliseconds later
+  };
+
+  Kind kind;
+  std::string table;
+  std::uint64_t value;
+};
+
+struct Options {
+  std::filesystem::path database;
+  std::filesystem::path logins;
+  std::uint16_t port = 0;
+  std::string product = "Microsoft SQL Server";
+  int code_page = 1252;
+  std::vector<Fault> faults;
+};
+
+/// The command line is wrong.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// The text that explains the command line.
+extern const std::string_view kUsage;
+
+/// Reads the arguments behind the program's name. \throws UsageError when they are wrong.
+Options ParseOptions(std::span<const char* const> arguments);
+
+}  // namespace tds

@@ -1,0 +1,101 @@
+#include "result_set.h"
+
+#include <limits>
+
+#include "sql_error.h"
+
+namespace tds {
+
+namespace {
+
+bool FitsInt(std::int64_t value) {
+  return value >= std::numeric_limits<std::int32_t>::min() && value <= std::numeric_limits<std::int32_t>::max();
+}
+
+ColumnType TypeFromValue(const Statement& statement, int column) {
+  switch (statement.Kind(column)) {
+    case Statement::ValueKind::kNull:
+      return kInt;
+    case Statement::ValueKind::kInteger:
+      return FitsInt(statement.Integer(column)) ? kInt : kBigInt;
+    case Statement::ValueKind::kReal:
+      return kFloat;
+    case Statement::ValueKind::kText:
+      break;
+  }
+  return kLongestVarChar;
+}
+
+ColumnType DescribeType(const Statement& statement, int column, bool has_row) {
+  if (const auto declaration = statement.DeclaredType(column)) {
+    if (const auto type = TypeFromDeclaration(*declaration)) {
+      return *type;
+    }
+  }
+  return has_row ? TypeFromValue(statement, column) : kInt;
+}
+
+std::string Name(Statement::ValueKind kind) {
+  return std::string(TypeName(kind == Statement::ValueKind::kReal ? kFloat : kLongestVarChar));
+}
+
+void WriteInteger(const Statement& statement, int column, ColumnType type, TokenWriter& tokens) {
+  const Statement::ValueKind kind = statement.Kind(column);
+  if (kind != Statement::ValueKind::kInteger) {
+    throw SqlError(245, 16, 1,
+                   "Conversion failed when converting the " + Name(kind) + " value '" +
+                       std::string(statement.Text(column)) + "' to data type " + std::string(TypeName(type)) + ".");
+  }
+  const std::int64_t value = statement.Integer(column);
+  if (type == kInt && !FitsInt(value)) {
+    throw SqlError(8115, 16, 2, "Arithmetic overflow error converting expression to data type int.");
+  }
+  tokens.Integer(type, value);
+}
+
+void WriteFloat(const Statement& statement, int column, TokenWriter& tokens) {
+  if (statement.Kind(column) == Statement::ValueKind::kText) {
+    throw SqlError(8114, 16, 5, "Error converting data type varchar to float.");
+  }
+  tokens.Float(statement.Real(column));
+}
+
+void WriteValue(const Statement& statement, int column, ColumnType type, TextEncoder& encoder, TokenWriter& tokens) {
+  if (statement.Kind(column) == Statement::ValueKind::kNull) {
+    tokens.Null(type);
+    return;
+  }
+  switch (type.wire) {
+    case WireType::kIntN:
+      WriteInteger(statement, column, type, tokens);
+      break;
+    case WireType::kFltN:
+      WriteFloat(statement, column, tokens);
+      break;
+    case WireType::kBigVarChar:
+    case WireType::kBigChar:
+      tokens.Text(type, encoder.Encode(statement.Text(column), type.size));
+      break;
+  }
+}
+
+}  // namespace
+
+std::vector<Column> DescribeColumns(const Statement& statement, bool has_row) {
+  std::vector<Column> columns;
+  for (int i = 0; i < statement.ColumnCount(); ++i) {
+    columns.push_back({.name = std::string(statement.ColumnName(i)), .type = DescribeType(statement, i, has_row)});
+  }
+  return columns;
+}
+
+void WriteRow(const Statement& statement, const std::vector<Column>& columns, TextEncoder& encoder,
+              TokenWriter& tokens) {
+  tokens.BeginRow();
+  for (int i = 0; const Column& column : columns) {
+    WriteValue(statement, i++, column.type, encoder, tokens);
+  }
+  tokens.EndRow();
+}
+
+}  // namespace tds

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <vector>
+
+#include "code_page.h"
+#include "column_type.h"
+#include "store.h"
+#include "tokens.h"
+
+namespace tds {
+
+/// The columns of a query's result as the client sees them. A column's declaration gives its type. An expression has
+/// none: it gets the type of its value in the row that the statement stands on, and int without a row.
+/// `has_row` says whether it stands on one.
+std::vector<Column> DescribeColumns(const Statement& statement, bool has_row);
+
+/// Writes the row that the statement stands on.
+/// \throws SqlError when a value does not fit its column's type; nothing of the row is sent then.
+void WriteRow(const Statement& statement, const std::vector<Column>& columns, TextEncoder& encoder,
+              TokenWriter& tokens);
+
+}  // namespace tds

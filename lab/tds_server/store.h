@@ -1,0 +1,98 @@
+#pragma once
+
+#include <sqlite3.h>
+
+#include <cstdint>
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tds {
+
+/// A statement was given up because its client asked for it.
+class StatementInterrupted : public std::exception {
+ public:
+  const char* what() const noexcept override { return "statement interrupted"; }
+};
+
+/// A prepared statement of the store. Column indexes start at 0.
+class Statement {
+ public:
+  enum class ValueKind { kNull, kInteger, kReal, kText };
+  enum class Change { kNone, kInsert, kDelete, kUpdate };
+
+  /// What a statement does to tables.
+  struct Access {
+    std::vector<std::string> tables_read;  ///< each once
+    Change change = Change::kNone;         ///< to the rows of a table
+  };
+
+  Statement(sqlite3_stmt* statement, Access access);
+
+  const std::vector<std::string>& TablesRead() const { return access_.tables_read; }
+  Change change() const { return access_.change; }
+
+  bool ReturnsRows() const { return ColumnCount() > 0; }
+  int ColumnCount() const;
+  std::string_view ColumnName(int column) const;
+  /// The type that CREATE TABLE declares for the column; none for an expression.
+  std::optional<std::string_view> DeclaredType(int column) const;
+
+  /// Goes to the next row; false when there is none.
+  /// \throws SqlError when the statement fails, StatementInterrupted when it was given up.
+  bool Step();
+
+  ValueKind Kind(int column) const;
+  std::int64_t Integer(int column) const;
+  double Real(int column) const;
+  /// UTF-8, good until the next step.
+  std::string_view Text(int column) const;
+
+ private:
+  struct Finalize {
+    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+  };
+
+  std::unique_ptr<sqlite3_stmt, Finalize> statement_;
+  Access access_;
+};
+
+/// One connection to the SQLite file. Its tables belong to the schema "dbo".
+class Store {
+ public:
+  /// `interrupted` is asked now and then while a statement runs; true gives the statement up.
+  /// \throws std::runtime_error when the file cannot be opened or is no database.
+  Store(const std::filesystem::path& file, std::function<bool()> interrupted);
+
+  /// Prepares one statement. \throws SqlError when it has an error.
+  Statement Prepare(std::string_view sql);
+
+  std::uint64_t RowsChanged() const;
+
+  /// How many BEGIN TRANSACTION are open. As in SQL Server only the outermost COMMIT has an effect, and ROLLBACK ends
+  /// all.
+  int TransactionDepth();
+  void BeginTransaction();
+  /// \throws SqlError when no transaction is open or the data cannot be written.
+  void CommitTransaction();
+  /// \throws SqlError when no transaction is open.
+  void RollbackTransaction();
+
+ private:
+  struct Close {
+    void operator()(sqlite3* database) const { sqlite3_close(database); }
+  };
+
+  void Execute(std::string_view sql);
+
+  std::function<bool()> interrupted_;
+  std::unique_ptr<sqlite3, Close> database_;
+  int transaction_depth_ = 0;
+};
+
+}  // namespace tds
