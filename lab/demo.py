@@ -28,7 +28,7 @@ def main() -> int:
     ) as workspace:
         _say(f"{workspace.directory / lab.CONFIGURATION_FILE}")
         print((workspace.directory / lab.CONFIGURATION_FILE).read_text(), end="")
-        _say(f"The console of bw_db_migrate; the passwords {lab.SOURCE_PASSWORD} and {lab.DESTINATION_PASSWORD} are typed")
+        _say(f"bw_db_migrate at a terminal; typed: {lab.SOURCE_PASSWORD} and {lab.DESTINATION_PASSWORD}")
         run = workspace.run(show=sys.stdout, seconds=None)
         complete = _show_log(workspace.log_file)
         _show_row_counts(workspace, re.findall(r"^Complete migrate (\w+) table\.", run.console, re.MULTILINE))
@@ -70,14 +70,12 @@ def _show_row_counts(workspace, tables) -> None:
 
 
 def _show_connections(workspace) -> None:
-    print(f"""
-Destination:
-  PGPASSWORD={lab.DESTINATION_PASSWORD} psql -h 127.0.0.1 -p {workspace.lab.postgres.port} -U {lab.DESTINATION_LOGIN} {workspace.database}
-Source:
-  tsql -H 127.0.0.1 -p {workspace.source_server.port} -U {lab.SOURCE_LOGIN} -P {lab.SOURCE_PASSWORD} -D {lab.SOURCE_DATABASE}
-Another run:
-  cd {workspace.directory}
-  ODBCINI={workspace.environment["ODBCINI"]} ODBCSYSINI={workspace.environment["ODBCSYSINI"]} {workspace.lab.migrator}; stty echo""", flush=True)
+    psql = f"psql -h 127.0.0.1 -p {workspace.lab.postgres.port} -U {lab.DESTINATION_LOGIN} {workspace.database}"
+    tsql = f"tsql -H 127.0.0.1 -p {workspace.source_server.port} -U {lab.SOURCE_LOGIN} -D {lab.SOURCE_DATABASE}"
+    odbc = " ".join(f"{name}={workspace.environment[name]}" for name in ("ODBCINI", "ODBCSYSINI"))
+    print(f"Destination:\n  PGPASSWORD={lab.DESTINATION_PASSWORD} {psql}")
+    print(f"Source:\n  {tsql} -P {lab.SOURCE_PASSWORD}")
+    print(f"Another run:\n  cd {workspace.directory}\n  {odbc} {workspace.lab.migrator}; stty echo", flush=True)
 
 
 if __name__ == "__main__":

@@ -10,6 +10,11 @@ import sample_data
 from expectations import PROMPTS, assert_text
 
 SYSTEM_DATA = 'SELECT "KeyName", "KeyValue" FROM "SystemData" ORDER BY ctid'
+SOURCE_LOGIN_FAILED = (
+    "<time> :: SQL Error: State = S1000 Code = 0 Message = "
+    "[unixODBC][FreeTDS][SQL Server]Unable to connect to data source"
+    "State = 37000 Code = 18456 Message = [unixODBC][FreeTDS][SQL Server]Login failed for user 'bw_reader'."
+)
 FOUR_ROWS = (("dbver", "29"), ("second", "2"), ("third", "3"), ("fourth", "4"))
 
 
@@ -34,10 +39,7 @@ def test_wrong_source_password(new_workspace):
     run = workspace.run(passwords=("wrong", lab.DESTINATION_PASSWORD))
 
     assert run.console == PROMPTS
-    assert_text(workspace.log_file.read_text(), 
-        "<time> :: SQL Error: State = S1000 Code = 0 Message = [unixODBC][FreeTDS][SQL Server]Unable to connect to data source"
-        "State = 37000 Code = 18456 Message = [unixODBC][FreeTDS][SQL Server]Login failed for user 'bw_reader'.",
-    )
+    assert_text(workspace.log_file.read_text(), SOURCE_LOGIN_FAILED)
     assert run.errors == ""
     assert run.exit_code == 0
 
@@ -49,7 +51,8 @@ def test_wrong_destination_password(new_workspace):
     run = workspace.run(passwords=(lab.SOURCE_PASSWORD, "wrong"))
 
     assert run.console == PROMPTS
-    assert_text(workspace.log_file.read_text(), 
+    assert_text(
+        workspace.log_file.read_text(),
         "<time> :: SQL Error: State = 08001 Code = 101 Message = [unixODBC]"
         f'connection to server at "127.0.0.1", port {workspace.lab.postgres.port} failed: '
         'FATAL:  password authentication failed for user "bw_migrator"\n',
@@ -65,10 +68,7 @@ def test_empty_passwords(new_workspace):
     run = workspace.run(passwords=("", ""))
 
     assert run.console == PROMPTS
-    assert_text(workspace.log_file.read_text(), 
-        "<time> :: SQL Error: State = S1000 Code = 0 Message = [unixODBC][FreeTDS][SQL Server]Unable to connect to data source"
-        "State = 37000 Code = 18456 Message = [unixODBC][FreeTDS][SQL Server]Login failed for user 'bw_reader'.",
-    )
+    assert_text(workspace.log_file.read_text(), SOURCE_LOGIN_FAILED)
     assert run.exit_code == 0
 
 
@@ -78,11 +78,7 @@ def test_input_that_ends_before_the_passwords(new_workspace):
     run = workspace.run_redirected(passwords=())
 
     assert run.console == PROMPTS
-    assert_text(
-        workspace.log_file.read_text(),
-        "<time> :: SQL Error: State = S1000 Code = 0 Message = [unixODBC][FreeTDS][SQL Server]Unable to connect to data source"
-        "State = 37000 Code = 18456 Message = [unixODBC][FreeTDS][SQL Server]Login failed for user 'bw_reader'.",
-    )
+    assert_text(workspace.log_file.read_text(), SOURCE_LOGIN_FAILED)
     assert run.errors == ""
     assert run.exit_code == 0
 
@@ -94,8 +90,10 @@ def test_unreachable_source(new_workspace):
         run = workspace.run()
 
     assert run.console == PROMPTS
-    assert_text(workspace.log_file.read_text(), 
-        "<time> :: SQL Error: State = S1000 Code = 0 Message = [unixODBC][FreeTDS][SQL Server]Unable to connect to data source"
+    assert_text(
+        workspace.log_file.read_text(),
+        "<time> :: SQL Error: State = S1000 Code = 0 Message = "
+        "[unixODBC][FreeTDS][SQL Server]Unable to connect to data source"
         "State = 08S01 Code = 20009 Message = [unixODBC][FreeTDS][SQL Server]"
         "Unable to connect: Adaptive Server is unavailable or does not exist",
     )
@@ -110,7 +108,8 @@ def test_unreachable_destination(new_workspace):
         run = workspace.run()
 
     assert run.console == PROMPTS
-    assert_text(workspace.log_file.read_text(), 
+    assert_text(
+        workspace.log_file.read_text(),
         "<time> :: SQL Error: State = 08001 Code = 101 Message = [unixODBC]"
         f'connection to server at "127.0.0.1", port {port} failed: Connection refused\n'
         "\tIs the server running on that host and accepting TCP/IP connections?\n",
@@ -128,7 +127,8 @@ def test_configuration_without_a_destination(new_workspace):
     run = workspace.run()
 
     assert run.console == PROMPTS
-    assert_text(workspace.log_file.read_text(), 
+    assert_text(
+        workspace.log_file.read_text(),
         "<time> :: SQL Error: State = IM002 Code = 0 Message = "
         "[unixODBC][Driver Manager]Data source name not found and no default driver specified",
     )
@@ -143,7 +143,8 @@ def test_missing_destination_table(new_workspace):
 
     # The table is emptied before its start is reported.
     assert run.console == PROMPTS
-    assert_text(workspace.log_file.read_text(), 
+    assert_text(
+        workspace.log_file.read_text(),
         "<time> :: SQL Error: State = 42P01 Code = 1 Message = "
         'ERROR: relation "public.SystemData" does not exist;\n'
         "Error while executing the query",

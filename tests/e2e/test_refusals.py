@@ -14,7 +14,7 @@ KEPT_ROWS = [("kept", "as it was")]
 
 @pytest.fixture
 def refused_run(new_workspace):
-    """Runs in a workspace whose destination holds a row already, checks what all refusals share, and returns the run."""
+    """Runs in a workspace whose destination holds a row already, and checks what all refusals share."""
 
     def run_in(workspace, **options):
         workspace.execute_destination("INSERT INTO \"SystemData\" VALUES ('kept', 'as it was')")

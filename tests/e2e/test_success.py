@@ -78,9 +78,8 @@ def test_works_with_input_and_output_redirected(new_workspace):
 def test_password_may_be_any_line_of_text(new_workspace):
     password = " ünter; {x}=\\'\"% "
     workspace = new_workspace()
-    workspace.lab.postgres.execute(
-        "DROP ROLE IF EXISTS another", "CREATE ROLE another SUPERUSER LOGIN PASSWORD '{}'".format(password.replace("'", "''"))
-    )
+    quoted = password.replace("'", "''")
+    workspace.lab.postgres.execute(f"CREATE ROLE another SUPERUSER LOGIN PASSWORD '{quoted}'")
     workspace.write_configuration(destination=("BrantwellDestination", "another", "public"))
 
     run = workspace.run(passwords=(lab.SOURCE_PASSWORD, password))
