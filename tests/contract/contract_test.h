@@ -25,15 +25,16 @@ std::string RuntimeErrorOf(Action action) {
 
 /// A test with a fresh double of the ODBC functions.
 class OdbcTest : public testing::Test {
- protected:
-  OdbcTest() { odbc_double::Reset(); }
-
-  ~OdbcTest() override { EXPECT_THAT(odbc_double::Violations(), testing::IsEmpty()); }
-
+ public:
   OdbcTest(const OdbcTest&) = delete;
   OdbcTest(OdbcTest&&) = delete;
   OdbcTest& operator=(const OdbcTest&) = delete;
   OdbcTest& operator=(OdbcTest&&) = delete;
+
+ protected:
+  OdbcTest() { odbc_double::Reset(); }
+
+  ~OdbcTest() override { EXPECT_THAT(odbc_double::Violations(), testing::IsEmpty()); }
 };
 
 /// A test of the tables: both sides connected, as env1 and dbc1 with the schema prefix "dbo." and env2 and dbc2 with

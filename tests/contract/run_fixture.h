@@ -19,6 +19,12 @@ namespace contract {
 /// Runs the whole program in this process, in a working directory of its own, on the double: the source is "Old" with
 /// the schema dbo, the destination "New" with the schema public, the passwords are "first" and "second".
 class RunTest : public OdbcTest {
+ public:
+  RunTest(const RunTest&) = delete;
+  RunTest(RunTest&&) = delete;
+  RunTest& operator=(const RunTest&) = delete;
+  RunTest& operator=(RunTest&&) = delete;
+
  protected:
   RunTest() {
     // The run switches off the echo at standard input, which may be the terminal of whoever runs this.
@@ -44,11 +50,6 @@ class RunTest : public OdbcTest {
   }
 
   ~RunTest() override { std::filesystem::current_path("/"); }
-
-  RunTest(const RunTest&) = delete;
-  RunTest(RunTest&&) = delete;
-  RunTest& operator=(const RunTest&) = delete;
-  RunTest& operator=(RunTest&&) = delete;
 
   /// Runs with the passwords typed in; afterwards console and log hold what the run wrote.
   void Run(const std::string& typed = "first\nsecond\n") {

@@ -185,8 +185,8 @@ class Call {
   Call(std::string function, const void* handle, const std::string& arguments)
       : function_(std::move(function)), handle_(Find(handle)), record_(function_ + "(" + arguments + ")") {
     ++state.callCount;
-    if (handle != nullptr && (handle_ == nullptr || !handle_->live)) {
-      state.violations.push_back(record_ + " on a freed handle");
+    if (function_ != "SQLAllocEnv" && (handle_ == nullptr || !handle_->live)) {
+      state.violations.push_back(record_ + (handle == nullptr ? " on a null handle" : " on a freed handle"));
       outcome_ = Outcome{.result = SQL_INVALID_HANDLE, .diagnostics = {}};
       return;
     }
