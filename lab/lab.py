@@ -39,19 +39,23 @@ _INHERITED_ENVIRONMENT = ("PATH", "TZ", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_O
 class Lab:
     """The part that migrations can share: the programs of one build and a PostgreSQL cluster.
 
-    `build_directory` defaults to the environment variable BW_BUILD_DIR.
+    `build_directory` defaults to the environment variable BW_BUILD_DIR; `postgres_wrapper` is put in front of the
+    command that starts PostgreSQL.
     """
 
-    def __init__(self, build_directory=None):
+    def __init__(self, build_directory=None, postgres_wrapper=()):
         build = pathlib.Path(build_directory or os.environ["BW_BUILD_DIR"]).resolve()
         self.migrator = build / "app" / "bw_db_migrate"
         self.tds_server = build / "lab" / "tds_server" / "tds_server"
+        self._postgres_wrapper = postgres_wrapper
         self._numbers = itertools.count(1)
 
     def __enter__(self) -> "Lab":
         with contextlib.ExitStack() as stack:
             self.directory = stack.enter_context(scratch.ScratchDirectory())
-            self.postgres = stack.enter_context(postgres_cluster.PostgresCluster(self.directory / "postgres"))
+            self.postgres = stack.enter_context(
+                postgres_cluster.PostgresCluster(self.directory / "postgres", self._postgres_wrapper)
+            )
             self._create_template()
             self._stack = stack.pop_all()
         return self
@@ -108,15 +112,7 @@ class Workspace:
         with contextlib.ExitStack() as stack:
             self.lab.create_destination(self.database)
             stack.callback(self.lab.postgres.execute, f"DROP DATABASE {self.database} WITH (FORCE)")
-            self.source_server = stack.enter_context(
-                source_server.SourceServer(
-                    self.lab.tds_server,
-                    self.base,
-                    self.source_file,
-                    {SOURCE_LOGIN: SOURCE_PASSWORD},
-                    self._server_options,
-                )
-            )
+            self.source_server = stack.enter_context(self._serve_source(SOURCE_PASSWORD, self._server_options))
             self._stack = stack.pop_all()
         self.write_data_sources()
         self.write_configuration()
@@ -124,6 +120,17 @@ class Workspace:
 
     def __exit__(self, *_) -> None:
         self._stack.close()
+
+    def restart_source(self, password=SOURCE_PASSWORD, server_options=()) -> None:
+        """Serves the same source anew, with another password or with other options, and writes odbc.ini anew."""
+        self.source_server.stop()
+        self.source_server = self._stack.enter_context(self._serve_source(password, server_options))
+        self.write_data_sources()
+
+    def _serve_source(self, password, server_options) -> source_server.SourceServer:
+        return source_server.SourceServer(
+            self.lab.tds_server, self.base, self.source_file, {SOURCE_LOGIN: password}, server_options
+        )
 
     def write_data_sources(self, source=None, destination=None) -> None:
         """Writes odbc.ini; each side's settings can be replaced."""
@@ -155,7 +162,7 @@ class Workspace:
 
     def run_redirected(self, passwords=(SOURCE_PASSWORD, DESTINATION_PASSWORD), **options) -> migrator.Run:
         """Runs the program with its input and output on pipes."""
-        typed = "".join(f"{password}\n" for password in passwords)
+        typed = "".join(f"{password}\n" for password in passwords).encode()
         return migrator.run_redirected(self.lab.migrator, self.directory, self.environment, typed, **options)
 
     def execute_source(self, statement: str, rows=((),)) -> None:

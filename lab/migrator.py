@@ -1,6 +1,7 @@
 """Runs the real bw_db_migrate as an operator does, at a terminal, or with its input and output redirected."""
 
 import codecs
+import contextlib
 import dataclasses
 import os
 import pathlib
@@ -25,11 +26,14 @@ class Run:
     echo_after: bool | None = None  # the terminal's echo after the end; None without a terminal
 
 
-def run_at_terminal(program, directory, environment, passwords, show=None, seconds=120, wrapper=()) -> Run:
+def run_at_terminal(
+    program, directory, environment, passwords, show=None, seconds=120, wrapper=(), meanwhile=None
+) -> Run:
     """Runs the program at a pseudo-terminal and types the passwords when it asks for them.
 
-    `show`, if given, is a text file that gets the console as it comes. `wrapper` is put in front of the command. The
-    program is killed when it does not end within `seconds`.
+    `show`, if given, is a text file that gets the console as it comes. `wrapper` is put in front of the command.
+    `meanwhile`, if given, is called with the running process once both passwords are typed. The program is killed when
+    it does not end within `seconds`, and when `meanwhile` fails.
     """
     errors_file = pathlib.Path(environment["HOME"]) / "standard-error"
 
@@ -56,6 +60,8 @@ def run_at_terminal(program, directory, environment, passwords, show=None, secon
             run.echo_at_prompts.append(_echoes(child.child_fd))
             child.sendline(password)
         else:
+            if meanwhile:
+                meanwhile(child)
             child.expect_exact(pexpect.EOF)
         run.echo_after = _echoes(child.child_fd)
         child.wait()
@@ -67,18 +73,32 @@ def run_at_terminal(program, directory, environment, passwords, show=None, secon
     return run
 
 
-def run_redirected(program, directory, environment, standard_input: str, seconds=120, wrapper=()) -> Run:
-    """Runs the program with `standard_input` on a pipe and its output on pipes."""
-    process = subprocess.run(
+def run_redirected(
+    program, directory, environment, standard_input: bytes, seconds=120, wrapper=(), meanwhile=None
+) -> Run:
+    """Runs the program with `standard_input`, which must fit into a pipe, and its output on pipes.
+
+    `wrapper`, `meanwhile` and `seconds` are as at a terminal.
+    """
+    with subprocess.Popen(
         [*wrapper, str(program)],
         cwd=directory,
         env=environment,
-        input=standard_input.encode(),
-        capture_output=True,
-        timeout=seconds,
-        check=False,
-    )
-    return Run(process.stdout.decode(), process.stderr.decode(), process.returncode)
+        stdin=subprocess.PIPE,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.PIPE,
+    ) as process:
+        try:
+            with contextlib.suppress(BrokenPipeError), process.stdin as pipe:
+                pipe.write(standard_input)
+            process.stdin = None
+            if meanwhile:
+                meanwhile(process)
+            console, errors = process.communicate(timeout=seconds)
+        except BaseException:
+            process.kill()
+            raise
+    return Run(console.decode(), errors.decode(), process.returncode)
 
 
 def _echoes(terminal: int) -> bool:

@@ -1,5 +1,6 @@
 """A throw-away PostgreSQL 15 cluster with password logins, on a free loopback port and a Unix socket."""
 
+import contextlib
 import os
 import pathlib
 import pwd
@@ -34,11 +35,13 @@ _START_ATTEMPTS = 20
 class PostgresCluster:
     """Runs in `directory`, which must not exist yet and whose path must be short enough for a Unix socket.
 
-    Use as a context manager. Leaving it shuts the server down; the directory is its owner's to remove.
+    `wrapper` is put in front of the server's command, before the server's user is taken on. Use as a context manager.
+    Leaving it shuts the server down; the directory is its owner's to remove.
     """
 
-    def __init__(self, directory: pathlib.Path):
+    def __init__(self, directory: pathlib.Path, wrapper=()):
         self.directory = directory
+        self._wrapper = wrapper
         self.socket_directory = directory / "socket"
         self.log_file = directory / "postgres.log"
         self.port = 0
@@ -48,14 +51,30 @@ class PostgresCluster:
     def __enter__(self) -> "PostgresCluster":
         self._initialise()
         try:
-            self._start()
+            self.start()
         except BaseException:
-            self._stop()
+            self.stop()
             raise
         return self
 
     def __exit__(self, *_) -> None:
-        self._stop()
+        self.stop()
+
+    def stop(self) -> None:
+        """Shuts the server down without waiting for its clients; does nothing when it has ended."""
+        if self._server is not None and self._server.poll() is None:
+            scratch.end_server(self._server, signal.SIGINT)
+
+    def kill(self) -> None:
+        """Kills every process of the server at once. `start` makes it recover."""
+        processes = [self._server.pid, *_children(self._server.pid)]
+        for process in processes:
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(process, signal.SIGKILL)
+        self._server.wait()
+        # A server does not start while a process of the one before is left.
+        for process in processes:
+            scratch.wait_until(lambda process=process: not pathlib.Path(f"/proc/{process}").exists(), "the end")
 
     def connect(self, database="postgres", user=_SUPERUSER, password=None):
         """A psycopg2 connection in autocommit mode, as the superuser unless told otherwise."""
@@ -110,7 +129,8 @@ class PostgresCluster:
             if process.wait() != 0:
                 raise RuntimeError(f"{command[0]} failed:\n{self.log_file.read_text()}")
 
-    def _start(self) -> None:
+    def start(self) -> None:
+        """Starts the server, on another port each time."""
         settings = [option for name, value in _SETTINGS.items() for option in ("-c", f"{name}={value}")]
         for _ in range(_START_ATTEMPTS):
             # Another process may take the port before the server binds it: the server then ends, and the next port is
@@ -131,6 +151,7 @@ class PostgresCluster:
                     ],
                     user=_SERVER_USER,
                     end_signal="INT",
+                    wrapper=self._wrapper,
                     cwd="/",
                     stdin=subprocess.DEVNULL,
                     stdout=log,
@@ -150,12 +171,12 @@ class PostgresCluster:
         # Only this cluster accepts this password, so the answer did not come from another server on the same port.
         return "started"
 
-    def _stop(self) -> None:
-        if self._server is not None and self._server.poll() is None:
-            scratch.end_server(self._server, signal.SIGINT)
-
     def _data_directory(self) -> pathlib.Path:
         return self.directory / "data"
+
+
+def _children(process: int) -> list[int]:
+    return [int(child) for child in pathlib.Path(f"/proc/{process}/task/{process}/children").read_text().split()]
 
 
 def _free_port() -> int:

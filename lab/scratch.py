@@ -50,15 +50,17 @@ def end_on_sigterm() -> None:
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(128 + signal.SIGTERM))
 
 
-def start_server(command, user=None, end_signal="TERM", **options) -> subprocess.Popen:
+def start_server(command, user=None, end_signal="TERM", wrapper=(), **options) -> subprocess.Popen:
     """Starts a process that gets `end_signal` when this process dies; `user` is taken on by root only.
+
+    `wrapper` is put in front of the command and must become it by exec.
 
     It has a session of its own, so that Ctrl-C at the terminal reaches only this process, which then stops its servers
     in order.
     """
     identity = ["--reuid", user, "--regid", user, "--init-groups"] if user and os.geteuid() == 0 else []
     return subprocess.Popen(
-        ["setpriv", "--pdeathsig", end_signal, *identity, "--", *command], start_new_session=True, **options
+        [*wrapper, "setpriv", "--pdeathsig", end_signal, *identity, "--", *command], start_new_session=True, **options
     )
 
 

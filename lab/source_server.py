@@ -43,6 +43,11 @@ class SourceServer:
     def __exit__(self, *_) -> None:
         self.stop()
 
+    def kill(self) -> None:
+        """Kills the server, which breaks its connections."""
+        self._process.kill()
+        self._process.wait()
+
     def stop(self) -> None:
         """Ends the server; does nothing when it has ended."""
         if self._process.poll() is None:

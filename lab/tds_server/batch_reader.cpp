@@ -1,11 +1,11 @@
-#include "batch_reader.h"
+#include "lab/tds_server/batch_reader.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
 
-#include "sql_error.h"
-#include "text.h"
+#include "lab/tds_server/sql_error.h"
+#include "lab/tds_server/text.h"
 
 namespace tds {
 
@@ -128,7 +128,7 @@ BatchStatement TakeSetOption(TokenCursor& cursor) {
   while (!EndsStatement(cursor.Peek())) {
     cursor.Take();
   }
-  return {BatchStatement::Kind::kSetOption, name};
+  return {BatchStatement::Kind::SetOption, name};
 }
 
 std::optional<BatchStatement> TakeHousekeeping(TokenCursor& cursor) {
@@ -136,14 +136,14 @@ std::optional<BatchStatement> TakeHousekeeping(TokenCursor& cursor) {
     return TakeSetOption(cursor);
   }
   if (cursor.TakeWord("USE") && !EndsStatement(cursor.Peek())) {
-    return BatchStatement{BatchStatement::Kind::kUseDatabase, WithoutBrackets(cursor.Take())};
+    return BatchStatement{BatchStatement::Kind::UseDatabase, WithoutBrackets(cursor.Take())};
   }
   if (cursor.TakeWord("BEGIN") && TakeTransactionWord(cursor)) {
     SkipTransactionName(cursor);
-    return BatchStatement{BatchStatement::Kind::kBeginTransaction, {}};
+    return BatchStatement{BatchStatement::Kind::BeginTransaction, {}};
   }
-  for (const auto& [word, kind] : {std::pair{"COMMIT", BatchStatement::Kind::kCommitTransaction},
-                                   std::pair{"ROLLBACK", BatchStatement::Kind::kRollbackTransaction}}) {
+  for (const auto& [word, kind] : {std::pair{"COMMIT", BatchStatement::Kind::CommitTransaction},
+                                   std::pair{"ROLLBACK", BatchStatement::Kind::RollbackTransaction}}) {
     if (cursor.TakeWord(word)) {
       if (TakeTransactionWord(cursor)) {
         SkipTransactionName(cursor);
@@ -154,7 +154,7 @@ std::optional<BatchStatement> TakeHousekeeping(TokenCursor& cursor) {
     }
   }
   if (cursor.TakeWord("IF") && cursor.TakeWord("@@TRANCOUNT") && cursor.TakeWord(">") && cursor.TakeWord("0")) {
-    return BatchStatement{BatchStatement::Kind::kIfInTransaction, {}};
+    return BatchStatement{BatchStatement::Kind::IfInTransaction, {}};
   }
   return std::nullopt;
 }
@@ -180,7 +180,7 @@ std::optional<BatchStatement> BatchReader::Next() {
     if (statement) {
       cursor = attempt;
     } else {
-      statement = BatchStatement{BatchStatement::Kind::kQuery, TakeQuery(cursor)};
+      statement = BatchStatement{BatchStatement::Kind::Query, TakeQuery(cursor)};
     }
   }
   rest_ = cursor.Rest();

@@ -1,4 +1,5 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_BATCH_READER_H
+#define BW_LAB_TDS_SERVER_BATCH_READER_H
 
 #include <functional>
 #include <optional>
@@ -10,13 +11,13 @@ namespace tds {
 /// One statement of a batch. What drivers send for housekeeping is taken apart here; all else is a query.
 struct BatchStatement {
   enum class Kind {
-    kQuery,        ///< `text` is the statement
-    kSetOption,    ///< `text` is the option's name
-    kUseDatabase,  ///< `text` is the database's name
-    kBeginTransaction,
-    kCommitTransaction,
-    kRollbackTransaction,
-    kIfInTransaction,  ///< the next statement holds only inside a transaction
+    Query,        ///< `text` is the statement
+    SetOption,    ///< `text` is the option's name
+    UseDatabase,  ///< `text` is the database's name
+    BeginTransaction,
+    CommitTransaction,
+    RollbackTransaction,
+    IfInTransaction,  ///< the next statement holds only inside a transaction
   };
 
   Kind kind;
@@ -44,3 +45,5 @@ using GlobalVariables = std::function<std::optional<std::string>(std::string_vie
 std::string ReplaceGlobalVariables(std::string_view sql, const GlobalVariables& variables);
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_BATCH_READER_H

@@ -1,13 +1,13 @@
-#include "batch_runner.h"
+#include "lab/tds_server/batch_runner.h"
 
 #include <algorithm>
 #include <array>
 #include <utility>
 
-#include "result_set.h"
-#include "server_identity.h"
-#include "sql_error.h"
-#include "text.h"
+#include "lab/tds_server/result_set.h"
+#include "lab/tds_server/server_identity.h"
+#include "lab/tds_server/sql_error.h"
+#include "lab/tds_server/text.h"
 
 namespace tds {
 
@@ -25,6 +25,15 @@ constexpr std::array<std::string_view, 17> kAcceptedOptions = {
     "LOCK_TIMEOUT",  "NOCOUNT",    "QUOTED_IDENTIFIER",       "TEXTSIZE",
     "TRANSACTION"};
 
+/// The options change nothing here, but an unknown one is to be noticed.
+void CheckSetOption(std::string_view name) {
+  const bool accepted = std::any_of(kAcceptedOptions.begin(), kAcceptedOptions.end(),
+                                    [name](std::string_view option) { return EqualsIgnoringCase(option, name); });
+  if (!accepted) {
+    throw SqlError(195, 15, 5, "'" + std::string(name) + "' is not a recognized SET option.");
+  }
+}
+
 std::string QuoteText(std::string_view text) {
   std::string quoted = "'";
   for (const char c : text) {
@@ -39,41 +48,41 @@ std::string QuoteText(std::string_view text) {
 }  // namespace
 
 BatchRunner::BatchRunner(const Options& options, Connection& connection, PacketWriter& packets, TokenWriter& tokens,
-                         std::uint16_t session_id, std::string database)
+                         std::uint16_t sessionId, std::string database)
     : options_(options),
       connection_(connection),
       packets_(packets),
       tokens_(tokens),
-      encoder_(FindCodePage(options.code_page)),
+      encoder_(FindCodePage(options.codePage)),
       store_(options.database, [&connection] { return connection.ResponseUnwanted(); }),
-      session_id_(session_id),
+      sessionId_(sessionId),
       database_(std::move(database)) {}
 
 void BatchRunner::RunBatch(std::string_view sql) {
-  done_kind_ = DoneKind::kStatement;
+  doneKind_ = DoneKind::Statement;
   RunStatements(sql);
   SendHeldDone(0);
 }
 
 bool BatchRunner::RunInProcedure(std::string_view sql) {
-  done_kind_ = DoneKind::kStatementInProcedure;
+  doneKind_ = DoneKind::StatementInProcedure;
   const bool succeeded = RunStatements(sql);
   SendHeldDone(Done::kMore);
   return succeeded;
 }
 
 bool BatchRunner::RunStatements(std::string_view sql) {
-  held_done_.reset();
+  heldDone_.reset();
   try {
     BatchReader reader(sql);
     while (const std::optional<BatchStatement> statement = reader.Next()) {
-      if (statement->kind != BatchStatement::Kind::kIfInTransaction) {
+      if (statement->kind != BatchStatement::Kind::IfInTransaction) {
         RunStatement(*statement);
       } else if (store_.TransactionDepth() == 0) {
         reader.Next();
       }
     }
-    if (!held_done_) {
+    if (!heldDone_) {
       EndStatement({});
     }
     return true;
@@ -87,44 +96,44 @@ bool BatchRunner::RunStatements(std::string_view sql) {
 void BatchRunner::BeginTransaction() {
   store_.BeginTransaction();
   if (store_.TransactionDepth() == 1) {
-    tokens_.TransactionBegun(++transaction_id_);
+    tokens_.TransactionBegun(++transactionId_);
   }
 }
 
 void BatchRunner::CommitTransaction() {
   store_.CommitTransaction();
   if (store_.TransactionDepth() == 0) {
-    tokens_.TransactionCommitted(transaction_id_);
+    tokens_.TransactionCommitted(transactionId_);
   }
 }
 
 void BatchRunner::RollbackTransaction() {
   store_.RollbackTransaction();
-  tokens_.TransactionRolledBack(transaction_id_);
+  tokens_.TransactionRolledBack(transactionId_);
 }
 
 void BatchRunner::RunStatement(const BatchStatement& statement) {
   SendHeldDone(Done::kMore);
   switch (statement.kind) {
-    case BatchStatement::Kind::kQuery:
+    case BatchStatement::Kind::Query:
       RunQuery(statement.text);
       return;
-    case BatchStatement::Kind::kSetOption:
-      SetOption(statement.text);
+    case BatchStatement::Kind::SetOption:
+      CheckSetOption(statement.text);
       break;
-    case BatchStatement::Kind::kUseDatabase:
+    case BatchStatement::Kind::UseDatabase:
       UseDatabase(statement.text);
       break;
-    case BatchStatement::Kind::kBeginTransaction:
+    case BatchStatement::Kind::BeginTransaction:
       BeginTransaction();
       break;
-    case BatchStatement::Kind::kCommitTransaction:
+    case BatchStatement::Kind::CommitTransaction:
       CommitTransaction();
       break;
-    case BatchStatement::Kind::kRollbackTransaction:
+    case BatchStatement::Kind::RollbackTransaction:
       RollbackTransaction();
       break;
-    case BatchStatement::Kind::kIfInTransaction:
+    case BatchStatement::Kind::IfInTransaction:
       break;
   }
   EndStatement({});
@@ -139,30 +148,31 @@ void BatchRunner::RunQuery(std::string_view sql) {
   }
   statement.Step();
   switch (statement.change()) {
-    case Statement::Change::kNone:
+    case Statement::Change::None:
+    case Statement::Change::Drop:
       EndStatement({});
       break;
-    case Statement::Change::kInsert:
-      EndStatement({.status = Done::kCount, .command = kInsertCommand, .row_count = store_.RowsChanged()});
+    case Statement::Change::Insert:
+      EndStatement({.status = Done::kCount, .command = kInsertCommand, .rowCount = store_.RowsChanged()});
       break;
-    case Statement::Change::kDelete:
-      EndStatement({.status = Done::kCount, .command = kDeleteCommand, .row_count = store_.RowsChanged()});
+    case Statement::Change::Delete:
+      EndStatement({.status = Done::kCount, .command = kDeleteCommand, .rowCount = store_.RowsChanged()});
       break;
-    case Statement::Change::kUpdate:
-      EndStatement({.status = Done::kCount, .command = kUpdateCommand, .row_count = store_.RowsChanged()});
+    case Statement::Change::Update:
+      EndStatement({.status = Done::kCount, .command = kUpdateCommand, .rowCount = store_.RowsChanged()});
       break;
   }
 }
 
 void BatchRunner::SendRows(Statement& statement) {
   const ActiveFaults faults = FaultsOf(statement);
-  bool has_row = statement.Step();
-  const std::vector<Column> columns = DescribeColumns(statement, has_row);
+  bool hasRow = statement.Step();
+  const std::vector<Column> columns = DescribeColumns(statement, hasRow);
   tokens_.ColumnMetadata(columns);
 
-  std::uint64_t rows_sent = 0;
-  SufferFaults(faults, rows_sent);
-  while (has_row) {
+  std::uint64_t rowsSent = 0;
+  SufferFaults(faults, rowsSent);
+  while (hasRow) {
     if (faults.delay.count() > 0) {
       packets_.Flush();
       connection_.Wait(faults.delay);
@@ -171,20 +181,20 @@ void BatchRunner::SendRows(Statement& statement) {
       throw StatementInterrupted();
     }
     WriteRow(statement, columns, encoder_, tokens_);
-    SufferFaults(faults, ++rows_sent);
-    has_row = statement.Step();
+    SufferFaults(faults, ++rowsSent);
+    hasRow = statement.Step();
   }
-  EndStatement({.status = Done::kCount, .command = kSelectCommand, .row_count = rows_sent});
+  EndStatement({.status = Done::kCount, .command = kSelectCommand, .rowCount = rowsSent});
 }
 
-void BatchRunner::SufferFaults(const ActiveFaults& faults, std::uint64_t rows_sent) {
-  if (faults.break_after == rows_sent) {
+void BatchRunner::SufferFaults(const ActiveFaults& faults, std::uint64_t rowsSent) {
+  if (faults.breakAfter == rowsSent) {
     packets_.Flush();
-    throw ConnectionClosed("broken on purpose after " + std::to_string(rows_sent) + " rows");
+    throw ConnectionClosed("broken on purpose after " + std::to_string(rowsSent) + " rows");
   }
-  if (faults.error_after == rows_sent) {
+  if (faults.errorAfter == rowsSent) {
     throw SqlError(1205, 13, 51,
-                   "Transaction (Process ID " + std::to_string(session_id_) +
+                   "Transaction (Process ID " + std::to_string(sessionId_) +
                        ") was deadlocked on lock resources with another process and has been chosen as the deadlock "
                        "victim. Rerun the transaction.");
   }
@@ -199,26 +209,18 @@ BatchRunner::ActiveFaults BatchRunner::FaultsOf(const Statement& statement) cons
       continue;
     }
     switch (fault.kind) {
-      case Fault::Kind::kBreak:
-        active.break_after = fault.value;
+      case Fault::Kind::Break:
+        active.breakAfter = fault.value;
         break;
-      case Fault::Kind::kError:
-        active.error_after = fault.value;
+      case Fault::Kind::Error:
+        active.errorAfter = fault.value;
         break;
-      case Fault::Kind::kDelay:
+      case Fault::Kind::Delay:
         active.delay = std::chrono::milliseconds(fault.value);
         break;
     }
   }
   return active;
-}
-
-void BatchRunner::SetOption(std::string_view name) {
-  const bool accepted = std::any_of(kAcceptedOptions.begin(), kAcceptedOptions.end(),
-                                    [name](std::string_view option) { return EqualsIgnoringCase(option, name); });
-  if (!accepted) {
-    throw SqlError(195, 15, 5, "'" + std::string(name) + "' is not a recognized SET option.");
-  }
 }
 
 void BatchRunner::UseDatabase(std::string_view name) {
@@ -238,7 +240,7 @@ std::optional<std::string> BatchRunner::GlobalVariable(std::string_view name) {
     return QuoteText(kLanguage);
   }
   if (EqualsIgnoringCase(name, "SPID")) {
-    return std::to_string(session_id_);
+    return std::to_string(sessionId_);
   }
   if (EqualsIgnoringCase(name, "TRANCOUNT")) {
     return std::to_string(store_.TransactionDepth());
@@ -247,14 +249,14 @@ std::optional<std::string> BatchRunner::GlobalVariable(std::string_view name) {
 }
 
 void BatchRunner::EndStatement(const Done& done) {
-  held_done_ = done;
+  heldDone_ = done;
 }
 
-void BatchRunner::SendHeldDone(std::uint16_t more_status) {
-  if (held_done_) {
-    held_done_->status |= more_status;
-    tokens_.End(done_kind_, *held_done_);
-    held_done_.reset();
+void BatchRunner::SendHeldDone(std::uint16_t moreStatus) {
+  if (heldDone_) {
+    heldDone_->status |= moreStatus;
+    tokens_.End(doneKind_, *heldDone_);
+    heldDone_.reset();
   }
 }
 

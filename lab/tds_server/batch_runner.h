@@ -1,16 +1,17 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_BATCH_RUNNER_H
+#define BW_LAB_TDS_SERVER_BATCH_RUNNER_H
 
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "batch_reader.h"
-#include "code_page.h"
-#include "connection.h"
-#include "options.h"
-#include "store.h"
-#include "tokens.h"
+#include "lab/tds_server/batch_reader.h"
+#include "lab/tds_server/code_page.h"
+#include "lab/tds_server/connection.h"
+#include "lab/tds_server/options.h"
+#include "lab/tds_server/store.h"
+#include "lab/tds_server/tokens.h"
 
 namespace tds {
 
@@ -19,7 +20,7 @@ class BatchRunner {
  public:
   /// The references must outlive the runner.
   BatchRunner(const Options& options, Connection& connection, PacketWriter& packets, TokenWriter& tokens,
-              std::uint16_t session_id, std::string database);
+              std::uint16_t sessionId, std::string database);
 
   /// Runs a batch up to its end or to the first statement that fails; all that the client must know is written.
   /// \throws StatementInterrupted when the client wants no more of the response, ConnectionClosed when it is gone.
@@ -37,8 +38,8 @@ class BatchRunner {
  private:
   /// The faults that one SELECT is to suffer.
   struct ActiveFaults {
-    std::optional<std::uint64_t> break_after;
-    std::optional<std::uint64_t> error_after;
+    std::optional<std::uint64_t> breakAfter;
+    std::optional<std::uint64_t> errorAfter;
     std::chrono::milliseconds delay{0};
   };
 
@@ -46,15 +47,14 @@ class BatchRunner {
   void RunStatement(const BatchStatement& statement);
   void RunQuery(std::string_view sql);
   void SendRows(Statement& statement);
-  void SufferFaults(const ActiveFaults& faults, std::uint64_t rows_sent);
+  void SufferFaults(const ActiveFaults& faults, std::uint64_t rowsSent);
   ActiveFaults FaultsOf(const Statement& statement) const;
-  void SetOption(std::string_view name);
   void UseDatabase(std::string_view name);
   std::optional<std::string> GlobalVariable(std::string_view name);
 
   /// The end of a statement is held back until it is known whether more follows.
   void EndStatement(const Done& done);
-  void SendHeldDone(std::uint16_t more_status);
+  void SendHeldDone(std::uint16_t moreStatus);
 
   const Options& options_;
   Connection& connection_;
@@ -62,11 +62,13 @@ class BatchRunner {
   TokenWriter& tokens_;
   TextEncoder encoder_;
   Store store_;
-  std::uint16_t session_id_;
+  std::uint16_t sessionId_;
   std::string database_;
-  std::uint64_t transaction_id_ = 0;
-  DoneKind done_kind_ = DoneKind::kStatement;
-  std::optional<Done> held_done_;
+  std::uint64_t transactionId_ = 0;
+  DoneKind doneKind_ = DoneKind::Statement;
+  std::optional<Done> heldDone_;
 };
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_BATCH_RUNNER_H

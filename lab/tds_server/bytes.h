@@ -1,4 +1,5 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_BYTES_H
+#define BW_LAB_TDS_SERVER_BYTES_H
 
 #include <cstddef>
 #include <cstdint>
@@ -108,3 +109,5 @@ class ByteWriter {
 };
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_BYTES_H

@@ -1,11 +1,11 @@
-#include "code_page.h"
+#include "lab/tds_server/code_page.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <stdexcept>
 #include <system_error>
 
-#include "text.h"
+#include "lab/tds_server/text.h"
 
 namespace tds {
 
@@ -32,22 +32,22 @@ const CodePage& FindCodePage(int number) {
   return *found;
 }
 
-TextEncoder::TextEncoder(const CodePage& code_page) {
-  const iconv_t converter = iconv_open(code_page.encoding, "UTF-8");
+TextEncoder::TextEncoder(const CodePage& codePage) {
+  iconv_t converter = iconv_open(codePage.encoding, "UTF-8");
   // NOLINTNEXTLINE(performance-no-int-to-ptr): iconv reports failure by this pointer
   if (converter == reinterpret_cast<iconv_t>(-1)) {
-    throw std::system_error(errno, std::generic_category(), code_page.encoding);
+    throw std::system_error(errno, std::generic_category(), codePage.encoding);
   }
   converter_.reset(converter);
 }
 
-std::string_view TextEncoder::Encode(std::string_view utf8, std::size_t max_size) {
+std::string_view TextEncoder::Encode(std::string_view utf8, std::size_t maxSize) {
   if (IsAscii(utf8)) {
-    return utf8.substr(0, max_size);
+    return utf8.substr(0, maxSize);
   }
-  encoded_.resize(max_size);
+  encoded_.resize(maxSize);
   char* out = encoded_.data();
-  std::size_t room = max_size;
+  std::size_t room = maxSize;
   while (!utf8.empty() && room > 0) {
     // iconv takes a non-const pointer but does not write to the input.
     char* in = const_cast<char*>(utf8.data());
@@ -55,7 +55,8 @@ std::string_view TextEncoder::Encode(std::string_view utf8, std::size_t max_size
     const std::size_t result = iconv(converter_.get(), &in, &left, &out, &room);
     utf8.remove_prefix(utf8.size() - left);
     if (result == static_cast<std::size_t>(-1)) {
-      if (errno == E2BIG) {
+      // A bad sequence may come to light just when the room is used up.
+      if (errno == E2BIG || room == 0) {
         break;
       }
       *out++ = '?';
@@ -63,7 +64,7 @@ std::string_view TextEncoder::Encode(std::string_view utf8, std::size_t max_size
       utf8.remove_prefix(std::max<std::size_t>(Utf8SequenceLength(utf8), 1));
     }
   }
-  return std::string_view(encoded_).substr(0, max_size - room);
+  return std::string_view(encoded_).substr(0, maxSize - room);
 }
 
 }  // namespace tds

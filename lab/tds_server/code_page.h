@@ -1,4 +1,5 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_CODE_PAGE_H
+#define BW_LAB_TDS_SERVER_CODE_PAGE_H
 
 #include <iconv.h>
 
@@ -7,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "bytes.h"
+#include "lab/tds_server/bytes.h"
 
 namespace tds {
 
@@ -18,7 +19,7 @@ using Collation = std::array<std::uint8_t, 5>;
 struct CodePage {
   int number;
   const char* encoding;  ///< the name that iconv knows it by
-  std::string_view collation_name;
+  std::string_view collationName;
   Collation collation;
 };
 
@@ -28,11 +29,11 @@ const CodePage& FindCodePage(int number);
 /// Turns text of the store into char and varchar data.
 class TextEncoder {
  public:
-  explicit TextEncoder(const CodePage& code_page);
+  explicit TextEncoder(const CodePage& codePage);
 
-  /// Encodes `utf8`, cut to at most `max_size` bytes at a character's end. What the code page lacks becomes "?".
+  /// Encodes `utf8`, cut to at most `maxSize` bytes at a character's end. What the code page lacks becomes "?".
   /// The result is good until the next call.
-  std::string_view Encode(std::string_view utf8, std::size_t max_size);
+  std::string_view Encode(std::string_view utf8, std::size_t maxSize);
 
  private:
   struct CloseConverter {
@@ -44,3 +45,5 @@ class TextEncoder {
 };
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_CODE_PAGE_H

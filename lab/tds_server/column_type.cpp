@@ -1,8 +1,8 @@
-#include "column_type.h"
+#include "lab/tds_server/column_type.h"
 
 #include <charconv>
 
-#include "text.h"
+#include "lab/tds_server/text.h"
 
 namespace tds {
 
@@ -50,10 +50,10 @@ std::optional<ColumnType> TextType(WireType wire, std::optional<std::string_view
 std::optional<ColumnType> TypeFromDeclaration(std::string_view declaration) {
   const auto [name, argument] = Split(declaration);
   if (EqualsIgnoringCase(name, "varchar")) {
-    return TextType(WireType::kBigVarChar, argument);
+    return TextType(WireType::BigVarChar, argument);
   }
   if (EqualsIgnoringCase(name, "char")) {
-    return TextType(WireType::kBigChar, argument);
+    return TextType(WireType::BigChar, argument);
   }
   if (EqualsIgnoringCase(name, "int") || EqualsIgnoringCase(name, "integer")) {
     return kInt;
@@ -69,13 +69,13 @@ std::optional<ColumnType> TypeFromDeclaration(std::string_view declaration) {
 
 std::string_view TypeName(ColumnType type) {
   switch (type.wire) {
-    case WireType::kIntN:
+    case WireType::IntN:
       return type.size == 4 ? "int" : "bigint";
-    case WireType::kFltN:
+    case WireType::FltN:
       return "float";
-    case WireType::kBigVarChar:
+    case WireType::BigVarChar:
       return "varchar";
-    case WireType::kBigChar:
+    case WireType::BigChar:
       return "char";
   }
   return {};

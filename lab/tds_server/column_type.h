@@ -1,15 +1,16 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_COLUMN_TYPE_H
+#define BW_LAB_TDS_SERVER_COLUMN_TYPE_H
 
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "bytes.h"
+#include "lab/tds_server/bytes.h"
 
 namespace tds {
 
 /// The nullable types in which the server sends values, with their codes on the wire.
-enum class WireType : std::uint8_t { kIntN = 0x26, kFltN = 0x6D, kBigVarChar = 0xA7, kBigChar = 0xAF };
+enum class WireType : std::uint8_t { IntN = 0x26, FltN = 0x6D, BigVarChar = 0xA7, BigChar = 0xAF };
 
 /// The longest value of a char or varchar column, in bytes.
 inline constexpr std::uint16_t kMaxTextSize = 8000;
@@ -21,10 +22,10 @@ struct ColumnType {
   bool operator==(const ColumnType&) const = default;
 };
 
-inline constexpr ColumnType kInt = {WireType::kIntN, 4};
-inline constexpr ColumnType kBigInt = {WireType::kIntN, 8};
-inline constexpr ColumnType kFloat = {WireType::kFltN, 8};
-inline constexpr ColumnType kLongestVarChar = {WireType::kBigVarChar, kMaxTextSize};
+inline constexpr ColumnType kInt = {WireType::IntN, 4};
+inline constexpr ColumnType kBigInt = {WireType::IntN, 8};
+inline constexpr ColumnType kFloat = {WireType::FltN, 8};
+inline constexpr ColumnType kLongestVarChar = {WireType::BigVarChar, kMaxTextSize};
 
 struct Column {
   std::string name;
@@ -38,3 +39,5 @@ std::optional<ColumnType> TypeFromDeclaration(std::string_view declaration);
 std::string_view TypeName(ColumnType type);
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_COLUMN_TYPE_H

@@ -1,9 +1,10 @@
-#include "connection.h"
+#include "lab/tds_server/connection.h"
 
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <iostream>
@@ -22,6 +23,9 @@ void Poll(int socket, short events, std::optional<std::chrono::milliseconds> tim
   }
 }
 
+/// The system call takes an int.
+constexpr std::chrono::milliseconds kLongestPoll = std::chrono::hours(1);
+
 bool WouldBlock(int error) {
   return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
 }
@@ -35,20 +39,21 @@ Connection::~Connection() {
 }
 
 std::optional<Message> Connection::Receive() {
-  while (true) {
+  while (!closed_) {
     if (std::optional<Message> message = assembler_.Next()) {
       return message;
     }
     switch (ReceiveAvailable()) {
-      case Received::kSomething:
+      case Received::Something:
         break;
-      case Received::kNothing:
+      case Received::Nothing:
         Poll(socket_, POLLIN);
         break;
-      case Received::kEnd:
-        return std::nullopt;
+      case Received::End:
+        break;
     }
   }
+  return std::nullopt;
 }
 
 void Connection::Send(ByteSpan bytes) {
@@ -76,7 +81,7 @@ void Connection::Wait(std::chrono::milliseconds duration) {
     if (left.count() <= 0) {
       return;
     }
-    Poll(socket_, POLLIN, left);
+    Poll(socket_, POLLIN, std::min(left, kLongestPoll));
   }
 }
 
@@ -94,7 +99,7 @@ bool Connection::TakeAttention() {
   return std::exchange(attention_, false);
 }
 
-void Connection::Shutdown() {
+void Connection::Shutdown() const {
   shutdown(socket_, SHUT_RDWR);
 }
 
@@ -102,25 +107,25 @@ Connection::Received Connection::ReceiveAvailable() {
   std::array<std::uint8_t, kDefaultPacketSize> buffer;
   const ssize_t received = recv(socket_, buffer.data(), buffer.size(), MSG_DONTWAIT);
   if (received < 0 && WouldBlock(errno)) {
-    return Received::kNothing;
+    return Received::Nothing;
   }
   if (received <= 0) {
     closed_ = true;
-    return Received::kEnd;
+    return Received::End;
   }
   assembler_.Feed(ByteSpan(buffer).first(static_cast<std::size_t>(received)));
-  return Received::kSomething;
+  return Received::Something;
 }
 
 void Connection::NoteInterruption() {
   while (!Interrupted()) {
     // What came together with the request may be complete already, so the assembler is asked before the socket.
     if (const std::optional<Message> message = assembler_.Next()) {
-      if (message->type != PacketType::kAttention) {
+      if (message->type != PacketType::Attention) {
         throw ProtocolError("request in the middle of a response");
       }
       attention_ = true;
-    } else if (ReceiveAvailable() != Received::kSomething) {
+    } else if (ReceiveAvailable() != Received::Something) {
       return;
     }
   }

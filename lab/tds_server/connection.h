@@ -1,10 +1,11 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_CONNECTION_H
+#define BW_LAB_TDS_SERVER_CONNECTION_H
 
 #include <chrono>
 #include <optional>
 #include <stdexcept>
 
-#include "packet.h"
+#include "lab/tds_server/packet.h"
 
 namespace tds {
 
@@ -47,10 +48,10 @@ class Connection {
   bool TakeAttention();
 
   /// Ends both directions at once, from any thread; blocked members return.
-  void Shutdown();
+  void Shutdown() const;
 
  private:
-  enum class Received { kSomething, kNothing, kEnd };
+  enum class Received { Something, Nothing, End };
 
   Received ReceiveAvailable();
   /// Takes in what has arrived in the middle of a response, where only an attention is allowed.
@@ -62,3 +63,5 @@ class Connection {
 };
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_CONNECTION_H

@@ -1,9 +1,9 @@
-#include "login.h"
+#include "lab/tds_server/login.h"
 
 #include <algorithm>
 
-#include "packet.h"
-#include "text.h"
+#include "lab/tds_server/packet.h"
+#include "lab/tds_server/text.h"
 
 namespace tds {
 
@@ -12,19 +12,19 @@ namespace {
 constexpr std::uint8_t kIntegratedSecurity = 0x80;
 
 ProtocolVersion VersionFromClient(std::uint32_t version) {
-  const std::uint32_t major_minor = version >> 24U;
-  if (major_minor < 0x71) {
+  const std::uint32_t majorMinor = version >> 24U;
+  if (majorMinor < 0x71) {
     throw ProtocolError("the client speaks a protocol version before 7.1");
   }
-  switch (major_minor) {
+  switch (majorMinor) {
     case 0x71:
-      return ProtocolVersion::k71;
+      return ProtocolVersion::V71;
     case 0x72:
-      return ProtocolVersion::k72;
+      return ProtocolVersion::V72;
     case 0x73:
-      return ProtocolVersion::k73;
+      return ProtocolVersion::V73;
     default:
-      return ProtocolVersion::k74;
+      return ProtocolVersion::V74;
   }
 }
 
@@ -56,10 +56,10 @@ Login ParseLogin(ByteSpan payload) {
 
   Login login{};
   login.version = VersionFromClient(fields.U32());
-  login.packet_size = fields.U32();
+  login.packetSize = fields.U32();
   fields.Skip(4 + 4 + 4);  // version and process of the client program, connection to take part in
   fields.Skip(1);          // option flags 1
-  login.integrated_security = (fields.U8() & kIntegratedSecurity) != 0;
+  login.integratedSecurity = (fields.U8() & kIntegratedSecurity) != 0;
   fields.Skip(1 + 1);  // type flags, option flags 3
   fields.Skip(4 + 4);  // time zone, locale
 

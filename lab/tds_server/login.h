@@ -1,17 +1,18 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_LOGIN_H
+#define BW_LAB_TDS_SERVER_LOGIN_H
 
 #include <string>
 
-#include "bytes.h"
-#include "protocol_version.h"
+#include "lab/tds_server/bytes.h"
+#include "lab/tds_server/protocol_version.h"
 
 namespace tds {
 
 /// What the server uses of a LOGIN7 request.
 struct Login {
   ProtocolVersion version;
-  std::uint32_t packet_size;  ///< as requested; 0 leaves it to the server
-  bool integrated_security;   ///< the client offers an operating system's user in place of name and password
+  std::uint32_t packetSize;  ///< as requested; 0 leaves it to the server
+  bool integratedSecurity;   ///< the client offers an operating system's user in place of name and password
   std::string user;
   std::string password;
   std::string application;
@@ -25,3 +26,5 @@ Login ParseLogin(ByteSpan payload);
 std::size_t NegotiatedPacketSize(std::uint32_t requested);
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_LOGIN_H

@@ -1,4 +1,4 @@
-#include "logins.h"
+#include "lab/tds_server/logins.h"
 
 #include <stdexcept>
 

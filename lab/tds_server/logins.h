@@ -1,4 +1,5 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_LOGINS_H
+#define BW_LAB_TDS_SERVER_LOGINS_H
 
 #include <istream>
 #include <map>
@@ -20,3 +21,5 @@ class Logins {
 };
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_LOGINS_H

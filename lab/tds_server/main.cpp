@@ -10,10 +10,10 @@
 #include <span>
 #include <system_error>
 
-#include "logins.h"
-#include "options.h"
-#include "server.h"
-#include "store.h"
+#include "lab/tds_server/logins.h"
+#include "lab/tds_server/options.h"
+#include "lab/tds_server/server.h"
+#include "lab/tds_server/store.h"
 
 namespace {
 
@@ -37,6 +37,11 @@ int OpenStopSignals() {
   return stop;
 }
 
+/// A file that is no database is to be reported at the start and not to the first client.
+void CheckDatabase(const std::filesystem::path& file) {
+  const tds::Store store(file, [] { return false; });
+}
+
 tds::Logins ReadLogins(const std::filesystem::path& file) {
   std::ifstream lines(file);
   if (!lines) {
@@ -53,8 +58,7 @@ int Run(std::span<const char* const> arguments) {
   if (getppid() != parent) {
     return EXIT_SUCCESS;
   }
-  // A file that is no database is to be reported now and not to the first client.
-  tds::Store(options.database, [] { return false; });
+  CheckDatabase(options.database);
 
   tds::Server server(options, ReadLogins(options.logins));
   std::cout << "listening on 127.0.0.1:" << server.Port() << std::endl;

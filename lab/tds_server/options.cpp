@@ -1,8 +1,8 @@
-#include "options.h"
+#include "lab/tds_server/options.h"
 
 #include <charconv>
 
-#include "code_page.h"
+#include "lab/tds_server/code_page.h"
 
 namespace tds {
 
@@ -58,13 +58,13 @@ void Apply(Options& options, std::string_view option, std::string_view value) {
   } else if (option == "--product") {
     options.product = value;
   } else if (option == "--codepage") {
-    options.code_page = ParseCodePage(option, value);
+    options.codePage = ParseCodePage(option, value);
   } else if (option == "--break-after") {
-    options.faults.push_back(ParseFault(option, Fault::Kind::kBreak, value));
+    options.faults.push_back(ParseFault(option, Fault::Kind::Break, value));
   } else if (option == "--error-after") {
-    options.faults.push_back(ParseFault(option, Fault::Kind::kError, value));
+    options.faults.push_back(ParseFault(option, Fault::Kind::Error, value));
   } else if (option == "--delay") {
-    options.faults.push_back(ParseFault(option, Fault::Kind::kDelay, value));
+    options.faults.push_back(ParseFault(option, Fault::Kind::Delay, value));
   } else {
     throw UsageError("unknown option " + std::string(option));
   }

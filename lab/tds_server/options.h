@@ -1,4 +1,5 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_OPTIONS_H
+#define BW_LAB_TDS_SERVER_OPTIONS_H
 
 #include <chrono>
 #include <cstdint>
@@ -15,9 +16,9 @@ namespace tds {
 /// What goes wrong on purpose while a SELECT that reads `table` sends its rows.
 struct Fault {
   enum class Kind {
-    kBreak,  ///< the connection is closed after `value` rows
-    kError,  ///< the statement fails after `value` rows
-    kDelay,  ///< each row comes `value` milliseconds later
+    Break,  ///< the connection is closed after `value` rows
+    Error,  ///< the statement fails after `value` rows
+    Delay,  ///< each row comes `value` milliseconds later
   };
 
   Kind kind;
@@ -30,7 +31,7 @@ struct Options {
   std::filesystem::path logins;
   std::uint16_t port = 0;
   std::string product = "Microsoft SQL Server";
-  int code_page = 1252;
+  int codePage = 1252;
   std::vector<Fault> faults;
 };
 
@@ -47,3 +48,5 @@ extern const std::string_view kUsage;
 Options ParseOptions(std::span<const char* const> arguments);
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_OPTIONS_H

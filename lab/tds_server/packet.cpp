@@ -1,4 +1,4 @@
-#include "packet.h"
+#include "lab/tds_server/packet.h"
 
 #include <algorithm>
 #include <utility>
@@ -9,15 +9,15 @@ namespace {
 
 bool IsRequest(std::uint8_t type) {
   switch (static_cast<PacketType>(type)) {
-    case PacketType::kSqlBatch:
-    case PacketType::kRpc:
-    case PacketType::kAttention:
-    case PacketType::kBulkLoad:
-    case PacketType::kTransactionManager:
-    case PacketType::kLogin7:
-    case PacketType::kPreLogin:
+    case PacketType::SqlBatch:
+    case PacketType::Rpc:
+    case PacketType::Attention:
+    case PacketType::BulkLoad:
+    case PacketType::TransactionManager:
+    case PacketType::Login7:
+    case PacketType::PreLogin:
       return true;
-    case PacketType::kResponse:
+    case PacketType::Response:
       return false;
   }
   return false;
@@ -54,7 +54,7 @@ std::optional<Message> MessageAssembler::Next() {
     used += header.length;
     const ByteSpan payload = rest.subspan(kPacketHeaderSize, header.length - kPacketHeaderSize);
 
-    if (header.type == PacketType::kAttention || !unfinished_) {
+    if (header.type == PacketType::Attention || !unfinished_) {
       unfinished_ = Message{.type = header.type, .payload = {}};
     } else if (unfinished_->type != header.type) {
       throw ProtocolError("packets of two kinds in one message");
@@ -74,22 +74,22 @@ std::optional<Message> MessageAssembler::Next() {
   return complete;
 }
 
-PacketWriter::PacketWriter(Sink sink, std::uint16_t session_id) : sink_(std::move(sink)), session_id_(session_id) {
+PacketWriter::PacketWriter(Sink sink, std::uint16_t sessionId) : sink_(std::move(sink)), sessionId_(sessionId) {
   packet_.assign(kPacketHeaderSize, 0);
 }
 
 void PacketWriter::SetPacketSize(std::size_t size) {
-  packet_size_ = size;
+  packetSize_ = size;
   packet_.reserve(size);
 }
 
 void PacketWriter::Append(ByteSpan bytes) {
   while (!bytes.empty()) {
     // A full packet waits for the next byte, because only then it is known not to be the last of its message.
-    if (packet_.size() == packet_size_) {
+    if (packet_.size() == packetSize_) {
       Send(false);
     }
-    const ByteSpan part = bytes.first(std::min(bytes.size(), packet_size_ - packet_.size()));
+    const ByteSpan part = bytes.first(std::min(bytes.size(), packetSize_ - packet_.size()));
     packet_.insert(packet_.end(), part.begin(), part.end());
     bytes = bytes.subspan(part.size());
   }
@@ -103,17 +103,17 @@ void PacketWriter::Flush() {
 
 void PacketWriter::EndMessage() {
   Send(true);
-  next_packet_id_ = 1;
+  nextPacketId_ = 1;
 }
 
-void PacketWriter::Send(bool end_of_message) {
-  packet_[0] = static_cast<std::uint8_t>(PacketType::kResponse);
-  packet_[1] = end_of_message ? 0x01 : 0x00;
+void PacketWriter::Send(bool endOfMessage) {
+  packet_[0] = static_cast<std::uint8_t>(PacketType::Response);
+  packet_[1] = endOfMessage ? 0x01 : 0x00;
   packet_[2] = static_cast<std::uint8_t>(packet_.size() >> 8U);
   packet_[3] = static_cast<std::uint8_t>(packet_.size());
-  packet_[4] = static_cast<std::uint8_t>(session_id_ >> 8U);
-  packet_[5] = static_cast<std::uint8_t>(session_id_);
-  packet_[6] = next_packet_id_++;
+  packet_[4] = static_cast<std::uint8_t>(sessionId_ >> 8U);
+  packet_[5] = static_cast<std::uint8_t>(sessionId_);
+  packet_[6] = nextPacketId_++;
   packet_[7] = 0;
   sink_(packet_);
   packet_.resize(kPacketHeaderSize);

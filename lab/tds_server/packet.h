@@ -1,21 +1,22 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_PACKET_H
+#define BW_LAB_TDS_SERVER_PACKET_H
 
 #include <functional>
 #include <optional>
 
-#include "bytes.h"
+#include "lab/tds_server/bytes.h"
 
 namespace tds {
 
 enum class PacketType : std::uint8_t {
-  kSqlBatch = 1,
-  kRpc = 3,
-  kResponse = 4,
-  kAttention = 6,
-  kBulkLoad = 7,
-  kTransactionManager = 14,
-  kLogin7 = 16,
-  kPreLogin = 18,
+  SqlBatch = 1,
+  Rpc = 3,
+  Response = 4,
+  Attention = 6,
+  BulkLoad = 7,
+  TransactionManager = 14,
+  Login7 = 16,
+  PreLogin = 18,
 };
 
 inline constexpr std::size_t kPacketHeaderSize = 8;
@@ -24,7 +25,7 @@ inline constexpr std::size_t kDefaultPacketSize = 4096;
 inline constexpr std::size_t kMaxPacketSize = 32767;
 
 /// A longer message is refused, so that a client cannot make the server hold any amount of memory.
-inline constexpr std::size_t kMaxMessageSize = 16U * 1024U * 1024U;
+inline constexpr std::size_t kMaxMessageSize = std::size_t{16} * 1024 * 1024;
 
 /// The eight bytes in front of every packet.
 struct PacketHeader {
@@ -66,8 +67,8 @@ class PacketWriter {
  public:
   using Sink = std::function<void(ByteSpan packet)>;
 
-  /// `session_id` goes into every header, for a client that logs it.
-  PacketWriter(Sink sink, std::uint16_t session_id);
+  /// `sessionId` goes into every header, for a client that logs it.
+  PacketWriter(Sink sink, std::uint16_t sessionId);
 
   /// Holds from the next packet on; to be called between two messages.
   void SetPacketSize(std::size_t size);
@@ -81,13 +82,15 @@ class PacketWriter {
   void EndMessage();
 
  private:
-  void Send(bool end_of_message);
+  void Send(bool endOfMessage);
 
   Sink sink_;
-  std::uint16_t session_id_;
-  std::uint8_t next_packet_id_ = 1;
-  std::size_t packet_size_ = kDefaultPacketSize;
+  std::uint16_t sessionId_;
+  std::uint8_t nextPacketId_ = 1;
+  std::size_t packetSize_ = kDefaultPacketSize;
   Bytes packet_;
 };
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_PACKET_H

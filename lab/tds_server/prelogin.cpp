@@ -1,8 +1,8 @@
-#include "prelogin.h"
+#include "lab/tds_server/prelogin.h"
 
 #include <array>
 
-#include "server_identity.h"
+#include "lab/tds_server/server_identity.h"
 
 namespace tds {
 
@@ -36,8 +36,8 @@ PreLogin ParsePreLogin(ByteSpan payload) {
 }
 
 Bytes PreLoginResponse() {
-  const std::array<std::uint8_t, 6> version = {kServerVersion.major_number,
-                                               kServerVersion.minor_number,
+  const std::array<std::uint8_t, 6> version = {kServerVersion.majorNumber,
+                                               kServerVersion.minorNumber,
                                                static_cast<std::uint8_t>(kServerVersion.build >> 8U),
                                                static_cast<std::uint8_t>(kServerVersion.build),
                                                0,
@@ -52,10 +52,10 @@ Bytes PreLoginResponse() {
   ByteWriter list;
   ByteWriter data;
   constexpr std::size_t kEntrySize = 5;
-  const std::size_t data_start = std::size(options) * kEntrySize + sizeof(kTerminator);
+  const std::size_t dataStart = std::size(options) * kEntrySize + sizeof(kTerminator);
   for (const auto& option : options) {
     list.U8(option.token);
-    list.U16BigEndian(static_cast<std::uint16_t>(data_start + data.Size()));
+    list.U16BigEndian(static_cast<std::uint16_t>(dataStart + data.Size()));
     list.U16BigEndian(static_cast<std::uint16_t>(option.value.size()));
     data.Append(option.value);
   }

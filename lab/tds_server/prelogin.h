@@ -1,8 +1,9 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_PRELOGIN_H
+#define BW_LAB_TDS_SERVER_PRELOGIN_H
 
 #include <optional>
 
-#include "bytes.h"
+#include "lab/tds_server/bytes.h"
 
 namespace tds {
 
@@ -21,3 +22,5 @@ PreLogin ParsePreLogin(ByteSpan payload);
 Bytes PreLoginResponse();
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_PRELOGIN_H

@@ -1,11 +1,11 @@
-#include "procedure_call.h"
+#include "lab/tds_server/procedure_call.h"
 
 #include <array>
 #include <optional>
 
-#include "code_page.h"
-#include "request.h"
-#include "text.h"
+#include "lab/tds_server/code_page.h"
+#include "lab/tds_server/request.h"
+#include "lab/tds_server/text.h"
 
 namespace tds {
 
@@ -78,9 +78,9 @@ ParameterValue ReadChunkedText(ByteReader& reader) {
 ParameterValue ReadText(ByteReader& reader) {
   constexpr std::uint16_t kUnlimited = 0xFFFF;
   constexpr std::uint16_t kNull = 0xFFFF;
-  const std::uint16_t type_size = reader.U16();
+  const std::uint16_t typeSize = reader.U16();
   reader.Skip(sizeof(Collation));
-  if (type_size == kUnlimited) {
+  if (typeSize == kUnlimited) {
     return ReadChunkedText(reader);
   }
   const std::uint16_t size = reader.U16();
@@ -112,14 +112,14 @@ ProcedureCall ParseProcedureCall(ByteSpan payload, ProtocolVersion version) {
   call.name = ReadName(reader);
   reader.U16();  // option flags
   while (reader.Remaining() > 0) {
-    const std::uint8_t name_length = reader.U8();
-    reader.Skip(std::size_t{name_length} * 2);
+    const std::uint8_t nameLength = reader.U8();
+    reader.Skip(std::size_t{nameLength} * 2);
     reader.U8();  // status flags
     const std::uint8_t type = reader.U8();
     std::optional<ParameterValue> value = ReadValue(type, reader);
     if (!value) {
-      call.unread_parameter = call.parameters.size() + 1;
-      call.unread_type = type;
+      call.unreadParameter = call.parameters.size() + 1;
+      call.unreadType = type;
       break;
     }
     call.parameters.push_back(std::move(*value));

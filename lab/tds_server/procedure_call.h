@@ -1,12 +1,13 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_PROCEDURE_CALL_H
+#define BW_LAB_TDS_SERVER_PROCEDURE_CALL_H
 
 #include <cstdint>
 #include <string>
 #include <variant>
 #include <vector>
 
-#include "bytes.h"
-#include "protocol_version.h"
+#include "lab/tds_server/bytes.h"
+#include "lab/tds_server/protocol_version.h"
 
 namespace tds {
 
@@ -19,11 +20,13 @@ struct ProcedureCall {
   std::vector<ParameterValue> parameters;
   /// Number of the first parameter, from 1, whose type the server does not read, and the type; 0 when it reads all.
   /// `parameters` ends before it.
-  std::size_t unread_parameter = 0;
-  std::uint8_t unread_type = 0;
+  std::size_t unreadParameter = 0;
+  std::uint8_t unreadType = 0;
 };
 
 /// \throws ProtocolError when the message ends in the middle of the call.
 ProcedureCall ParseProcedureCall(ByteSpan payload, ProtocolVersion version);
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_PROCEDURE_CALL_H

@@ -1,9 +1,9 @@
-#include "procedures.h"
+#include "lab/tds_server/procedures.h"
 
 #include <utility>
 
-#include "sql_error.h"
-#include "text.h"
+#include "lab/tds_server/sql_error.h"
+#include "lab/tds_server/text.h"
 
 namespace tds {
 
@@ -17,10 +17,10 @@ const ParameterValue& Parameter(const ProcedureCall& call, std::size_t index) {
   if (index < call.parameters.size()) {
     return call.parameters[index];
   }
-  if (call.unread_parameter != 0) {
+  if (call.unreadParameter != 0) {
     throw SqlError(8009, 16, 1,
-                   "Parameter " + std::to_string(call.unread_parameter) + ": data type " +
-                       std::to_string(call.unread_type) + " is not supported.");
+                   "Parameter " + std::to_string(call.unreadParameter) + ": data type " +
+                       std::to_string(call.unreadType) + " is not supported.");
   }
   return kNull;
 }
@@ -51,7 +51,7 @@ void Procedures::Call(const ProcedureCall& call) {
   if (outcome.prepared) {
     tokens_.FirstOutputParameter(*outcome.prepared);
   }
-  tokens_.End(DoneKind::kProcedure, {.status = outcome.succeeded ? std::uint16_t{0} : Done::kError});
+  tokens_.End(DoneKind::Procedure, {.status = outcome.succeeded ? std::uint16_t{0} : Done::kError});
 }
 
 Procedures::Outcome Procedures::Dispatch(const ProcedureCall& call) {
@@ -80,8 +80,8 @@ Procedures::Outcome Procedures::Dispatch(const ProcedureCall& call) {
 }
 
 std::int32_t Procedures::Prepare(std::string sql) {
-  prepared_[++last_handle_] = std::move(sql);
-  return last_handle_;
+  prepared_[++lastHandle_] = std::move(sql);
+  return lastHandle_;
 }
 
 const std::string& Procedures::Find(const ParameterValue& handle) const {

@@ -1,13 +1,14 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_PROCEDURES_H
+#define BW_LAB_TDS_SERVER_PROCEDURES_H
 
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
 
-#include "batch_runner.h"
-#include "procedure_call.h"
-#include "tokens.h"
+#include "lab/tds_server/batch_runner.h"
+#include "lab/tds_server/procedure_call.h"
+#include "lab/tds_server/tokens.h"
 
 namespace tds {
 
@@ -34,7 +35,9 @@ class Procedures {
   BatchRunner& runner_;
   TokenWriter& tokens_;
   std::map<std::int64_t, std::string> prepared_;
-  std::int32_t last_handle_ = 0;
+  std::int32_t lastHandle_ = 0;
 };
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_PROCEDURES_H

@@ -1,9 +1,10 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_REQUEST_H
+#define BW_LAB_TDS_SERVER_REQUEST_H
 
 #include <string>
 
-#include "bytes.h"
-#include "protocol_version.h"
+#include "lab/tds_server/bytes.h"
+#include "lab/tds_server/protocol_version.h"
 
 namespace tds {
 
@@ -18,13 +19,15 @@ std::string ParseBatch(ByteSpan payload, ProtocolVersion version);
 
 /// A request to begin or end a transaction that is not made in SQL.
 struct TransactionRequest {
-  enum class Operation : std::uint8_t { kBegin, kCommit, kRollback, kUnsupported };
+  enum class Operation : std::uint8_t { Begin, Commit, Rollback, Unsupported };
 
   Operation operation;
-  bool begin_another;  ///< after the end of this transaction
+  bool beginAnother;  ///< after the end of this transaction
 };
 
 /// \throws ProtocolError when the message ends too early.
 TransactionRequest ParseTransactionRequest(ByteSpan payload);
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_REQUEST_H

@@ -1,8 +1,8 @@
-#include "result_set.h"
+#include "lab/tds_server/result_set.h"
 
 #include <limits>
 
-#include "sql_error.h"
+#include "lab/tds_server/sql_error.h"
 
 namespace tds {
 
@@ -14,34 +14,34 @@ bool FitsInt(std::int64_t value) {
 
 ColumnType TypeFromValue(const Statement& statement, int column) {
   switch (statement.Kind(column)) {
-    case Statement::ValueKind::kNull:
+    case Statement::ValueKind::Null:
       return kInt;
-    case Statement::ValueKind::kInteger:
+    case Statement::ValueKind::Integer:
       return FitsInt(statement.Integer(column)) ? kInt : kBigInt;
-    case Statement::ValueKind::kReal:
+    case Statement::ValueKind::Real:
       return kFloat;
-    case Statement::ValueKind::kText:
+    case Statement::ValueKind::Text:
       break;
   }
   return kLongestVarChar;
 }
 
-ColumnType DescribeType(const Statement& statement, int column, bool has_row) {
+ColumnType DescribeType(const Statement& statement, int column, bool hasRow) {
   if (const auto declaration = statement.DeclaredType(column)) {
     if (const auto type = TypeFromDeclaration(*declaration)) {
       return *type;
     }
   }
-  return has_row ? TypeFromValue(statement, column) : kInt;
+  return hasRow ? TypeFromValue(statement, column) : kInt;
 }
 
 std::string Name(Statement::ValueKind kind) {
-  return std::string(TypeName(kind == Statement::ValueKind::kReal ? kFloat : kLongestVarChar));
+  return std::string(TypeName(kind == Statement::ValueKind::Real ? kFloat : kLongestVarChar));
 }
 
 void WriteInteger(const Statement& statement, int column, ColumnType type, TokenWriter& tokens) {
   const Statement::ValueKind kind = statement.Kind(column);
-  if (kind != Statement::ValueKind::kInteger) {
+  if (kind != Statement::ValueKind::Integer) {
     throw SqlError(245, 16, 1,
                    "Conversion failed when converting the " + Name(kind) + " value '" +
                        std::string(statement.Text(column)) + "' to data type " + std::string(TypeName(type)) + ".");
@@ -54,26 +54,26 @@ void WriteInteger(const Statement& statement, int column, ColumnType type, Token
 }
 
 void WriteFloat(const Statement& statement, int column, TokenWriter& tokens) {
-  if (statement.Kind(column) == Statement::ValueKind::kText) {
+  if (statement.Kind(column) == Statement::ValueKind::Text) {
     throw SqlError(8114, 16, 5, "Error converting data type varchar to float.");
   }
   tokens.Float(statement.Real(column));
 }
 
 void WriteValue(const Statement& statement, int column, ColumnType type, TextEncoder& encoder, TokenWriter& tokens) {
-  if (statement.Kind(column) == Statement::ValueKind::kNull) {
+  if (statement.Kind(column) == Statement::ValueKind::Null) {
     tokens.Null(type);
     return;
   }
   switch (type.wire) {
-    case WireType::kIntN:
+    case WireType::IntN:
       WriteInteger(statement, column, type, tokens);
       break;
-    case WireType::kFltN:
+    case WireType::FltN:
       WriteFloat(statement, column, tokens);
       break;
-    case WireType::kBigVarChar:
-    case WireType::kBigChar:
+    case WireType::BigVarChar:
+    case WireType::BigChar:
       tokens.Text(type, encoder.Encode(statement.Text(column), type.size));
       break;
   }
@@ -81,10 +81,11 @@ void WriteValue(const Statement& statement, int column, ColumnType type, TextEnc
 
 }  // namespace
 
-std::vector<Column> DescribeColumns(const Statement& statement, bool has_row) {
+std::vector<Column> DescribeColumns(const Statement& statement, bool hasRow) {
   std::vector<Column> columns;
+  columns.reserve(static_cast<std::size_t>(statement.ColumnCount()));
   for (int i = 0; i < statement.ColumnCount(); ++i) {
-    columns.push_back({.name = std::string(statement.ColumnName(i)), .type = DescribeType(statement, i, has_row)});
+    columns.push_back({.name = std::string(statement.ColumnName(i)), .type = DescribeType(statement, i, hasRow)});
   }
   return columns;
 }

@@ -1,4 +1,4 @@
-#include "server.h"
+#include "lab/tds_server/server.h"
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -12,7 +12,7 @@
 #include <system_error>
 #include <utility>
 
-#include "session.h"
+#include "lab/tds_server/session.h"
 
 namespace tds {
 
@@ -30,7 +30,7 @@ void Check(int result, const char* call) {
 }  // namespace
 
 Server::Server(Options options, Logins logins)
-    : options_(std::move(options)), logins_(std::move(logins)), next_session_id_(kFirstSessionId) {
+    : options_(std::move(options)), logins_(std::move(logins)), nextSessionId_(kFirstSessionId) {
   listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   Check(listener_, "socket");
   const int on = 1;
@@ -84,14 +84,14 @@ void Server::Accept() {
   const int on = 1;
   setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
   Client& client = clients_.emplace_back(socket);
-  client.thread = std::thread([this, &client, session_id = next_session_id_++] { Serve(client, session_id); });
+  client.thread = std::thread([this, &client, sessionId = nextSessionId_++] { Serve(client, sessionId); });
 }
 
-void Server::Serve(Client& client, std::uint16_t session_id) {
+void Server::Serve(Client& client, std::uint16_t sessionId) {
   try {
-    Session(options_, logins_, client.connection, session_id).Run();
+    Session(options_, logins_, client.connection, sessionId).Run();
   } catch (const std::exception& error) {
-    std::cerr << "session " << session_id << ": " << error.what() << '\n';
+    std::cerr << "session " << sessionId << ": " << error.what() << '\n';
   }
   client.connection.Shutdown();
   client.finished = true;

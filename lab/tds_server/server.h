@@ -1,13 +1,14 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_SERVER_H
+#define BW_LAB_TDS_SERVER_SERVER_H
 
 #include <atomic>
 #include <cstdint>
 #include <list>
 #include <thread>
 
-#include "connection.h"
-#include "logins.h"
-#include "options.h"
+#include "lab/tds_server/connection.h"
+#include "lab/tds_server/logins.h"
+#include "lab/tds_server/options.h"
 
 namespace tds {
 
@@ -39,15 +40,17 @@ class Server {
   };
 
   void Accept();
-  void Serve(Client& client, std::uint16_t session_id);
+  void Serve(Client& client, std::uint16_t sessionId);
   void RemoveFinishedClients();
 
   Options options_;
   Logins logins_;
   int listener_ = -1;
   std::uint16_t port_ = 0;
-  std::uint16_t next_session_id_;
+  std::uint16_t nextSessionId_;
   std::list<Client> clients_;
 };
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_SERVER_H

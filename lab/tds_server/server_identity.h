@@ -1,4 +1,5 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_SERVER_IDENTITY_H
+#define BW_LAB_TDS_SERVER_SERVER_IDENTITY_H
 
 #include <cstdint>
 #include <string>
@@ -7,13 +8,13 @@
 namespace tds {
 
 struct ServerVersion {
-  std::uint8_t major_number;
-  std::uint8_t minor_number;
+  std::uint8_t majorNumber;
+  std::uint8_t minorNumber;
   std::uint16_t build;
 };
 
 /// The version that the server names in the prelogin answer, in the login acknowledgement and in @@VERSION.
-inline constexpr ServerVersion kServerVersion = {.major_number = 12, .minor_number = 0, .build = 2000};
+inline constexpr ServerVersion kServerVersion = {.majorNumber = 12, .minorNumber = 0, .build = 2000};
 
 /// The name of the server in its messages and in @@SERVERNAME.
 inline constexpr std::string_view kServerName = "LAB";
@@ -21,7 +22,7 @@ inline constexpr std::string_view kServerName = "LAB";
 inline constexpr std::string_view kLanguage = "us_english";
 
 inline std::string ServerVersionText() {
-  return std::to_string(kServerVersion.major_number) + "." + std::to_string(kServerVersion.minor_number) + "." +
+  return std::to_string(kServerVersion.majorNumber) + "." + std::to_string(kServerVersion.minorNumber) + "." +
          std::to_string(kServerVersion.build);
 }
 
@@ -31,3 +32,5 @@ inline std::string DatabaseChangedMessage(std::string_view database) {
 }
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_SERVER_IDENTITY_H

@@ -1,11 +1,11 @@
-#include "session.h"
+#include "lab/tds_server/session.h"
 
 #include <iostream>
 
-#include "prelogin.h"
-#include "request.h"
-#include "server_identity.h"
-#include "sql_error.h"
+#include "lab/tds_server/prelogin.h"
+#include "lab/tds_server/request.h"
+#include "lab/tds_server/server_identity.h"
+#include "lab/tds_server/sql_error.h"
 
 namespace tds {
 
@@ -15,12 +15,12 @@ constexpr std::string_view kDefaultDatabase = "master";
 
 }  // namespace
 
-Session::Session(const Options& options, const Logins& logins, Connection& connection, std::uint16_t session_id)
+Session::Session(const Options& options, const Logins& logins, Connection& connection, std::uint16_t sessionId)
     : options_(options),
       logins_(logins),
       connection_(connection),
-      session_id_(session_id),
-      packets_([&connection](ByteSpan packet) { connection.Send(packet); }, session_id) {}
+      sessionId_(sessionId),
+      packets_([&connection](ByteSpan packet) { connection.Send(packet); }, sessionId) {}
 
 void Session::Run() {
   const std::optional<Login> login = ReceiveLogin();
@@ -35,14 +35,14 @@ void Session::Run() {
 std::optional<Login> Session::ReceiveLogin() {
   while (const std::optional<Message> message = connection_.Receive()) {
     switch (message->type) {
-      case PacketType::kPreLogin:
+      case PacketType::PreLogin:
         if (ParsePreLogin(message->payload).RequiresEncryption()) {
-          std::cerr << "session " << session_id_ << ": the client requires encryption, which is not supported\n";
+          std::cerr << "session " << sessionId_ << ": the client requires encryption, which is not supported\n";
         }
         packets_.Append(PreLoginResponse());
         packets_.EndMessage();
         break;
-      case PacketType::kLogin7:
+      case PacketType::Login7:
         return ParseLogin(message->payload);
       default:
         throw ProtocolError("request before the login");
@@ -53,17 +53,17 @@ std::optional<Login> Session::ReceiveLogin() {
 
 bool Session::AnswerLogin(const Login& login) {
   version_ = login.version;
-  tokens_.emplace(packets_, version_, FindCodePage(options_.code_page));
-  if (login.integrated_security || !logins_.Accepts(login.user, login.password)) {
+  tokens_.emplace(packets_, version_, FindCodePage(options_.codePage));
+  if (login.integratedSecurity || !logins_.Accepts(login.user, login.password)) {
     tokens_->Error(SqlError(18456, 14, 1, "Login failed for user '" + login.user + "'."));
-    tokens_->End(DoneKind::kStatement, {.status = Done::kError});
+    tokens_->End(DoneKind::Statement, {.status = Done::kError});
     packets_.EndMessage();
     return false;
   }
 
   const std::string database(login.database.empty() ? kDefaultDatabase : login.database);
-  const std::size_t packet_size = NegotiatedPacketSize(login.packet_size);
-  runner_.emplace(options_, connection_, packets_, *tokens_, session_id_, database);
+  const std::size_t packetSize = NegotiatedPacketSize(login.packetSize);
+  runner_.emplace(options_, connection_, packets_, *tokens_, sessionId_, database);
   procedures_.emplace(*runner_, *tokens_);
 
   tokens_->DatabaseChanged(database, kDefaultDatabase);
@@ -72,26 +72,26 @@ bool Session::AnswerLogin(const Login& login) {
   tokens_->LanguageChanged(kLanguage);
   tokens_->Info(5703, 1, "Changed language setting to " + std::string(kLanguage) + ".");
   tokens_->LoginAck(options_.product);
-  tokens_->PacketSizeChanged(packet_size, kDefaultPacketSize);
-  tokens_->End(DoneKind::kStatement, {});
+  tokens_->PacketSizeChanged(packetSize, kDefaultPacketSize);
+  tokens_->End(DoneKind::Statement, {});
   packets_.EndMessage();
-  packets_.SetPacketSize(packet_size);
+  packets_.SetPacketSize(packetSize);
   return true;
 }
 
 void Session::AnswerRequest(const Message& request) {
   try {
     switch (request.type) {
-      case PacketType::kSqlBatch:
+      case PacketType::SqlBatch:
         runner_->RunBatch(ParseBatch(request.payload, version_));
         break;
-      case PacketType::kTransactionManager:
+      case PacketType::TransactionManager:
         AnswerTransactionRequest(request);
         break;
-      case PacketType::kRpc:
+      case PacketType::Rpc:
         procedures_->Call(ParseProcedureCall(request.payload, version_));
         break;
-      case PacketType::kAttention:
+      case PacketType::Attention:
         AcknowledgeAttention();
         return;
       default:
@@ -111,30 +111,30 @@ void Session::AnswerTransactionRequest(const Message& request) {
   Done done;
   try {
     switch (transaction.operation) {
-      case TransactionRequest::Operation::kBegin:
+      case TransactionRequest::Operation::Begin:
         runner_->BeginTransaction();
         break;
-      case TransactionRequest::Operation::kCommit:
+      case TransactionRequest::Operation::Commit:
         runner_->CommitTransaction();
         break;
-      case TransactionRequest::Operation::kRollback:
+      case TransactionRequest::Operation::Rollback:
         runner_->RollbackTransaction();
         break;
-      case TransactionRequest::Operation::kUnsupported:
+      case TransactionRequest::Operation::Unsupported:
         throw SqlError(50000, 16, 1, "The transaction request is not supported.");
     }
-    if (transaction.begin_another) {
+    if (transaction.beginAnother) {
       runner_->BeginTransaction();
     }
   } catch (const SqlError& error) {
     tokens_->Error(error);
     done.status = Done::kError;
   }
-  tokens_->End(DoneKind::kStatement, done);
+  tokens_->End(DoneKind::Statement, done);
 }
 
 void Session::AcknowledgeAttention() {
-  tokens_->End(DoneKind::kStatement, {.status = Done::kAttention});
+  tokens_->End(DoneKind::Statement, {.status = Done::kAttention});
   packets_.EndMessage();
 }
 

@@ -1,4 +1,4 @@
-#include "sql_error.h"
+#include "lab/tds_server/sql_error.h"
 
 #include <sqlite3.h>
 
@@ -31,8 +31,8 @@ SqlError InvalidColumn(const std::string& name) {
   return {207, 16, 1, "Invalid column name '" + LastPart(name) + "'."};
 }
 
-SqlError ConstraintError(int extended_code, const std::string& message) {
-  switch (extended_code) {
+SqlError ConstraintError(int extendedCode, const std::string& message) {
+  switch (extendedCode) {
     case SQLITE_CONSTRAINT_NOTNULL: {
       const std::string column = Between(message, "NOT NULL constraint failed: ").value_or(message);
       return {515, 16, 2,
@@ -87,11 +87,11 @@ std::optional<SqlError> GeneralError(const std::string& message) {
 
 }  // namespace
 
-SqlError TranslateSqliteError(int extended_code, const std::string& message) {
+SqlError TranslateSqliteError(int extendedCode, const std::string& message) {
   constexpr int kPrimaryCodeMask = 0xFF;
-  switch (extended_code & kPrimaryCodeMask) {
+  switch (extendedCode & kPrimaryCodeMask) {
     case SQLITE_CONSTRAINT:
-      return ConstraintError(extended_code, message);
+      return ConstraintError(extendedCode, message);
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
       return {1222, 16, 51, "Lock request time out period exceeded."};

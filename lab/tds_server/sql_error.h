@@ -1,4 +1,5 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_SQL_ERROR_H
+#define BW_LAB_TDS_SERVER_SQL_ERROR_H
 
 #include <cstdint>
 #include <stdexcept>
@@ -28,6 +29,8 @@ inline SqlError SyntaxError(const std::string& near) {
 }
 
 /// Turns a failure of SQLite into the error that the server gives in its place.
-SqlError TranslateSqliteError(int extended_code, const std::string& message);
+SqlError TranslateSqliteError(int extendedCode, const std::string& message);
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_SQL_ERROR_H

@@ -1,10 +1,10 @@
-#include "store.h"
+#include "lab/tds_server/store.h"
 
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
 
-#include "sql_error.h"
+#include "lab/tds_server/sql_error.h"
 
 namespace tds {
 
@@ -26,31 +26,37 @@ bool IsSystemTable(std::string_view table) {
 }
 
 void NoteChange(Statement::Access& access, Statement::Change change, std::string_view table) {
-  // The first change is the statement's own, later ones are those of triggers. CREATE and DROP change the catalogue.
-  if (access.change == Statement::Change::kNone && !IsSystemTable(table)) {
+  // The first change is the statement's own: triggers come later, and so do the rows of a table that is dropped.
+  if (access.change == Statement::Change::None && !IsSystemTable(table)) {
     access.change = change;
   }
 }
 
-/// Notes what a statement does to tables, and keeps clients within their database.
+/// Notes what a statement does to tables. Keeps clients within their database, and transactions to the members for
+/// them.
 int Authorize(void* context, int action, const char* table, const char* /*column*/, const char* /*schema*/,
               const char* /*trigger*/) {
   auto& access = *static_cast<Statement::Access*>(context);
   switch (action) {
     case SQLITE_READ:
-      if (std::find(access.tables_read.begin(), access.tables_read.end(), table) == access.tables_read.end()) {
-        access.tables_read.emplace_back(table);
+      if (std::find(access.tablesRead.begin(), access.tablesRead.end(), table) == access.tablesRead.end()) {
+        access.tablesRead.emplace_back(table);
       }
       return SQLITE_OK;
     case SQLITE_INSERT:
-      NoteChange(access, Statement::Change::kInsert, table);
+      NoteChange(access, Statement::Change::Insert, table);
       return SQLITE_OK;
     case SQLITE_DELETE:
-      NoteChange(access, Statement::Change::kDelete, table);
+      NoteChange(access, Statement::Change::Delete, table);
       return SQLITE_OK;
     case SQLITE_UPDATE:
-      NoteChange(access, Statement::Change::kUpdate, table);
+      NoteChange(access, Statement::Change::Update, table);
       return SQLITE_OK;
+    case SQLITE_DROP_TABLE:
+      NoteChange(access, Statement::Change::Drop, table);
+      return SQLITE_OK;
+    case SQLITE_TRANSACTION:
+    case SQLITE_SAVEPOINT:
     case SQLITE_ATTACH:
     case SQLITE_DETACH:
     case SQLITE_PRAGMA:
@@ -95,13 +101,13 @@ bool Statement::Step() {
 Statement::ValueKind Statement::Kind(int column) const {
   switch (sqlite3_column_type(statement_.get(), column)) {
     case SQLITE_NULL:
-      return ValueKind::kNull;
+      return ValueKind::Null;
     case SQLITE_INTEGER:
-      return ValueKind::kInteger;
+      return ValueKind::Integer;
     case SQLITE_FLOAT:
-      return ValueKind::kReal;
+      return ValueKind::Real;
     default:
-      return ValueKind::kText;
+      return ValueKind::Text;
   }
 }
 
@@ -163,26 +169,26 @@ std::uint64_t Store::RowsChanged() const {
 int Store::TransactionDepth() {
   // SQLite may have ended the transaction by itself, after an interrupted change for example.
   if (sqlite3_get_autocommit(database_.get()) != 0) {
-    transaction_depth_ = 0;
+    transactionDepth_ = 0;
   }
-  return transaction_depth_;
+  return transactionDepth_;
 }
 
 void Store::BeginTransaction() {
   if (TransactionDepth() == 0) {
     Execute("BEGIN");
   }
-  ++transaction_depth_;
+  ++transactionDepth_;
 }
 
 void Store::CommitTransaction() {
   if (TransactionDepth() == 0) {
     throw SqlError(3902, 16, 1, "The COMMIT TRANSACTION request has no corresponding BEGIN TRANSACTION.");
   }
-  if (transaction_depth_ == 1) {
+  if (transactionDepth_ == 1) {
     Execute("COMMIT");
   }
-  --transaction_depth_;
+  --transactionDepth_;
 }
 
 void Store::RollbackTransaction() {
@@ -190,11 +196,13 @@ void Store::RollbackTransaction() {
     throw SqlError(3903, 16, 1, "The ROLLBACK TRANSACTION request has no corresponding BEGIN TRANSACTION.");
   }
   Execute("ROLLBACK");
-  transaction_depth_ = 0;
+  transactionDepth_ = 0;
 }
 
-void Store::Execute(std::string_view sql) {
-  Prepare(sql).Step();
+void Store::Execute(const char* sql) {
+  if (sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
+    ThrowLastError(database_.get());
+  }
 }
 
 }  // namespace tds

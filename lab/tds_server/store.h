@@ -1,4 +1,5 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_STORE_H
+#define BW_LAB_TDS_SERVER_STORE_H
 
 #include <sqlite3.h>
 
@@ -23,18 +24,18 @@ class StatementInterrupted : public std::exception {
 /// A prepared statement of the store. Column indexes start at 0.
 class Statement {
  public:
-  enum class ValueKind { kNull, kInteger, kReal, kText };
-  enum class Change { kNone, kInsert, kDelete, kUpdate };
+  enum class ValueKind { Null, Integer, Real, Text };
+  enum class Change { None, Insert, Delete, Update, Drop };
 
   /// What a statement does to tables.
   struct Access {
-    std::vector<std::string> tables_read;  ///< each once
-    Change change = Change::kNone;         ///< to the rows of a table
+    std::vector<std::string> tablesRead;  ///< each once
+    Change change = Change::None;         ///< to a table
   };
 
   Statement(sqlite3_stmt* statement, Access access);
 
-  const std::vector<std::string>& TablesRead() const { return access_.tables_read; }
+  const std::vector<std::string>& TablesRead() const { return access_.tablesRead; }
   Change change() const { return access_.change; }
 
   bool ReturnsRows() const { return ColumnCount() > 0; }
@@ -88,11 +89,13 @@ class Store {
     void operator()(sqlite3* database) const { sqlite3_close(database); }
   };
 
-  void Execute(std::string_view sql);
+  void Execute(const char* sql);
 
   std::function<bool()> interrupted_;
   std::unique_ptr<sqlite3, Close> database_;
-  int transaction_depth_ = 0;
+  int transactionDepth_ = 0;
 };
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_STORE_H

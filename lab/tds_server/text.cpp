@@ -1,4 +1,4 @@
-#include "text.h"
+#include "lab/tds_server/text.h"
 
 #include <algorithm>
 

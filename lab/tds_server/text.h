@@ -1,9 +1,10 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_TEXT_H
+#define BW_LAB_TDS_SERVER_TEXT_H
 
 #include <string>
 #include <string_view>
 
-#include "bytes.h"
+#include "lab/tds_server/bytes.h"
 
 namespace tds {
 
@@ -21,3 +22,5 @@ std::size_t Utf8SequenceLength(std::string_view text);
 bool EqualsIgnoringCase(std::string_view left, std::string_view right);
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_TEXT_H

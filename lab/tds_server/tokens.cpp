@@ -1,10 +1,10 @@
-#include "tokens.h"
+#include "lab/tds_server/tokens.h"
 
 #include <algorithm>
 #include <bit>
 
-#include "server_identity.h"
-#include "text.h"
+#include "lab/tds_server/server_identity.h"
+#include "lab/tds_server/text.h"
 
 namespace tds {
 
@@ -35,20 +35,20 @@ constexpr std::uint16_t kNullText = 0xFFFF;
 /// The acknowledgement's version field, its bytes in their order on the wire.
 std::uint32_t AcknowledgedVersion(ProtocolVersion version) {
   switch (version) {
-    case ProtocolVersion::k71:
+    case ProtocolVersion::V71:
       return 0x71000001;
-    case ProtocolVersion::k72:
+    case ProtocolVersion::V72:
       return 0x72090002;
-    case ProtocolVersion::k73:
+    case ProtocolVersion::V73:
       return 0x730B0003;
-    case ProtocolVersion::k74:
+    case ProtocolVersion::V74:
       break;
   }
   return 0x74000004;
 }
 
 bool IsText(ColumnType type) {
-  return type.wire == WireType::kBigVarChar || type.wire == WireType::kBigChar;
+  return type.wire == WireType::BigVarChar || type.wire == WireType::BigChar;
 }
 
 std::u16string Decimal(std::size_t number) {
@@ -63,16 +63,16 @@ Length CutLength(std::u16string_view text, std::size_t most) {
 
 }  // namespace
 
-TokenWriter::TokenWriter(PacketWriter& packets, ProtocolVersion version, const CodePage& code_page)
-    : packets_(packets), version_(version), collation_(code_page.collation) {}
+TokenWriter::TokenWriter(PacketWriter& packets, ProtocolVersion version, const CodePage& codePage)
+    : packets_(packets), version_(version), collation_(codePage.collation) {}
 
 void TokenWriter::LoginAck(std::string_view product) {
   BeginToken(kLoginAck);
   token_.U8(kSqlInterface);
   token_.U32BigEndian(AcknowledgedVersion(version_));
   ShortText(Utf8ToUtf16(product));
-  token_.U8(kServerVersion.major_number);
-  token_.U8(kServerVersion.minor_number);
+  token_.U8(kServerVersion.majorNumber);
+  token_.U8(kServerVersion.minorNumber);
   token_.U16BigEndian(kServerVersion.build);
   EndToken();
 }
@@ -161,7 +161,7 @@ void TokenWriter::Float(double value) {
 }
 
 void TokenWriter::Text(ColumnType type, std::string_view text) {
-  const std::size_t padding = type.wire == WireType::kBigChar ? type.size - text.size() : 0;
+  const std::size_t padding = type.wire == WireType::BigChar ? type.size - text.size() : 0;
   token_.U16(static_cast<std::uint16_t>(text.size() + padding));
   token_.Append({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
   token_.Fill(padding, ' ');
@@ -199,9 +199,9 @@ void TokenWriter::End(DoneKind kind, const Done& done) {
   token_.U16(done.status);
   token_.U16(done.command);
   if (BeforeVersion72()) {
-    token_.U32(static_cast<std::uint32_t>(done.row_count));
+    token_.U32(static_cast<std::uint32_t>(done.rowCount));
   } else {
-    token_.U64(done.row_count);
+    token_.U64(done.rowCount);
   }
   SendToken();
 }
@@ -239,6 +239,9 @@ void TokenWriter::EnvironmentChange(std::uint8_t kind, std::u16string_view to, s
 }
 
 void TokenWriter::TransactionChange(std::uint8_t kind, std::uint64_t to, std::uint64_t from) {
+  if (BeforeVersion72()) {
+    return;
+  }
   BeginToken(kEnvChange);
   token_.U8(kind);
   for (const std::uint64_t transaction : {to, from}) {

@@ -1,14 +1,15 @@
-#pragma once
+#ifndef BW_LAB_TDS_SERVER_TOKENS_H
+#define BW_LAB_TDS_SERVER_TOKENS_H
 
 #include <span>
 #include <string_view>
 
-#include "bytes.h"
-#include "code_page.h"
-#include "column_type.h"
-#include "packet.h"
-#include "protocol_version.h"
-#include "sql_error.h"
+#include "lab/tds_server/bytes.h"
+#include "lab/tds_server/code_page.h"
+#include "lab/tds_server/column_type.h"
+#include "lab/tds_server/packet.h"
+#include "lab/tds_server/protocol_version.h"
+#include "lab/tds_server/sql_error.h"
 
 namespace tds {
 
@@ -16,22 +17,22 @@ namespace tds {
 struct Done {
   static constexpr std::uint16_t kMore = 0x01;       ///< another result follows
   static constexpr std::uint16_t kError = 0x02;      ///< the statement failed
-  static constexpr std::uint16_t kCount = 0x10;      ///< `row_count` holds
+  static constexpr std::uint16_t kCount = 0x10;      ///< `rowCount` holds
   static constexpr std::uint16_t kAttention = 0x20;  ///< answers an attention
 
   std::uint16_t status = 0;
   std::uint16_t command = 0;
-  std::uint64_t row_count = 0;
+  std::uint64_t rowCount = 0;
 };
 
 /// What a Done token ends.
-enum class DoneKind : std::uint8_t { kStatement = 0xFD, kProcedure = 0xFE, kStatementInProcedure = 0xFF };
+enum class DoneKind : std::uint8_t { Statement = 0xFD, Procedure = 0xFE, StatementInProcedure = 0xFF };
 
 /// Writes the tokens of responses in the layout of one protocol version.
 class TokenWriter {
  public:
   /// `packets` must outlive the writer.
-  TokenWriter(PacketWriter& packets, ProtocolVersion version, const CodePage& code_page);
+  TokenWriter(PacketWriter& packets, ProtocolVersion version, const CodePage& codePage);
 
   void LoginAck(std::string_view product);
 
@@ -39,6 +40,7 @@ class TokenWriter {
   void LanguageChanged(std::string_view to);
   void PacketSizeChanged(std::size_t to, std::size_t from);
   void CollationChanged();
+  /// Version 7.1 does not tell of transactions: nothing is written there.
   void TransactionBegun(std::uint64_t transaction);
   void TransactionCommitted(std::uint64_t transaction);
   void TransactionRolledBack(std::uint64_t transaction);
@@ -64,7 +66,7 @@ class TokenWriter {
   void End(DoneKind kind, const Done& done);
 
  private:
-  bool BeforeVersion72() const { return version_ == ProtocolVersion::k71; }
+  bool BeforeVersion72() const { return version_ == ProtocolVersion::V71; }
   void UserType();
   void Message(std::uint8_t token, int number, std::uint8_t state, std::uint8_t severity, std::string_view message);
   void EnvironmentChange(std::uint8_t kind, std::u16string_view to, std::u16string_view from);
@@ -84,3 +86,5 @@ class TokenWriter {
 };
 
 }  // namespace tds
+
+#endif  // BW_LAB_TDS_SERVER_TOKENS_H
