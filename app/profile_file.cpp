@@ -69,7 +69,8 @@ std::string ReadProfileString(const std::string& path, const std::string& sectio
     }
     const std::size_t equals = line.find('=');
     if (inSection && equals != std::string_view::npos && EqualNames(Trim(line.substr(0, equals)), key)) {
-      return std::string(Unquote(Trim(line.substr(equals + 1))).substr(0, maxLength));
+      const std::string_view value = Unquote(Trim(line.substr(equals + 1)));
+      return std::string(value.substr(0, std::min(value.find('\0'), maxLength)));
     }
   }
   return {};

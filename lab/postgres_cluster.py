@@ -77,13 +77,17 @@ class PostgresCluster:
             scratch.wait_until(lambda process=process: not pathlib.Path(f"/proc/{process}").exists(), "the end")
 
     def connect(self, database="postgres", user=_SUPERUSER, password=None):
-        """A psycopg2 connection in autocommit mode, as the superuser unless told otherwise."""
+        """A psycopg2 connection in autocommit mode, as the superuser unless told otherwise.
+
+        Its statements fail when they wait for a lock for long: nothing could interrupt them.
+        """
         connection = psycopg2.connect(
             host="127.0.0.1",
             port=self.port,
             dbname=database,
             user=user,
             password=password or self._superuser_password,
+            options="-c lock_timeout=60s",
         )
         connection.autocommit = True
         return connection

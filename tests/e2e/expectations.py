@@ -44,29 +44,44 @@ def assert_text(actual: str, expected: str) -> None:
     assert re.fullmatch(pattern, actual), f"expected:\n{expected!r}\nactual:\n{actual!r}"
 
 
-def console(system_data=0) -> str:
-    """The console of a complete run whose source has rows in SystemData only."""
+def masked(text: str) -> str:
+    """`text` with "<time>" and "<ms>" in place of its time stamps and numbers of milliseconds."""
+    text = re.sub(rf"^{_PATTERNS['<time>']}(?= :: )", "<time>", text, flags=re.MULTILINE)
+    return re.sub(rf"(?<= time is ){_PATTERNS['<ms>']}(?= milliseconds$)", "<ms>", text, flags=re.MULTILINE)
+
+
+def complete_console(rows: dict) -> str:
+    """The console of a complete run; `rows` maps tables to numbers of rows, the other tables have none."""
     text = PROMPTS
     for table in MIGRATED_TABLES:
-        rows = system_data if table == "SystemData" else 0
-        text += (
-            f"Start migrate {table} table\n"
-            f"Complete migrate {table} table. Total rows read = {rows} Total migrated rows = {rows}."
-            " Migration time is <ms> milliseconds\n"
-        )
+        text += f"Start migrate {table} table\n{_summary(table, rows.get(table, 0))}"
     return text
+
+
+def complete_log(descriptions: dict) -> str:
+    """The log of a complete run; `descriptions` maps tables to the descriptions of their rows."""
+    text = ""
+    for table in MIGRATED_TABLES:
+        of_table = descriptions.get(table, ())
+        text += f"<time> :: Start migrate {table} table\n"
+        for number, description in enumerate(of_table, start=1):
+            text += f"<time> :: insert row({number}): {description}\n"
+        text += f"<time> :: {_summary(table, len(of_table))}"
+    return text
+
+
+def console(system_data=0) -> str:
+    """The console of a complete run whose source has rows in SystemData only."""
+    return complete_console({"SystemData": system_data})
 
 
 def log(system_data=()) -> str:
     """The log of a complete run whose source has rows in SystemData only, given as the descriptions of its rows."""
-    text = ""
-    for table in MIGRATED_TABLES:
-        descriptions = system_data if table == "SystemData" else ()
-        text += f"<time> :: Start migrate {table} table\n"
-        for number, description in enumerate(descriptions, start=1):
-            text += f"<time> :: insert row({number}): {description}\n"
-        text += (
-            f"<time> :: Complete migrate {table} table. Total rows read = {len(descriptions)}"
-            f" Total migrated rows = {len(descriptions)}. Migration time is <ms> milliseconds\n"
-        )
-    return text
+    return complete_log({"SystemData": system_data})
+
+
+def _summary(table: str, rows: int) -> str:
+    return (
+        f"Complete migrate {table} table. Total rows read = {rows} Total migrated rows = {rows}."
+        " Migration time is <ms> milliseconds\n"
+    )

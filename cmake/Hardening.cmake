@@ -1,0 +1,25 @@
+# What makes a defect of memory hard to exploit, for every target that is defined below this file. The test
+# tests/hardening looks for each of it in the built program.
+include(CheckCXXCompilerFlag)
+include(CheckPIESupported)
+
+check_pie_supported(LANGUAGES CXX)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+add_library(bw_hardening INTERFACE)
+target_compile_options(bw_hardening INTERFACE -fstack-protector-strong)
+foreach(option IN ITEMS stack-clash-protection cf-protection=full)
+  string(MAKE_C_IDENTIFIER "BW_HAS_${option}" supported)
+  check_cxx_compiler_flag("-f${option}" "${supported}")
+  if(${supported})
+    target_compile_options(bw_hardening INTERFACE "-f${option}")
+  endif()
+endforeach()
+target_link_options(bw_hardening INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+
+# The checks of the C library work on optimised code only, and AddressSanitizer does them better.
+if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize=")
+  target_compile_definitions(bw_hardening INTERFACE $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:_FORTIFY_SOURCE=2>)
+endif()
+
+link_libraries(bw_hardening)
