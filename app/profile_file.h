@@ -12,7 +12,8 @@ namespace app {
 /// key in it count. Blanks around names and values are dropped, then one pair of enclosing single or double quotes
 /// around the value. Blank lines and lines that begin with ";" are skipped, line ends may be LF or CRLF.
 ///
-/// Returns the value up to its first zero byte, cut to maxLength bytes; an empty text when the file, the section or the key is not there.
+/// Returns the value up to its first zero byte, cut to maxLength bytes; an empty text when the file, the section or the
+/// key is not there.
 std::string ReadProfileString(const std::string& path, const std::string& section, const std::string& key,
                               std::size_t maxLength);
 
