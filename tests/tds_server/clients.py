@@ -58,6 +58,7 @@ SQL_C_DOUBLE = SQL_DOUBLE
 _SQL_HANDLE_DBC = 2
 _SQL_HANDLE_STMT = 3
 _SQL_CLOSE = 0
+_SQL_PARAM_INPUT = 1
 _SQL_DBMS_NAME = 17
 _SQL_AUTOCOMMIT = 102
 _SQL_COMMIT = 0
@@ -124,11 +125,20 @@ class Connection:
         self._check(_odbc.SQLTransact(self._environment, self._handle, _SQL_ROLLBACK))
 
     def execute(self, sql: str) -> "Statement":
-        handle = ctypes.c_void_p()
-        self._check(_odbc.SQLAllocStmt(self._handle, ctypes.byref(handle)))
-        statement = Statement(handle)
+        statement = self._allocate()
         statement.execute(sql)
         return statement
+
+    def execute_with_parameter(self, sql: str, value: int) -> "Statement":
+        statement = self._allocate()
+        statement.bind_parameter(1, value)
+        statement.execute(sql)
+        return statement
+
+    def _allocate(self) -> "Statement":
+        handle = ctypes.c_void_p()
+        self._check(_odbc.SQLAllocStmt(self._handle, ctypes.byref(handle)))
+        return Statement(handle)
 
     def _check(self, result: int) -> None:
         if ctypes.c_int16(result).value not in (0, 1):
@@ -154,6 +164,23 @@ class Statement:
         """Binds a ctypes object without an indicator."""
         size = ctypes.c_ssize_t(ctypes.sizeof(buffer))
         self._check(_odbc.SQLBindCol(self._handle, column, c_type, ctypes.byref(buffer), size, None))
+
+    def bind_parameter(self, number: int, value: int) -> None:
+        self._parameter = ctypes.c_int32(value)
+        self._check(
+            _odbc.SQLBindParameter(
+                self._handle,
+                number,
+                _SQL_PARAM_INPUT,
+                SQL_C_LONG,
+                SQL_INTEGER,
+                ctypes.c_size_t(0),
+                0,
+                ctypes.byref(self._parameter),
+                ctypes.c_ssize_t(0),
+                None,
+            )
+        )
 
     def get_int(self, column: int):
         return self._get(column, SQL_C_LONG, ctypes.c_int32())

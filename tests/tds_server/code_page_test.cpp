@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <string>
 
 namespace tds {
 namespace {
@@ -43,7 +44,7 @@ TEST(TextEncoder, CutsToSizeInBytesOfTheCodePage) {
 TEST(TextEncoder, StaysWithinSizeWhenBytesThatAreNoUtf8Follow) {
   TextEncoder western(FindCodePage(1252));
   EXPECT_EQ(western.Encode("\xC3\xBC\xFF", 1), "\xFC");
-  EXPECT_EQ(western.Encode("+\x0B~\xFF~\xFF\xFF", 5), "+\x0B~?~");
+  EXPECT_EQ(western.Encode("\xC3\xBC" + std::string(100'000, '\xFF'), 1), "\xFC");
 }
 
 TEST(TextEncoder, DoesNotCutWithinACharacter) {

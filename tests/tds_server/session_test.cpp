@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -34,6 +35,9 @@ class SessionTest : public testing::Test {
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets_.data()) != 0) {
       throw std::system_error(errno, std::generic_category());
     }
+    // A server that does not answer is to fail the test, not to hold it up.
+    const timeval patience{.tv_sec = 60, .tv_usec = 0};
+    setsockopt(sockets_[1], SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     options_.database = directory_ / "store.sqlite";
     std::istringstream lines("sa\tpw\n");
     logins_ = Logins::Read(lines);
@@ -213,6 +217,91 @@ TEST_F(SessionTest, ValueThatDoesNotFitItsColumnEndsTheResult) {
   EXPECT_TRUE(Contains(answer, Hex("F5 00 00 00 01 10")));
   EXPECT_TRUE(EndsWith(answer, Hex("FD 02 00 00 00 00 00 00 00")));
   EXPECT_FALSE(Contains(answer, Hex("D1 04 03 00 00 00")));
+}
+
+TEST_F(SessionTest, IntegerThatIsTooLargeForItsColumnFails) {
+  LogIn();
+  AnswerTo("CREATE TABLE t (a int); INSERT INTO t VALUES (2147483648)");
+  EXPECT_TRUE(Contains(AnswerTo("SELECT a FROM t"), Hex("B3 1F 00 00 02 10")));
+}
+
+TEST_F(SessionTest, TextInFloatColumnFails) {
+  LogIn();
+  AnswerTo("CREATE TABLE t (a float); INSERT INTO t VALUES (char(120))");
+  EXPECT_TRUE(Contains(AnswerTo("SELECT a FROM t"), Hex("B2 1F 00 00 05 10")));
+}
+
+class PreparedStatementTest : public SessionTest {
+ protected:
+  void SetUp() override {
+    SessionTest::SetUp();
+    LogIn();
+  }
+
+  /// The answer to a call of the procedure with that number; `parameters` are its bytes.
+  Bytes AnswerToCall(std::uint8_t procedure, const Bytes& parameters) const {
+    Send(Packet(3, Bytes{0xFF, 0xFF, procedure, 0, 0, 0} + parameters));
+    return ReceiveResponse();
+  }
+
+  static constexpr std::uint8_t kExecuteSql = 10;
+  static constexpr std::uint8_t kPrepare = 11;
+  static constexpr std::uint8_t kExecute = 12;
+  static constexpr std::uint8_t kPrepExec = 13;
+  static constexpr std::uint8_t kUnprepare = 15;
+
+  const Bytes nullHandle_ = Hex("00 01 26 04 00");
+  const Bytes handleOne_ = Hex("00 00 26 04 04 01 00 00 00");
+  const Bytes noParameters_ = Hex("00 00 63 00 00 00 00 09 04 D0 00 34 FF FF FF FF");
+  const Bytes select_ = Hex("00 00 63 1A 00 00 00 09 04 D0 00 34 1A 00 00 00 'SELECT 7 AS n'");
+  const Bytes result_ =
+      Hex("81 01 00  00 00 09 00 26 04 01 'n'"
+          "D1 04 07 00 00 00"
+          "FF 11 00 C1 00 01 00 00 00");
+  const Bytes success_ = Hex("79 00 00 00 00");
+  const Bytes returnedOne_ = Hex("AC 00 00 00 01 00 00 01 00 26 04 04 01 00 00 00");
+  const Bytes end_ = Hex("FE 00 00 00 00 00 00 00 00");
+};
+
+TEST_F(PreparedStatementTest, IsExecutedByItsHandle) {
+  EXPECT_EQ(AnswerToCall(kPrepare, nullHandle_ + noParameters_ + select_), success_ + returnedOne_ + end_);
+  EXPECT_EQ(AnswerToCall(kExecute, handleOne_), result_ + success_ + end_);
+  EXPECT_EQ(AnswerToCall(kExecute, handleOne_), result_ + success_ + end_);
+}
+
+TEST_F(PreparedStatementTest, IsPreparedAndExecutedInOneCall) {
+  EXPECT_EQ(AnswerToCall(kPrepExec, nullHandle_ + noParameters_ + select_), result_ + success_ + returnedOne_ + end_);
+}
+
+TEST_F(PreparedStatementTest, IsExecutedWithoutHandle) {
+  EXPECT_EQ(AnswerToCall(kExecuteSql, select_), result_ + success_ + end_);
+}
+
+TEST_F(PreparedStatementTest, IsUnknownAfterUnprepare) {
+  AnswerToCall(kPrepare, nullHandle_ + noParameters_ + select_);
+  EXPECT_EQ(AnswerToCall(kUnprepare, handleOne_), success_ + end_);
+  EXPECT_TRUE(Contains(AnswerToCall(kExecute, handleOne_), Hex("F3 1F 00 00 02 10")));
+  EXPECT_TRUE(Contains(AnswerToCall(kUnprepare, handleOne_), Hex("F3 1F 00 00 02 10")));
+  ExpectUsable();
+}
+
+TEST_F(PreparedStatementTest, MustNotHaveParameters) {
+  const Bytes definition = Hex("00 00 63 0E 00 00 00 09 04 D0 00 34 0E 00 00 00 '@P1 int'");
+  for (const std::uint8_t procedure : {kPrepare, kPrepExec}) {
+    const Bytes answer = AnswerToCall(procedure, nullHandle_ + definition + select_);
+    EXPECT_TRUE(Contains(answer, Hex("50 C3 00 00 01 10")));
+    EXPECT_TRUE(EndsWith(answer, Hex("FE 02 00 00 00 00 00 00 00")));
+  }
+  EXPECT_TRUE(Contains(AnswerToCall(kExecuteSql, select_ + definition), Hex("50 C3 00 00 01 10")));
+  ExpectUsable();
+}
+
+TEST_F(PreparedStatementTest, FailsWithItsStatement) {
+  const Bytes wrong = Hex("00 00 63 0A 00 00 00 09 04 D0 00 34 0A 00 00 00 'WRONG'");
+  const Bytes answer = AnswerToCall(kPrepExec, nullHandle_ + noParameters_ + wrong);
+  EXPECT_TRUE(Contains(answer, Hex("66 00 00 00 01 0F")));
+  EXPECT_TRUE(EndsWith(
+      answer, Hex("FF 03 00 00 00 00 00 00 00  79 01 00 00 00") + returnedOne_ + Hex("FE 02 00 00 00 00 00 00 00")));
 }
 
 TEST_F(SessionTest, UnknownProcedureFailsAndConnectionStaysUsable) {

@@ -192,6 +192,13 @@ class TestOdbc:
         connection.rollback()
         assert clients.tsql(server, "SELECT [A] FROM T").rows == ["1"]
 
+    def test_refuses_statements_with_parameters_and_stays_usable(self, server, connect):
+        server.fill("CREATE TABLE T ([A] int)")
+        connection = connect(server)
+        with pytest.raises(clients.OdbcError):
+            connection.execute_with_parameter("INSERT INTO dbo.[T] VALUES (?)", 1)
+        assert fetch_numbers(connection.execute("SELECT 7"), 1) == [7]
+
     def test_isql_prepares_and_executes(self, server):
         server.fill("CREATE TABLE SystemData (KeyName varchar(20), KeyValue varchar(50))")
         server.fill("INSERT INTO SystemData VALUES ('dbver', '29')")
