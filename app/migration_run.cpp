@@ -79,7 +79,7 @@ void Migrate() {
   }
 
   SwitchOffConsoleEcho();
-  std::setvbuf(stdin, nullptr, _IONBF, 0);  // See AskPassword.
+  static_cast<void>(std::setvbuf(stdin, nullptr, _IONBF, 0));  // See AskPassword.
   std::string sourcePassword = AskPassword("Enter the password for source database: ");
   std::string destinationPassword = AskPassword("\nEnter the password for destination database: ");
   std::cout << std::endl;

@@ -2,6 +2,7 @@
 #include <cctype>
 #include <cstddef>
 #include <iostream>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -75,13 +76,15 @@ std::vector<std::string> CallsOfTheRun() {
   return calls;
 }
 
-/// Both begin alike, call by call; a text for the first that does not, empty when all do.
+/// Where the calls do not begin as they should, one behind the other; empty when all do.
 std::string FirstDifference(const std::vector<std::string>& calls, const std::vector<std::string>& beginnings) {
   for (std::size_t i = 0; i < std::max(calls.size(), beginnings.size()); ++i) {
-    const std::string call = i < calls.size() ? calls[i] : "no call";
-    const std::string beginning = i < beginnings.size() ? beginnings[i] : "no call";
+    const std::string_view call = i < calls.size() ? calls[i] : std::string_view("no call");
+    const std::string_view beginning = i < beginnings.size() ? beginnings[i] : std::string_view("no call");
     if (!call.starts_with(beginning)) {
-      return "call " + std::to_string(i + 1) + " is " + call + " instead of " + beginning;
+      std::ostringstream difference;
+      difference << "call " << i + 1 << " is " << call << " instead of " << beginning;
+      return difference.str();
     }
   }
   return "";

@@ -135,7 +135,7 @@ std::ostream& operator<<(std::ostream& stream, const StubRow& row) {
 }
 
 struct StubSource {
-  void Open() { events->push_back("source opens"); }
+  void Open() const { events->push_back("source opens"); }
   std::optional<StubRow> Next() {
     if (next == 4) {
       return std::nullopt;
@@ -143,16 +143,16 @@ struct StubSource {
     return StubRow{next++};
   }
   std::string tableName() const { return "Stub"; }
-  void ReleaseStatement() { events->push_back("source releases"); }
+  void ReleaseStatement() const { events->push_back("source releases"); }
 
   std::vector<std::string>* events;
   int next = 1;
 };
 
 struct StubDestination {
-  void Open() { events->push_back("destination opens"); }
+  void Open() const { events->push_back("destination opens"); }
   bool Write(const StubRow& row) { return row.number != 2; }
-  void ReleaseStatement() { events->push_back("destination releases"); }
+  void ReleaseStatement() const { events->push_back("destination releases"); }
 
   std::vector<std::string>* events;
 };

@@ -118,8 +118,8 @@ TEST_F(MigrationRun, ShowsTwoLinesForEachTable) {
   Run();
   std::string lines;
   for (const std::string& table : kTables) {
-    lines += "Start migrate " + table + " table\nComplete migrate " + table +
-             " table\\. Total rows read = 0 Total migrated rows = 0\\. Migration time is [0-9]+ milliseconds\n";
+    lines.append("Start migrate ").append(table).append(" table\nComplete migrate ").append(table);
+    lines += " table\\. Total rows read = 0 Total migrated rows = 0\\. Migration time is [0-9]+ milliseconds\n";
   }
   EXPECT_THAT(console, MatchesRegex(kPrompts + lines));
 }

@@ -134,11 +134,11 @@ def test_file_that_an_ordinary_user_may_not_read_ends_at_connecting(new_workspac
 
 
 @pytest.mark.parametrize(
-    ("name", "error"), [("x" * 32, NO_DATA_SOURCE), ("x" * 33, NAME_TOO_LONG), ("x" * 5000, NAME_TOO_LONG)]
+    ("length", "error"), [(1, NO_DATA_SOURCE), (32, NO_DATA_SOURCE), (33, NAME_TOO_LONG), (5000, NAME_TOO_LONG)]
 )
-def test_unknown_data_source(new_workspace, name, error):
+def test_unknown_data_source(new_workspace, length, error):
     workspace = new_workspace()
-    workspace.write_configuration(source=(name, lab.SOURCE_LOGIN, "dbo"))
+    workspace.write_configuration(source=("x" * length, lab.SOURCE_LOGIN, "dbo"))
 
     run = workspace.run()
 

@@ -88,7 +88,11 @@ def test_password_reaches_both_servers_as_typed(new_workspace, password, run):
     assert ended.exit_code == 0
 
 
-@pytest.mark.parametrize("typed", [_long(128)[:-1], _long(128)[:-1] + "?", " " + _long(128), _long(128).upper()])
+@pytest.mark.parametrize(
+    "typed",
+    [_long(128)[:-1], _long(128)[:-1] + "?", " " + _long(128), _long(128).upper()],
+    ids=["shorter", "other last letter", "blank in front", "other case"],
+)
 def test_source_refuses_a_password_that_is_nearly_the_same(new_workspace, typed):
     workspace = new_workspace()
     workspace.restart_source(_long(128))

@@ -256,12 +256,10 @@ std::string Join(const Arguments&... arguments) {
 }
 
 const std::vector<ResultRow>* ResultOf(const std::string& query) {
-  for (auto result = state.results.rbegin(); result != state.results.rend(); ++result) {
-    if (query.find(result->first) != std::string::npos) {
-      return &result->second;
-    }
-  }
-  return nullptr;
+  const auto found = std::find_if(state.results.rbegin(), state.results.rend(), [&query](const auto& result) {
+    return query.find(result.first) != std::string::npos;
+  });
+  return found != state.results.rend() ? &found->second : nullptr;
 }
 
 std::string TextOf(const Value& value) {
@@ -284,7 +282,7 @@ std::optional<Number> NumberOf(const Value& value) {
   if (const auto* number = std::get_if<double>(&value)) {
     return static_cast<Number>(*number);
   }
-  const std::string& text = std::get<std::string>(value);
+  const auto& text = std::get<std::string>(value);
   Number number{};
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (error != std::errc() || end != text.data() + text.size()) {
@@ -317,7 +315,7 @@ Conversion Store(const Value& value, const Binding& target) {
     }
     return {};
   }
-  const Conversion notANumber{SQL_ERROR, {{"22005", 0, "Error in assignment"}}};
+  Conversion notANumber{SQL_ERROR, {{"22005", 0, "Error in assignment"}}};
   if (target.cType == SQL_C_LONG) {
     const std::optional<std::int32_t> number = NumberOf<std::int32_t>(value);
     if (!number) {
