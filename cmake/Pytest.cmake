@@ -9,9 +9,14 @@ function(bw_add_pytest name file)
     set(arg_TIMEOUT 300)
   endif()
   cmake_path(ABSOLUTE_PATH file NORMALIZE)
+  set(environment
+    "BW_BUILD_DIR=${PROJECT_BINARY_DIR}"
+    "PYTHONPATH=${PROJECT_SOURCE_DIR}/lab"
+    PYTHONDONTWRITEBYTECODE=1
+    "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0")
   add_test(NAME "${name}" COMMAND /usr/bin/python3 -m pytest -q -p no:cacheprovider "${file}")
   set_tests_properties("${name}" PROPERTIES
     LABELS "${arg_LABELS}"
     TIMEOUT "${arg_TIMEOUT}"
-    ENVIRONMENT "BW_BUILD_DIR=${PROJECT_BINARY_DIR};PYTHONPATH=${PROJECT_SOURCE_DIR}/lab;PYTHONDONTWRITEBYTECODE=1")
+    ENVIRONMENT "${environment}")
 endfunction()
