@@ -8,9 +8,9 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iostream>
 #include <string_view>
 
 namespace {
@@ -33,9 +33,7 @@ void ReadLine(Secret& secret) {
 }
 
 void Connect(std::string_view dataSourceName, std::string_view login, Secret& password) {
-  const auto text = [](std::string_view view) {
-    return reinterpret_cast<SQLCHAR*>(const_cast<char*>(view.data()));
-  };
+  const auto text = [](std::string_view view) { return reinterpret_cast<SQLCHAR*>(const_cast<char*>(view.data())); };
   SQLHENV environment = SQL_NULL_HENV;
   SQLHDBC connection = SQL_NULL_HDBC;
   SQLAllocEnv(&environment);
@@ -46,7 +44,7 @@ void Connect(std::string_view dataSourceName, std::string_view login, Secret& pa
                  static_cast<SQLSMALLINT>(password.length));
   explicit_bzero(password.text.data(), password.text.size());
   if (result != SQL_SUCCESS && result != SQL_SUCCESS_WITH_INFO) {
-    std::puts("not connected");
+    std::cout << "not connected" << std::endl;
     std::exit(EXIT_FAILURE);
   }
 }
@@ -58,8 +56,7 @@ int main(int /*argc*/, char** arguments) {
   ReadLine(destinationPassword);
   Connect(arguments[1], arguments[2], sourcePassword);
   Connect(arguments[3], arguments[4], destinationPassword);
-  std::puts("connected");
-  std::fflush(stdout);
+  std::cout << "connected" << std::endl;
   pause();
   return EXIT_SUCCESS;
 }

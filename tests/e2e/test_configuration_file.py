@@ -59,9 +59,11 @@ db_connection_login = ignored
 db_schema="public"
 """,
     "repeated names": (
-        "db_connection_name=before any section\n" + PLAIN.replace("[DBD", "db_schema=again\n[DBD") + PLAIN.replace("=", "=x")
+        "db_connection_name=before any section\n"
+        + PLAIN.replace("[DBDestination]", "db_schema=again\n[DBDestination]")
+        + PLAIN.replace("=", "=again")
     ).encode(),
-    "other sections and keys": ("[Other]\ndb_connection_name=other\n" + PLAIN + "db_password=ignored\n[]\n=\n").encode(),
+    "other names": f"[Other]\ndb_connection_name=other\n{PLAIN}db_password=ignored\n[]\n=\n".encode(),
     "a line of 10 MiB in front": b"x" * (10 << 20) + b"\n" + PLAIN.encode(),
 }
 

@@ -291,7 +291,8 @@ def test_memory_holds_no_more_copies_of_the_passwords_than_the_drivers_keep(new_
 
 def _wait_for_rows(workspace) -> None:
     """Waits until the run is in the middle of its first table."""
-    scratch.wait_until(lambda: workspace.query_destination('SELECT count(*) >= 10 FROM "SystemData"') == [(True,)], "rows")
+    query = 'SELECT count(*) >= 10 FROM "SystemData"'
+    scratch.wait_until(lambda: workspace.query_destination(query) == [(True,)], "the run's first rows")
 
 
 def _copies_of_the_drivers(workspace, login, passwords) -> dict:

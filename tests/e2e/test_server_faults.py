@@ -1,7 +1,7 @@
 """Servers, disks and operators that end or hold up a run in the middle of a table.
 
-The source has 600 rows in SystemData and nothing else. Wherever the moment of a fault matters, the destination holds the
-run up at one row: a trigger there waits for a lock that the test has.
+The source has 600 rows in SystemData and nothing else. Wherever the moment of a fault matters, the destination holds
+the run up at one row: a trigger there waits for a lock that the test has.
 """
 
 import contextlib
@@ -301,7 +301,8 @@ def test_restart_of_the_server_between_two_writes(own_workspace):
         own_workspace,
         run,
         len(_destination(own_workspace)),
-        f"State = 08S01 Code = 35 Message = FATAL:  terminating connection due to administrator command\n{CONNECTION_LOST}",
+        "State = 08S01 Code = 35 Message = FATAL:  terminating connection due to administrator command\n"
+        + CONNECTION_LOST,
     )
     _assert_second_run_succeeds(own_workspace)
 
@@ -518,6 +519,7 @@ def test_console_on_a_full_device_costs_the_console_only(new_workspace):
     assert run.exit_code == 0
     assert _log(workspace) == expectations.log([f"[KeyName] = {name}, [KeyValue] = {value};" for name, value in ROWS])
     assert _destination(workspace) == ROWS
+    _assert_second_run_succeeds(workspace)
 
 
 def test_console_that_nobody_reads_any_more_ends_the_program_at_its_end(new_workspace):
@@ -535,6 +537,7 @@ def test_console_that_nobody_reads_any_more_ends_the_program_at_its_end(new_work
     assert _log(workspace) == expectations.log([f"[KeyName] = {name}, [KeyValue] = {value};" for name, value in ROWS])
     assert _destination(workspace) == ROWS
     _assert_nothing_left_behind(workspace)
+    _assert_second_run_succeeds(workspace)
 
 
 @needs_mount
@@ -584,7 +587,8 @@ def test_postgresql_cannot_write_its_own_log(own_workspace):
         own_workspace,
         run,
         HELD_UP_AT - 1,
-        "State = 08S01 Code = 35 Message = PANIC:  could not write to log file <place>: File too large\n" + CONNECTION_LOST,
+        "State = 08S01 Code = 35 Message = PANIC:  could not write to log file <place>: File too large\n"
+        + CONNECTION_LOST,
     )
     _assert_second_run_succeeds(own_workspace)
 
