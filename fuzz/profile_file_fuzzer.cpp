@@ -7,7 +7,7 @@
 
 #include "app/profile_file.h"
 #include "fuzz/require.h"
-#include "support/profile_file_restatement.h"
+#include "tests/support/profile_file_restatement.h"
 
 namespace {
 

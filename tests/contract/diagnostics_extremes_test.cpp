@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <limits>
 #include <string>
 #include <vector>
@@ -25,7 +26,10 @@ TEST_F(ExtremeDiagnostics, AHundredRecordsAreAllShown) {
   for (int record = 1; record <= 100; ++record) {
     const std::string number = std::to_string(record);
     records.push_back({"01000", record, "message " + number});
-    text += "State = 01000 Code = " + number + " Message = message " + number;
+    text += "State = 01000 Code = ";
+    text += number;
+    text += " Message = message ";
+    text += number;
   }
   EXPECT_THAT(LogAfter(records), EndsWith(text));
 }
@@ -35,9 +39,12 @@ TEST_F(ExtremeDiagnostics, AHundredLongMessagesAreEachCutTo511Bytes) {
   std::string text = ":: SQL Error: ";
   for (int record = 1; record <= 100; ++record) {
     const auto letter = static_cast<char>('a' + record % 26);
-    records.push_back({"HY000", record, std::string(static_cast<std::size_t>(500 + record), letter)});
-    text += "State = HY000 Code = " + std::to_string(record) +
-            " Message = " + std::string(static_cast<std::size_t>(record < 11 ? 500 + record : 511), letter);
+    const auto length = 500 + static_cast<std::size_t>(record);
+    records.push_back({"HY000", record, std::string(length, letter)});
+    text += "State = HY000 Code = ";
+    text += std::to_string(record);
+    text += " Message = ";
+    text.append(std::min<std::size_t>(length, 511), letter);
   }
   EXPECT_THAT(LogAfter(records), EndsWith(text));
 }

@@ -34,8 +34,7 @@ class ProfileFileRestatement {
       }
       for (const Entry& entry : candidate.entries) {
         if (LowerCase(entry.key) == LowerCase(key)) {
-          const std::string value = WithoutQuotes(entry.value);
-          return std::string(value.c_str()).substr(0, maxLength);  // A zero byte ends it.
+          return UpToAZeroByte(WithoutQuotes(entry.value)).substr(0, maxLength);
         }
       }
       return "";  // The later sections of the name do not count.
@@ -102,6 +101,14 @@ class ProfileFileRestatement {
       }
     }
     return text;
+  }
+
+  static std::string UpToAZeroByte(const std::string& text) {
+    std::string result;
+    for (std::size_t i = 0; i < text.size() && text[i] != '\0'; ++i) {
+      result += text[i];
+    }
+    return result;
   }
 
   std::vector<Section> sections_;
