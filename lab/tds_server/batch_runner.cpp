@@ -56,7 +56,12 @@ BatchRunner::BatchRunner(const Options& options, Connection& connection, PacketW
       encoder_(FindCodePage(options.codePage)),
       store_(options.database, [&connection] { return connection.ResponseUnwanted(); }),
       sessionId_(sessionId),
-      database_(std::move(database)) {}
+      database_(std::move(database)) {
+  store_.DefineDataLength(
+      [this](std::string_view text) { return static_cast<std::int64_t>(encoder_.Encode(text, kMaxTextSize).size()); });
+  // "?" stands for a letter that the code page lacks.
+  store_.DefineNchar([this](std::string_view letter) { return encoder_.Encode(letter, kMaxTextSize) != "?"; });
+}
 
 void BatchRunner::RunBatch(std::string_view sql) {
   doneKind_ = DoneKind::Statement;

@@ -70,6 +70,12 @@ class Store {
   /// \throws std::runtime_error when the file cannot be opened or is no database.
   Store(const std::filesystem::path& file, std::function<bool()> interrupted);
 
+  /// Defines DATALENGTH, for texts only: NULL for NULL, what `dataLength` returns for a text in UTF-8.
+  void DefineDataLength(std::function<std::int64_t(std::string_view)> dataLength);
+
+  /// Defines NCHAR: the letter of a number, or "?" where `hasLetter`, which is asked with the letter in UTF-8, says no.
+  void DefineNchar(std::function<bool(std::string_view)> hasLetter);
+
   /// Prepares one statement. \throws SqlError when it has an error.
   Statement Prepare(std::string_view sql);
 
@@ -92,6 +98,8 @@ class Store {
   void Execute(const char* sql);
 
   std::function<bool()> interrupted_;
+  std::function<std::int64_t(std::string_view)> dataLength_;
+  std::function<bool(std::string_view)> hasLetter_;
   std::unique_ptr<sqlite3, Close> database_;
   int transactionDepth_ = 0;
 };
