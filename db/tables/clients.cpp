@@ -35,6 +35,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowClients& row) {
   return PrintRow(stream, row, Clients::columns);
 }
 
+TableDescription DBTableClientsSrc::Description() {
+  return Describe<Clients>();
+}
+
 DBTableClientsSrc::DBTableClientsSrc(const odbc::DBConnection& source) : DBTableSrc(source, Clients{}) {}
 
 DBTableClientsDst::DBTableClientsDst(const odbc::DBConnection& destination)

@@ -75,6 +75,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowExportOrder& row) {
   return PrintRow(stream, row, ExportOrder::columns);
 }
 
+TableDescription DBTableExportOrderSrc::Description() {
+  return Describe<ExportOrder>();
+}
+
 DBTableExportOrderSrc::DBTableExportOrderSrc(const odbc::DBConnection& source)
     : DBTableColumnReaderSrc(source, ExportOrder{}) {}
 

@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "db/column_reader_source.h"
+#include "db/table_description.h"
 #include "db/table_destination.h"
 
 namespace db {
@@ -47,6 +48,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowExportOrder& row);
 
 class DBTableExportOrderSrc final : public DBTableColumnReaderSrc<DBRowExportOrder> {
  public:
+  static TableDescription Description();
+
   explicit DBTableExportOrderSrc(const odbc::DBConnection& source);
 };
 

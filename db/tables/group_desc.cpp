@@ -39,6 +39,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowGroupDesc& row) {
   return PrintRow(stream, row, GroupDesc::columns);
 }
 
+TableDescription DBTableGroupDescSrc::Description() {
+  return Describe<GroupDesc>();
+}
+
 DBTableGroupDescSrc::DBTableGroupDescSrc(const odbc::DBConnection& source) : DBTableSrc(source, GroupDesc{}) {}
 
 DBTableGroupDescDst::DBTableGroupDescDst(const odbc::DBConnection& destination)

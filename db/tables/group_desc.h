@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "db/procedure_destination.h"
+#include "db/table_description.h"
 #include "db/table_source.h"
 
 namespace db {
@@ -24,6 +25,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowGroupDesc& row);
 
 class DBTableGroupDescSrc final : public DBTableSrc<DBRowGroupDesc> {
  public:
+  static TableDescription Description();
+
   explicit DBTableGroupDescSrc(const odbc::DBConnection& source);
 };
 

@@ -60,6 +60,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowGroupNegOrders& row) {
   return PrintRow(stream, row, GroupNegOrders::columns);
 }
 
+TableDescription DBTableGroupNegOrdersSrc::Description() {
+  return Describe<GroupNegOrders>();
+}
+
 DBTableGroupNegOrdersSrc::DBTableGroupNegOrdersSrc(const odbc::DBConnection& source)
     : DBTableColumnReaderSrc(source, GroupNegOrders{}) {}
 

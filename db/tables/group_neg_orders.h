@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "db/column_reader_source.h"
+#include "db/table_description.h"
 #include "db/table_destination.h"
 
 namespace db {
@@ -49,6 +50,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowGroupNegOrders& row);
 /// Next puts the new GroupID of the group into the row while it reads it.
 class DBTableGroupNegOrdersSrc final : public DBTableColumnReaderSrc<DBRowGroupNegOrders> {
  public:
+  static TableDescription Description();
+
   explicit DBTableGroupNegOrdersSrc(const odbc::DBConnection& source);
 
   std::optional<DBRowGroupNegOrders> Next() override;

@@ -49,6 +49,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowGroupOrders& row) {
   return PrintRow(stream, row, GroupOrders::columns);
 }
 
+TableDescription DBTableGroupOrdersSrc::Description() {
+  return Describe<GroupOrders>();
+}
+
 DBTableGroupOrdersSrc::DBTableGroupOrdersSrc(const odbc::DBConnection& source) : DBTableSrc(source, GroupOrders{}) {}
 
 void DBTableGroupOrdersSrc::Open() {

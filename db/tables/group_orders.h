@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "db/procedure_destination.h"
+#include "db/table_description.h"
 #include "db/table_source.h"
 
 namespace db {
@@ -41,6 +42,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowGroupOrders& row);
 /// A failing Open deliberately throws std::runtime_error with an empty message, without the diagnostics.
 class DBTableGroupOrdersSrc final : public DBTableSrc<DBRowGroupOrders> {
  public:
+  static TableDescription Description();
+
   explicit DBTableGroupOrdersSrc(const odbc::DBConnection& source);
 
   void Open() override;

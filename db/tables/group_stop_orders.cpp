@@ -74,6 +74,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowGroupStopOrders& row) 
   return PrintRow(stream, row, GroupStopOrders::columns);
 }
 
+TableDescription DBTableGroupStopOrdersSrc::Description() {
+  return Describe<GroupStopOrders>();
+}
+
 DBTableGroupStopOrdersSrc::DBTableGroupStopOrdersSrc(const odbc::DBConnection& source)
     : DBTableSrc(source, GroupStopOrders{}) {}
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <ostream>
 
+#include "db/table_description.h"
 #include "db/table_destination.h"
 #include "db/table_source.h"
 
@@ -49,6 +50,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowGroupStopOrders& row);
 
 class DBTableGroupStopOrdersSrc final : public DBTableSrc<DBRowGroupStopOrders> {
  public:
+  static TableDescription Description();
+
   explicit DBTableGroupStopOrdersSrc(const odbc::DBConnection& source);
 };
 

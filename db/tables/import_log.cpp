@@ -35,6 +35,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowImportLog& row) {
   return PrintRow(stream, row, ImportLog::columns);
 }
 
+TableDescription DBTableImportLogSrc::Description() {
+  return Describe<ImportLog>();
+}
+
 DBTableImportLogSrc::DBTableImportLogSrc(const odbc::DBConnection& source) : DBTableSrc(source, ImportLog{}) {}
 
 DBTableImportLogDst::DBTableImportLogDst(const odbc::DBConnection& destination)

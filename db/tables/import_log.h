@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <ostream>
 
+#include "db/table_description.h"
 #include "db/table_destination.h"
 #include "db/table_source.h"
 
@@ -22,6 +23,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowImportLog& row);
 
 class DBTableImportLogSrc final : public DBTableSrc<DBRowImportLog> {
  public:
+  static TableDescription Description();
+
   explicit DBTableImportLogSrc(const odbc::DBConnection& source);
 };
 

@@ -37,6 +37,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowLoadedPositions& row) 
   return PrintRow(stream, row, LoadedPositions::columns);
 }
 
+TableDescription DBTableLoadedPositionsSrc::Description() {
+  return Describe<LoadedPositions>();
+}
+
 DBTableLoadedPositionsSrc::DBTableLoadedPositionsSrc(const odbc::DBConnection& source)
     : DBTableSrc(source, LoadedPositions{}) {}
 

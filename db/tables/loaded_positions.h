@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <ostream>
 
+#include "db/table_description.h"
 #include "db/table_destination.h"
 #include "db/table_source.h"
 
@@ -24,6 +25,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowLoadedPositions& row);
 
 class DBTableLoadedPositionsSrc final : public DBTableSrc<DBRowLoadedPositions> {
  public:
+  static TableDescription Description();
+
   explicit DBTableLoadedPositionsSrc(const odbc::DBConnection& source);
 };
 

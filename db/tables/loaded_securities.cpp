@@ -37,6 +37,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowLoadedSecurities& row)
   return PrintRow(stream, row, LoadedSecurities::columns);
 }
 
+TableDescription DBTableLoadedSecuritiesSrc::Description() {
+  return Describe<LoadedSecurities>();
+}
+
 DBTableLoadedSecuritiesSrc::DBTableLoadedSecuritiesSrc(const odbc::DBConnection& source)
     : DBTableSrc(source, LoadedSecurities{}) {}
 

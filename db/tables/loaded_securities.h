@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <ostream>
 
+#include "db/table_description.h"
 #include "db/table_destination.h"
 #include "db/table_source.h"
 
@@ -25,6 +26,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowLoadedSecurities& row)
 
 class DBTableLoadedSecuritiesSrc final : public DBTableSrc<DBRowLoadedSecurities> {
  public:
+  static TableDescription Description();
+
   explicit DBTableLoadedSecuritiesSrc(const odbc::DBConnection& source);
 };
 

@@ -34,6 +34,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowLoadedSecuritiesClient
   return PrintRow(stream, row, LoadedSecuritiesClientPrices::columns);
 }
 
+TableDescription DBTableLoadedSecuritiesClientPricesSrc::Description() {
+  return Describe<LoadedSecuritiesClientPrices>();
+}
+
 DBTableLoadedSecuritiesClientPricesSrc::DBTableLoadedSecuritiesClientPricesSrc(const odbc::DBConnection& source)
     : DBTableSrc(source, LoadedSecuritiesClientPrices{}) {}
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <ostream>
 
+#include "db/table_description.h"
 #include "db/table_destination.h"
 #include "db/table_source.h"
 
@@ -22,6 +23,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowLoadedSecuritiesClient
 
 class DBTableLoadedSecuritiesClientPricesSrc final : public DBTableSrc<DBRowLoadedSecuritiesClientPrices> {
  public:
+  static TableDescription Description();
+
   explicit DBTableLoadedSecuritiesClientPricesSrc(const odbc::DBConnection& source);
 };
 

@@ -61,6 +61,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowNegOrders& row) {
   return PrintRow(stream, row, NegOrders::columns);
 }
 
+TableDescription DBTableNegOrdersSrc::Description() {
+  return Describe<NegOrders>();
+}
+
 DBTableNegOrdersSrc::DBTableNegOrdersSrc(const odbc::DBConnection& source)
     : DBTableColumnReaderSrc(source, NegOrders{}) {}
 

@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "db/column_reader_source.h"
+#include "db/table_description.h"
 #include "db/table_destination.h"
 
 namespace db {
@@ -45,6 +46,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowNegOrders& row);
 
 class DBTableNegOrdersSrc final : public DBTableColumnReaderSrc<DBRowNegOrders> {
  public:
+  static TableDescription Description();
+
   explicit DBTableNegOrdersSrc(const odbc::DBConnection& source);
 };
 

@@ -49,6 +49,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowOrders& row) {
   return PrintRow(stream, row, Orders::columns);
 }
 
+TableDescription DBTableOrdersSrc::Description() {
+  return Describe<Orders>();
+}
+
 DBTableOrdersSrc::DBTableOrdersSrc(const odbc::DBConnection& source) : DBTableSrc(source, Orders{}) {}
 
 DBTableOrdersDst::DBTableOrdersDst(const odbc::DBConnection& destination)

@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "db/procedure_destination.h"
+#include "db/table_description.h"
 #include "db/table_source.h"
 
 namespace db {
@@ -39,6 +40,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowOrders& row);
 
 class DBTableOrdersSrc final : public DBTableSrc<DBRowOrders> {
  public:
+  static TableDescription Description();
+
   explicit DBTableOrdersSrc(const odbc::DBConnection& source);
 };
 

@@ -42,6 +42,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowOrdersInPool& row) {
   return PrintRow(stream, row, OrdersInPool::columns);
 }
 
+TableDescription DBTableOrdersInPoolSrc::Description() {
+  return Describe<OrdersInPool>();
+}
+
 DBTableOrdersInPoolSrc::DBTableOrdersInPoolSrc(const odbc::DBConnection& source) : DBTableSrc(source, OrdersInPool{}) {}
 
 DBTableOrdersInPoolDst::DBTableOrdersInPoolDst(const odbc::DBConnection& destination)

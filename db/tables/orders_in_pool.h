@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <ostream>
 
+#include "db/table_description.h"
 #include "db/table_destination.h"
 #include "db/table_source.h"
 
@@ -33,6 +34,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowOrdersInPool& row);
 
 class DBTableOrdersInPoolSrc final : public DBTableSrc<DBRowOrdersInPool> {
  public:
+  static TableDescription Description();
+
   explicit DBTableOrdersInPoolSrc(const odbc::DBConnection& source);
 };
 

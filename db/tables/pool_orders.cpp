@@ -42,6 +42,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowPoolOrders& row) {
   return PrintRow(stream, row, PoolOrders::columns);
 }
 
+TableDescription DBTablePoolOrdersSrc::Description() {
+  return Describe<PoolOrders>();
+}
+
 DBTablePoolOrdersSrc::DBTablePoolOrdersSrc(const odbc::DBConnection& source) : DBTableSrc(source, PoolOrders{}) {}
 
 std::optional<DBRowPoolOrders> DBTablePoolOrdersSrc::Next() {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <ostream>
 
+#include "db/table_description.h"
 #include "db/table_destination.h"
 #include "db/table_source.h"
 
@@ -34,6 +35,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowPoolOrders& row);
 /// Next records each row that it reads in PoolIdMap, whether its write succeeds or not.
 class DBTablePoolOrdersSrc final : public DBTableSrc<DBRowPoolOrders> {
  public:
+  static TableDescription Description();
+
   explicit DBTablePoolOrdersSrc(const odbc::DBConnection& source);
 
   std::optional<DBRowPoolOrders> Next() override;

@@ -36,6 +36,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowRatingAgencies& row) {
   return PrintRow(stream, row, RatingAgencies::columns);
 }
 
+TableDescription DBTableRatingAgenciesSrc::Description() {
+  return Describe<RatingAgencies>();
+}
+
 DBTableRatingAgenciesSrc::DBTableRatingAgenciesSrc(const odbc::DBConnection& source)
     : DBTableSrc(source, RatingAgencies{}) {}
 

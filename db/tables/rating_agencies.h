@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <ostream>
 
+#include "db/table_description.h"
 #include "db/table_destination.h"
 #include "db/table_source.h"
 
@@ -20,6 +21,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowRatingAgencies& row);
 
 class DBTableRatingAgenciesSrc final : public DBTableSrc<DBRowRatingAgencies> {
  public:
+  static TableDescription Description();
+
   explicit DBTableRatingAgenciesSrc(const odbc::DBConnection& source);
 };
 

@@ -35,6 +35,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowRatingScales& row) {
   return PrintRow(stream, row, RatingScales::columns);
 }
 
+TableDescription DBTableRatingScalesSrc::Description() {
+  return Describe<RatingScales>();
+}
+
 DBTableRatingScalesSrc::DBTableRatingScalesSrc(const odbc::DBConnection& source) : DBTableSrc(source, RatingScales{}) {}
 
 DBTableRatingScalesDst::DBTableRatingScalesDst(const odbc::DBConnection& destination)

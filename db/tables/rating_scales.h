@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <ostream>
 
+#include "db/table_description.h"
 #include "db/table_destination.h"
 #include "db/table_source.h"
 
@@ -22,6 +23,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowRatingScales& row);
 
 class DBTableRatingScalesSrc final : public DBTableSrc<DBRowRatingScales> {
  public:
+  static TableDescription Description();
+
   explicit DBTableRatingScalesSrc(const odbc::DBConnection& source);
 };
 

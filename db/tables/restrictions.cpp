@@ -44,6 +44,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowRestrictions& row) {
   return PrintRow(stream, row, Restrictions::columns);
 }
 
+TableDescription DBTableRestrictionsSrc::Description() {
+  return Describe<Restrictions>();
+}
+
 DBTableRestrictionsSrc::DBTableRestrictionsSrc(const odbc::DBConnection& source) : DBTableSrc(source, Restrictions{}) {}
 
 DBTableRestrictionsDst::DBTableRestrictionsDst(const odbc::DBConnection& destination)

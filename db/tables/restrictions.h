@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <ostream>
 
+#include "db/table_description.h"
 #include "db/table_destination.h"
 #include "db/table_source.h"
 
@@ -34,6 +35,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowRestrictions& row);
 
 class DBTableRestrictionsSrc final : public DBTableSrc<DBRowRestrictions> {
  public:
+  static TableDescription Description();
+
   explicit DBTableRestrictionsSrc(const odbc::DBConnection& source);
 };
 

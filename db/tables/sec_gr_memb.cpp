@@ -35,6 +35,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowSecGrMemb& row) {
   return PrintRow(stream, row, SecGrMemb::columns);
 }
 
+TableDescription DBTableSecGrMembSrc::Description() {
+  return Describe<SecGrMemb>();
+}
+
 DBTableSecGrMembSrc::DBTableSecGrMembSrc(const odbc::DBConnection& source) : DBTableSrc(source, SecGrMemb{}) {}
 
 DBTableSecGrMembDst::DBTableSecGrMembDst(const odbc::DBConnection& destination)

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <ostream>
 
+#include "db/table_description.h"
 #include "db/table_destination.h"
 #include "db/table_source.h"
 
@@ -22,6 +23,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowSecGrMemb& row);
 
 class DBTableSecGrMembSrc final : public DBTableSrc<DBRowSecGrMemb> {
  public:
+  static TableDescription Description();
+
   explicit DBTableSecGrMembSrc(const odbc::DBConnection& source);
 };
 

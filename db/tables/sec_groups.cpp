@@ -36,6 +36,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowSecGroups& row) {
   return PrintRow(stream, row, SecGroups::columns);
 }
 
+TableDescription DBTableSecGroupsSrc::Description() {
+  return Describe<SecGroups>();
+}
+
 DBTableSecGroupsSrc::DBTableSecGroupsSrc(const odbc::DBConnection& source) : DBTableSrc(source, SecGroups{}) {}
 
 DBTableSecGroupsDst::DBTableSecGroupsDst(const odbc::DBConnection& destination)

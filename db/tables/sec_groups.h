@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "db/procedure_destination.h"
+#include "db/table_description.h"
 #include "db/table_source.h"
 
 namespace db {
@@ -25,6 +26,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowSecGroups& row);
 
 class DBTableSecGroupsSrc final : public DBTableSrc<DBRowSecGroups> {
  public:
+  static TableDescription Description();
+
   explicit DBTableSecGroupsSrc(const odbc::DBConnection& source);
 };
 

@@ -34,6 +34,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowSecMinQt& row) {
   return PrintRow(stream, row, SecMinQt::columns);
 }
 
+TableDescription DBTableSecMinQtSrc::Description() {
+  return Describe<SecMinQt>();
+}
+
 DBTableSecMinQtSrc::DBTableSecMinQtSrc(const odbc::DBConnection& source) : DBTableSrc(source, SecMinQt{}) {}
 
 DBTableSecMinQtDst::DBTableSecMinQtDst(const odbc::DBConnection& destination)

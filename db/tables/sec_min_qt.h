@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <ostream>
 
+#include "db/table_description.h"
 #include "db/table_destination.h"
 #include "db/table_source.h"
 
@@ -20,6 +21,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowSecMinQt& row);
 
 class DBTableSecMinQtSrc final : public DBTableSrc<DBRowSecMinQt> {
  public:
+  static TableDescription Description();
+
   explicit DBTableSecMinQtSrc(const odbc::DBConnection& source);
 };
 

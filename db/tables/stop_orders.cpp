@@ -74,6 +74,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowStopOrders& row) {
   return PrintRow(stream, row, StopOrders::columns);
 }
 
+TableDescription DBTableStopOrdersSrc::Description() {
+  return Describe<StopOrders>();
+}
+
 DBTableStopOrdersSrc::DBTableStopOrdersSrc(const odbc::DBConnection& source) : DBTableSrc(source, StopOrders{}) {}
 
 DBTableStopOrdersDst::DBTableStopOrdersDst(const odbc::DBConnection& destination)

@@ -32,6 +32,10 @@ std::ostream& operator<<(std::ostream& stream, const DBRowSystemData& row) {
   return PrintRow(stream, row, SystemData::columns);
 }
 
+TableDescription DBTableSystemDataSrc::Description() {
+  return Describe<SystemData>();
+}
+
 DBTableSystemDataSrc::DBTableSystemDataSrc(const odbc::DBConnection& source) : DBTableSrc(source, SystemData{}) {}
 
 DBTableSystemDataDst::DBTableSystemDataDst(const odbc::DBConnection& destination)

@@ -3,6 +3,7 @@
 
 #include <ostream>
 
+#include "db/table_description.h"
 #include "db/table_destination.h"
 #include "db/table_source.h"
 
@@ -18,6 +19,8 @@ std::ostream& operator<<(std::ostream& stream, const DBRowSystemData& row);
 
 class DBTableSystemDataSrc final : public DBTableSrc<DBRowSystemData> {
  public:
+  static TableDescription Description();
+
   explicit DBTableSystemDataSrc(const odbc::DBConnection& source);
 };
 
