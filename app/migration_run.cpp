@@ -14,6 +14,7 @@
 
 #include "app/console_echo.h"
 #include "app/migration_settings.h"
+#include "app/profile_file.h"
 #include "app/tables.h"
 #include "db/migrate_table.h"
 #include "logging/logger.h"
@@ -38,12 +39,7 @@ std::filesystem::path InWorkingDirectory(std::string_view fileName) {
 }
 
 void RequireConfigurationFile(const std::filesystem::path& path) {
-  std::error_code error;
-  const std::filesystem::file_status status = std::filesystem::status(path, error);
-  if (status.type() == std::filesystem::file_type::none) {
-    throw std::filesystem::filesystem_error("exists", path, error);
-  }
-  if (!std::filesystem::exists(status)) {
+  if (!ProfileFileExists(path)) {
     throw std::invalid_argument("Error: Configuration file does not exist");
   }
 }

@@ -2,15 +2,20 @@
 #define BW_APP_PROFILE_FILE_H
 
 #include <cstddef>
+#include <filesystem>
 #include <string>
 
 namespace app {
 
+/// Whether there is something of that name; a directory counts.
+///
+/// \throws std::filesystem::filesystem_error when that cannot be told.
+bool ProfileFileExists(const std::filesystem::path& path);
+
 /// Reads one value of an initialization file: lines of name, "=" and value under section headers in square brackets.
 ///
-/// Section and key names are compared without regard to ASCII case; the first section of that name and the first such
-/// key in it count. Blanks around names and values are dropped, then one pair of enclosing single or double quotes
-/// around the value. Blank lines and lines that begin with ";" are skipped, line ends may be LF or CRLF.
+/// On Windows this is GetPrivateProfileStringA; elsewhere it is a reader that does what that call does.
+/// docs/configuration.md describes the format, and where the two differ.
 ///
 /// Returns the value up to its first zero byte, cut to maxLength bytes; an empty text when the file, the section or the
 /// key is not there.

@@ -15,7 +15,13 @@ foreach(option IN ITEMS stack-clash-protection cf-protection=full)
     target_compile_options(bw_hardening INTERFACE "-f${option}")
   endif()
 endforeach()
-target_link_options(bw_hardening INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+# The linker for Windows makes programs that can be loaded anywhere, and no data executable, without being asked. The
+# functions that check the stack are in a library of the compiler's there.
+if(WIN32)
+  target_link_options(bw_hardening INTERFACE -fstack-protector-strong)
+else()
+  target_link_options(bw_hardening INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
 
 # The checks of the C library work on optimised code only, and AddressSanitizer does them better.
 if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize=")

@@ -15,9 +15,7 @@ void Logger::Log(const std::string& text) {
   }
   const std::time_t now = std::time(nullptr);
   if (now != shownTime_) {
-    std::tm local{};
-    localtime_r(&now, &local);
-    timeStampLength_ = std::strftime(timeStamp_.data(), timeStamp_.size(), "%Y-%m-%d %X", &local);
+    timeStampLength_ = std::strftime(timeStamp_.data(), timeStamp_.size(), "%Y-%m-%d %X", std::localtime(&now));
     shownTime_ = now;
   }
   stream_ << std::string_view(timeStamp_.data(), timeStampLength_);

@@ -18,7 +18,7 @@ class ProfileFileRestatement {
     std::string line;
     content += '\n';
     for (const char c : content) {
-      if (c == '\n') {
+      if (c == '\n' || c == '\r') {
         TakeLine(Trimmed(line));
         line = "";
       } else {
@@ -34,7 +34,7 @@ class ProfileFileRestatement {
       }
       for (const Entry& entry : candidate.entries) {
         if (LowerCase(entry.key) == LowerCase(key)) {
-          return UpToAZeroByte(WithoutQuotes(entry.value)).substr(0, maxLength);
+          return WithoutQuotes(entry.value).substr(0, maxLength);
         }
       }
       return "";  // The later sections of the name do not count.
@@ -56,24 +56,25 @@ class ProfileFileRestatement {
     if (line.empty() || line[0] == ';') {
       return;
     }
-    std::size_t lastBracket = 0;
+    std::size_t firstBracket = line.size();
     std::size_t firstEquals = line.size();
     for (std::size_t i = line.size(); i-- > 0;) {
-      if (line[i] == ']' && lastBracket == 0) {
-        lastBracket = i;
+      if (line[i] == ']') {
+        firstBracket = i;
       }
       if (line[i] == '=') {
         firstEquals = i;
       }
     }
-    if (line[0] == '[' && lastBracket != 0) {
-      sections_.push_back({Trimmed(line.substr(1, lastBracket - 1)), {}});
+    if (line[0] == '[') {
+      sections_.push_back({UpToAZeroByte(Trimmed(line.substr(1, firstBracket - 1))), {}});
     } else if (firstEquals != line.size() && !sections_.empty()) {
-      sections_.back().entries.push_back({Trimmed(line.substr(0, firstEquals)), Trimmed(line.substr(firstEquals + 1))});
+      sections_.back().entries.push_back(
+          {UpToAZeroByte(Trimmed(line.substr(0, firstEquals))), UpToAZeroByte(Trimmed(line.substr(firstEquals + 1)))});
     }
   }
 
-  static bool IsBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+  static bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\v' || c == '\f' || c == '\x1A'; }
 
   static std::string Trimmed(std::string text) {
     while (!text.empty() && IsBlank(text.back())) {

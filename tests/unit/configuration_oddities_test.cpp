@@ -68,12 +68,12 @@ TEST(OddConfiguration, AValueEndsAtAZeroByte) {
   EXPECT_EQ(NameOf("\0Old"s), "");
 }
 
-TEST(OddConfiguration, AZeroByteInOneLineLeavesTheOtherLinesAlone) {
+TEST(OddConfiguration, AZeroByteEndsANameAndLeavesTheOtherLinesAlone) {
   using namespace std::string_literals;
   const app::MigrationSettings settings =
-      Read("\0\n[DBSource]\n\0db_connection_name=No\ndb_connection_login\0=no\ndb_connection_name=Old\n"s);
+      Read("\0\n[DBSource]\n\0db_connection_name=No\ndb_connection_login\0=reader\ndb_connection_name=Old\n"s);
   EXPECT_EQ(settings.source.dataSourceName, "Old");
-  EXPECT_EQ(settings.source.login, "");
+  EXPECT_EQ(settings.source.login, "reader");
 }
 
 TEST(OddConfiguration, ALineOfTenMebibytesSaysNothing) {

@@ -15,8 +15,9 @@ namespace {
 using namespace std::string_view_literals;
 
 /// What lines are put together from: what means something, more often than what does not.
-constexpr std::array kPieces = {"["sv,    "]"sv,    "DBSource"sv, "db_schema"sv, "="sv, " "sv, "\t"sv,  "\v"sv,
-                                R"(")"sv, R"(")"sv, "'"sv,        "'"sv,         ";"sv, "x"sv, "dbo"sv, "\0"sv};
+constexpr std::array kPieces = {"["sv,  "]"sv,  "DBSource"sv, "db_schema"sv, "="sv,    " "sv,
+                                "\t"sv, "\v"sv, "\r"sv,       R"(")"sv,      R"(")"sv, "'"sv,
+                                "'"sv,  ";"sv,  "x"sv,        "dbo"sv,       "\0"sv,   "\x1A"sv};
 constexpr std::array kHeaders = {"[DBSource]"sv, "[ dbSOURCE ]\r"sv, "[DBDestination]"sv, "[]"sv, "[DBSource"sv};
 constexpr std::array kKeys = {"db_schema"sv, "\tDB_Schema "sv, "x"sv, "other"sv};
 

@@ -2,12 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 
 #include "support/scratch_directory.h"
 
 namespace {
+
+using namespace std::string_view_literals;
 
 /// What the key "key" of the section "Section" reads as in a file of that content.
 std::string Read(std::string_view content) {
@@ -23,6 +26,11 @@ TEST(ProfileFile, ReadsFilesWithCarriageReturns) {
   EXPECT_EQ(Read("[Section]\r\nother=1\r\nkey=value\r\n"), "value");
 }
 
+TEST(ProfileFile, EndsALineAtACarriageReturnAlone) {
+  EXPECT_EQ(Read("[Section]\rother=1\rkey=value\rmore=2\r"), "value");
+  EXPECT_EQ(Read("[Section]\nkey=value\rmore\n"), "value");
+}
+
 TEST(ProfileFile, ReadsALastLineWithoutLineEnd) {
   EXPECT_EQ(Read("[Section]\nkey=value"), "value");
 }
@@ -33,6 +41,10 @@ TEST(ProfileFile, IgnoresTheCaseOfSectionAndKey) {
 
 TEST(ProfileFile, DropsBlanksAroundNamesAndValue) {
   EXPECT_EQ(Read(" [ Section ] \n \t key \t = \t a value \t \n"), "a value");
+}
+
+TEST(ProfileFile, DropsAnEndOfFileMarkLikeABlank) {
+  EXPECT_EQ(Read("[Section]\nkey=value\x1A"), "value");
 }
 
 TEST(ProfileFile, RemovesOnePairOfDoubleQuotes) {
@@ -81,12 +93,38 @@ TEST(ProfileFile, IgnoresTheKeyInOtherSectionsAndBeforeAny) {
   EXPECT_EQ(Read("key=before\n[Other]\nkey=other\n[SectionX]\nkey=longer\n[Section]\nkey=value\n"), "value");
 }
 
+TEST(ProfileFile, EndsTheNameOfASectionAtTheFirstClosingBracket) {
+  EXPECT_EQ(Read("[Section] ; see [1]\nkey=value\n"), "value");
+  EXPECT_EQ(Read("[Section]]\nkey=value\n"), "value");
+  EXPECT_EQ(Read("[Other [Section]\nkey=value\n"), "");
+}
+
+TEST(ProfileFile, EndsTheNameOfASectionAtTheEndOfTheLineWithoutClosingBracket) {
+  EXPECT_EQ(Read("[Section\nkey=value\n"), "value");
+  EXPECT_EQ(Read("[Section]\n[key=value\nkey=value\n"), "");
+}
+
+TEST(ProfileFile, TakesNoKeyFromTheLineOfASection) {
+  EXPECT_EQ(Read("[Section]key=value\n"), "");
+}
+
 TEST(ProfileFile, DoesNotTakeALongerKeyForTheKey) {
   EXPECT_EQ(Read("[Section]\nkeys=1\nkey=value\n"), "value");
 }
 
 TEST(ProfileFile, SkipsALineWithoutEqualsSign) {
   EXPECT_EQ(Read("[Section]\nkey\nkey=value\n"), "value");
+}
+
+TEST(ProfileFile, EndsNamesAndValuesAtAZeroByte) {
+  EXPECT_EQ(Read("[Section\0x]\nkey\0y=value\0z\n"sv), "value");
+  EXPECT_EQ(Read("[Section]\nkey \0=value\n"sv), "");
+  EXPECT_EQ(Read("[Section]\n\0key=value\n"sv), "");
+}
+
+TEST(ProfileFile, LooksForQuotesInFrontOfAZeroByte) {
+  EXPECT_EQ(Read("[Section]\nkey=\"value\"\0z\n"sv), "value");
+  EXPECT_EQ(Read("[Section]\nkey=\"value\0\"\n"sv), "\"value");
 }
 
 TEST(ProfileFile, SkipsAByteOrderMark) {
@@ -98,6 +136,29 @@ TEST(ProfileFile, GivesAnEmptyTextForWhatIsNotThere) {
   EXPECT_EQ(Read("[Other]\nkey=value\n"), "");
   EXPECT_EQ(Read("[Section]\nother=value\n"), "");
   EXPECT_EQ(app::ReadProfileString("/nonexistent/settings.ini", "Section", "key", 1023), "");
+}
+
+TEST(ProfileFile, ExistsWhenThereIsAFileOrADirectory) {
+  const support::ScratchDirectory directory;
+  directory.Write("settings.ini", "");
+  EXPECT_TRUE(app::ProfileFileExists(directory / "settings.ini"));
+  EXPECT_TRUE(app::ProfileFileExists(directory.path()));
+}
+
+TEST(ProfileFile, DoesNotExistWithoutFileOrDirectory) {
+  const support::ScratchDirectory directory;
+  directory.Write("file", "");
+  std::filesystem::create_symlink("nowhere", directory / "link");
+  EXPECT_FALSE(app::ProfileFileExists(directory / "settings.ini"));
+  EXPECT_FALSE(app::ProfileFileExists(directory / "nowhere" / "settings.ini"));
+  EXPECT_FALSE(app::ProfileFileExists(directory / "file" / "settings.ini"));
+  EXPECT_FALSE(app::ProfileFileExists(directory / "link"));
+}
+
+TEST(ProfileFile, ThrowsWhenItCannotBeToldWhetherItExists) {
+  const support::ScratchDirectory directory;
+  std::filesystem::create_symlink("circle", directory / "circle");
+  EXPECT_THROW(app::ProfileFileExists(directory / "circle"), std::filesystem::filesystem_error);
 }
 
 TEST(ProfileFile, GivesAnEmptyTextForADirectory) {

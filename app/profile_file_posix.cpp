@@ -1,0 +1,116 @@
+#include "app/profile_file.h"
+
+#include <algorithm>
+#include <fstream>
+#include <optional>
+#include <string_view>
+#include <system_error>
+
+namespace app {
+
+namespace {
+
+// The last one is the end of a text file of old.
+constexpr std::string_view kBlanks = " \t\v\f\x1A";
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+std::string_view Trim(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) {
+    return {};
+  }
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+std::string_view UpToAZeroByte(std::string_view text) {
+  return text.substr(0, text.find('\0'));
+}
+
+// Not std::tolower: the names are compared alike whatever the locale.
+constexpr char LowerAscii(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+bool EqualNames(std::string_view left, std::string_view right) {
+  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                    [](char a, char b) { return LowerAscii(a) == LowerAscii(b); });
+}
+
+std::string_view Unquote(std::string_view value) {
+  const bool quoted =
+      value.size() >= 2 && value.front() == value.back() && (value.front() == '"' || value.front() == '\'');
+  return quoted ? value.substr(1, value.size() - 2) : value;
+}
+
+/// The name in a section header. The closing bracket may be missing, and may have any text behind it.
+std::optional<std::string_view> SectionName(std::string_view line) {
+  if (!line.starts_with('[')) {
+    return std::nullopt;
+  }
+  line.remove_prefix(1);
+  return UpToAZeroByte(Trim(line.substr(0, line.find(']'))));
+}
+
+/// The lines of a file, each ended by LF, CR or both, without blanks around them and without a byte-order mark.
+class Lines {
+ public:
+  explicit Lines(const std::string& path) : file_(path, std::ios_base::in | std::ios_base::binary) {}
+
+  /// The next line, which lives until the one after it is asked for.
+  std::optional<std::string_view> Next() {
+    if (start_ > text_.size()) {
+      if (!std::getline(file_, text_)) {
+        return std::nullopt;
+      }
+      start_ = atBeginning_ && text_.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
+      atBeginning_ = false;
+    }
+    const std::size_t end = std::min(text_.find('\r', start_), text_.size());
+    const std::string_view line = std::string_view(text_).substr(start_, end - start_);
+    start_ = end + 1;
+    return Trim(line);
+  }
+
+ private:
+  std::ifstream file_;
+  std::string text_;       // What was read up to an LF.
+  std::size_t start_ = 1;  // Where the next line begins in it; behind its end when all of it was given out.
+  bool atBeginning_ = true;
+};
+
+}  // namespace
+
+bool ProfileFileExists(const std::filesystem::path& path) {
+  std::error_code error;
+  const std::filesystem::file_status status = std::filesystem::status(path, error);
+  if (status.type() == std::filesystem::file_type::none) {
+    throw std::filesystem::filesystem_error("exists", path, error);
+  }
+  return std::filesystem::exists(status);
+}
+
+std::string ReadProfileString(const std::string& path, const std::string& section, const std::string& key,
+                              std::size_t maxLength) {
+  Lines lines(path);
+  bool inSection = false;
+  while (const std::optional<std::string_view> line = lines.Next()) {
+    if (const std::optional<std::string_view> name = SectionName(*line)) {
+      if (inSection) {
+        break;
+      }
+      inSection = EqualNames(*name, section);
+      continue;
+    }
+    if (line->starts_with(';')) {
+      continue;
+    }
+    const std::size_t equals = line->find('=');
+    if (inSection && equals != std::string_view::npos &&
+        EqualNames(UpToAZeroByte(Trim(line->substr(0, equals))), key)) {
+      return std::string(Unquote(UpToAZeroByte(Trim(line->substr(equals + 1)))).substr(0, maxLength));
+    }
+  }
+  return {};
+}
+
+}  // namespace app
