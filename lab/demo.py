@@ -1,4 +1,4 @@
-"""Migrates sample data from the sample SQL Server to a throw-away PostgreSQL and shows what happens."""
+"""Migrates sample data from the sample SQL Server to a throw-away PostgreSQL, checks it before and after, and shows it."""
 
 import argparse
 import contextlib
@@ -12,6 +12,8 @@ import sample_data
 import scratch
 
 _LOG_LINES_SHOWN = 6
+_CHECK_LINES_SHOWN = 24
+_COULD_NOT_CHECK = 2
 
 
 def main() -> int:
@@ -28,10 +30,12 @@ def main() -> int:
     ) as workspace:
         _say(f"{workspace.directory / lab.CONFIGURATION_FILE}")
         print((workspace.directory / lab.CONFIGURATION_FILE).read_text(), end="")
+        checked = _show_check(workspace, "before")
         _say(f"bw_db_migrate at a terminal; typed: {lab.SOURCE_PASSWORD} and {lab.DESTINATION_PASSWORD}")
         run = workspace.run(show=sys.stdout, seconds=None)
         complete = _show_log(workspace.log_file)
         _show_row_counts(workspace, re.findall(r"^Complete migrate (\w+) table\.", run.console, re.MULTILINE))
+        checked = _show_check(workspace, "after") and checked
         if arguments.keep:
             _say("Both servers stay up until Ctrl-C. From another terminal:")
             _show_connections(workspace)
@@ -41,7 +45,23 @@ def main() -> int:
     if not complete:
         print("The migration did not complete: the log's last line says why.", file=sys.stderr)
         return 1
+    if not checked:
+        print("A check could not be done: its message says why.", file=sys.stderr)
+        return 1
     return 0
+
+
+def _show_check(workspace, command) -> bool:
+    """Runs bw_db_check and shows the beginning and the end of its report. Returns whether it could check."""
+    _say(f"bw_db_check {command}")
+    run = workspace.check(command, seconds=None)
+    lines = run.console.splitlines()
+    if len(lines) > _CHECK_LINES_SHOWN + 2:
+        hidden = len(lines) - _CHECK_LINES_SHOWN - 1
+        lines[_CHECK_LINES_SHOWN:-1] = [f"... ({hidden} more lines)"]
+    print("\n".join(lines))
+    print(run.errors, end="", file=sys.stderr)
+    return run.exit_code != _COULD_NOT_CHECK
 
 
 def _say(text: str) -> None:

@@ -46,6 +46,7 @@ class Lab:
     def __init__(self, build_directory=None, postgres_wrapper=()):
         build = pathlib.Path(build_directory or os.environ["BW_BUILD_DIR"]).resolve()
         self.migrator = build / "app" / "bw_db_migrate"
+        self.checker = build / "check" / "bw_db_check"
         self.tds_server = build / "lab" / "tds_server" / "tds_server"
         self._postgres_wrapper = postgres_wrapper
         self._numbers = itertools.count(1)
@@ -164,6 +165,13 @@ class Workspace:
         """Runs the program with its input and output on pipes."""
         typed = "".join(f"{password}\n" for password in passwords).encode()
         return migrator.run_redirected(self.lab.migrator, self.directory, self.environment, typed, **options)
+
+    def check(self, *arguments, passwords=(SOURCE_PASSWORD, DESTINATION_PASSWORD), **options) -> migrator.Run:
+        """Runs bw_db_check with its input and output on pipes; the options are those of `migrator.run_redirected`."""
+        typed = "".join(f"{password}\n" for password in passwords).encode()
+        return migrator.run_redirected(
+            self.lab.checker, self.directory, self.environment, typed, arguments=arguments, **options
+        )
 
     def execute_source(self, statement: str, rows=((),)) -> None:
         """Executes a statement on the source once per row of values, or once."""

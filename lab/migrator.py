@@ -74,14 +74,14 @@ def run_at_terminal(
 
 
 def run_redirected(
-    program, directory, environment, standard_input: bytes, seconds=120, wrapper=(), meanwhile=None
+    program, directory, environment, standard_input: bytes, arguments=(), seconds=120, wrapper=(), meanwhile=None
 ) -> Run:
-    """Runs the program with `standard_input`, which must fit into a pipe, and its output on pipes.
+    """Runs a program with `standard_input`, which must fit into a pipe, and its output on pipes.
 
     `wrapper`, `meanwhile` and `seconds` are as at a terminal.
     """
     with subprocess.Popen(
-        [*wrapper, str(program)],
+        [*wrapper, str(program), *arguments],
         cwd=directory,
         env=environment,
         stdin=subprocess.PIPE,

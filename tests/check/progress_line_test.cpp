@@ -1,0 +1,37 @@
+#include "check/progress_line.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace check {
+namespace {
+
+TEST(ProgressLine, ShowsEachStepInPlaceOfTheOneBefore) {
+  std::ostringstream terminal;
+  ProgressLine line(terminal);
+  line.Begin("Clients");
+  line.Begin("Orders");
+  EXPECT_EQ(terminal.str(), "\r\x1b[KClients\r\x1b[KOrders");
+}
+
+TEST(ProgressLine, LeavesAnEmptyLine) {
+  std::ostringstream terminal;
+  { ProgressLine(terminal).Begin("Clients"); }
+  EXPECT_EQ(terminal.str(), "\r\x1b[KClients\r\x1b[K");
+}
+
+TEST(ProgressLine, ShowsRowsOnceInAWhileOnly) {
+  std::ostringstream terminal;
+  ProgressLine line(terminal);
+  line.Begin("Clients");
+  std::uint64_t rows = 0;
+  while (terminal.str() == "\r\x1b[KClients") {
+    line.Rows(++rows);
+  }
+  EXPECT_GT(rows, 1U);
+  EXPECT_EQ(terminal.str(), "\r\x1b[KClients\r\x1b[KClients, " + std::to_string(rows) + " rows");
+}
+
+}  // namespace
+}  // namespace check

@@ -1,0 +1,883 @@
+"""What `bw_db_check after` says of a migration: each damage has its finding and no other."""
+
+import hashlib
+import random
+import re
+import time
+
+import pytest
+
+import data_sources
+import flawed_source
+import lab
+import sample_data
+import source
+from checker import check
+
+# 22 tables of three rows, none of Restrictions, and the schema version.
+ALL_ROWS = 64
+
+# Lets the superuser change rows without the foreign keys.
+WITHOUT_FOREIGN_KEYS = "SET session_replication_role = replica"
+
+
+@pytest.fixture
+def migrated(shared_lab):
+    """A clean source that was migrated by the real program."""
+    with shared_lab.workspace(flawed_source.create_clean) as workspace:
+        assert "Complete migrate ExportOrder table" in workspace.run_redirected().console
+        yield workspace
+
+
+@pytest.fixture
+def clean(shared_lab):
+    """A clean source that is not migrated yet."""
+    with shared_lab.workspace(flawed_source.create_clean) as workspace:
+        yield workspace
+
+
+def _damage(workspace, *statements) -> None:
+    workspace.execute_destination(WITHOUT_FOREIGN_KEYS, *statements)
+
+
+def _update_source(workspace, table, number, **values) -> None:
+    key = next(iter(source.columns(workspace.source_file, table)))
+    changes = ", ".join(f"[{name}] = ?" for name in values)
+    workspace.execute_source(f"UPDATE [{table}] SET {changes} WHERE [{key}] = {number}", [tuple(values.values())])
+
+
+def _finding(result, table, identifier) -> dict:
+    findings = result.report["general"] if table is None else result.table(table)["findings"]
+    (found,) = (each for each in findings if each["id"] == identifier)
+    return found
+
+
+def _assert_only(result, *findings) -> None:
+    """`findings` are table, identifier, column, rows and keys of each."""
+    assert result.findings() == list(findings), result.text
+    assert result.code == (1 if findings else 0)
+    assert result.errors == ""
+
+
+def _value(workspace, table, column, number):
+    """The value of a column in the source, in the row with that number in its first column."""
+    rows = source.rows(workspace.source_file, table)
+    return next(row[column] for row in rows if next(iter(row.values())) == number)
+
+
+# Nothing to find.
+
+
+def test_a_clean_migration_has_no_findings(migrated):
+    result = check(migrated, "after")
+
+    _assert_only(result)
+    assert result.text.endswith(
+        f"\nComplete: all {ALL_ROWS} rows of the source are there as the migrator's rules let them through.\n"
+    )
+    assert result.report["run_ends_in"] is None
+    for table in result.report["tables"]:
+        expected = {"SystemData": 4, "Restrictions": 0}.get(table["table"], 3)
+        assert [table[rows] for rows in ("source_rows", "arriving_rows", "destination_rows")] == [expected] * 3
+    assert [table["table"] for table in result.report["tables"]] == list(sample_data.TABLES)
+    (fact,) = (fact for fact in result.report["facts"] if fact.startswith("Log: "))
+    assert re.fullmatch(r"Log: from [-\d]{10} [:\d]{8} to [-\d]{10} [:\d]{8}, 22 tables begun, 22 completed\.", fact)
+
+
+def test_nothing_changes_on_either_side(migrated):
+    def state():
+        rows = [
+            migrated.query_destination(f'SELECT xmin, ctid, * FROM "{table}" ORDER BY ctid')
+            for table in sample_data.TABLES
+        ]
+        sequences = migrated.query_destination("SELECT sequencename, last_value FROM pg_sequences ORDER BY 1")
+        return rows, sequences, hashlib.sha256(migrated.source_file.read_bytes()).digest(), migrated.log_file.read_text()
+
+    before = state()
+
+    check(migrated, "after")
+
+    assert state() == before
+
+
+def test_empty_tables_are_complete(new_workspace):
+    workspace = new_workspace()
+    workspace.run_redirected()
+
+    result = check(workspace, "after")
+
+    _assert_only(result)
+    assert result.text.endswith("\nComplete: all 1 row of the source are there as the migrator's rules let them through.\n")
+
+
+def test_the_order_of_the_rows_does_not_matter(migrated):
+    # Every row is written anew, the last first.
+    for table in sample_data.TABLES:
+        _damage(
+            migrated,
+            f'CREATE TEMPORARY TABLE kept AS SELECT * FROM "{table}" ORDER BY ctid DESC',
+            f'DELETE FROM "{table}"',
+            f'INSERT INTO "{table}" SELECT * FROM kept',
+        )
+
+    _assert_only(check(migrated, "after"))
+
+
+def test_numbers_that_the_destination_assigns_in_its_own_way(clean):
+    # What keeps its numbers would point elsewhere.
+    for table in ("GroupStopOrders", "StopOrders", "NegOrders", "ExportOrder"):
+        clean.execute_source(f"DELETE FROM {table}")
+    clean.execute_destination(
+        'ALTER TABLE "GroupDesc" ALTER "GroupID" SET START WITH 300 SET INCREMENT BY 50',
+        'ALTER TABLE "GroupOrders" ALTER "ID" SET START WITH -5 SET MINVALUE -100 SET INCREMENT BY -7',
+    )
+    clean.run_redirected()
+    assert clean.query_destination('SELECT "GroupID" FROM "GroupDesc" ORDER BY 1') == [(300,), (350,), (400,)]
+    assert clean.query_destination('SELECT "ID" FROM "GroupOrders" ORDER BY 1') == [(-19,), (-12,), (-5,)]
+
+    _assert_only(check(clean, "after"))
+
+
+@pytest.mark.parametrize("conversion", [0, 1])
+def test_texts_arrive_as_they_are(clean, conversion):
+    texts = ['"', "\\", ',")(', "a\nb", " ", "\ta ", "'", "{}?", "é", "", "NULL", "(1,2)", '""\\\\']
+    clean.execute_source("DELETE FROM ImportLog")
+    for number, text in enumerate(texts, start=1):
+        source.insert(clean.source_file, "ImportLog", ID=number, ImportType=text)
+    settings = data_sources.postgresql(clean.lab.postgres.port, clean.database)
+    clean.write_data_sources(destination=settings | {"LFConversion": conversion})
+    clean.run_redirected()
+    assert clean.query_destination('SELECT "ImportType" FROM "ImportLog" ORDER BY "ID"') == [(text,) for text in texts]
+
+    _assert_only(check(clean, "after"))
+
+
+def test_both_sides_in_another_encoding(shared_lab):
+    def fill(path):
+        flawed_source.create_clean(path)
+        lab.execute_on_file(path, "UPDATE ImportLog SET ImportType = ? WHERE ID = 2", [("Größe, señal €",)])
+
+    with shared_lab.workspace(fill, ("--codepage", "1252")) as workspace:
+        from_source = data_sources.sql_server(workspace.source_server.port, lab.SOURCE_DATABASE)
+        to_destination = data_sources.postgresql(shared_lab.postgres.port, workspace.database)
+        workspace.write_data_sources(
+            from_source | {"ClientCharset": "CP1252"},
+            to_destination | {"ConnSettings": "SET client_encoding TO 'WIN1252'"},
+        )
+        workspace.run_redirected()
+        assert workspace.query_destination('SELECT "ImportType" FROM "ImportLog" WHERE "ID" = 2') == [("Größe, señal €",)]
+
+        _assert_only(check(workspace, "after"))
+
+
+def test_the_sample_data_is_complete_whatever_points_elsewhere(shared_lab):
+    with shared_lab.workspace(sample_data.fill) as workspace:
+        workspace.run_redirected()
+
+        result = check(workspace, "after")
+
+    assert {identifier for _, identifier, *_ in result.findings()} == {"orphans"}
+    assert result.report["verdict"].startswith("Complete: all 382 rows of the source are there")
+
+
+# Rows.
+
+
+def test_missing_rows_of_a_table_with_its_own_keys(migrated):
+    migrated.execute_destination('DELETE FROM "LoadedPositions" WHERE "PosID" <> 2')
+
+    result = check(migrated, "after")
+
+    _assert_only(result, ("LoadedPositions", "rows-missing", None, 2, ["PosID = 1", "PosID = 3"]))
+    finding = _finding(result, "LoadedPositions", "rows-missing")
+    assert finding["cost"] == "rows-lost"
+    assert finding["text"] == (
+        "Rows that the migrator's rules let through are not there."
+        " The log counts them as migrated: they were lost later."
+    )
+    assert finding["query"] == {
+        "side": "source",
+        "text": "SELECT * FROM dbo.[LoadedPositions] WHERE ([PosID] = 1) OR ([PosID] = 3);",
+    }
+    assert result.table("LoadedPositions")["destination_rows"] == 1
+    assert result.report["verdict"] == "Different: LoadedPositions does not hold what the migrator's rules let through."
+
+
+def test_missing_rows_of_a_table_that_is_numbered_anew(migrated):
+    migrated.execute_destination('DELETE FROM "ImportLog" WHERE "ID" = 2')
+
+    result = check(migrated, "after")
+
+    _assert_only(result, ("ImportLog", "rows-missing", None, 1, ["ID = 2"]))
+    assert _finding(result, "ImportLog", "rows-missing")["arrives"] == ["row 2 in reading order"]
+
+
+def test_unexpected_rows(migrated):
+    migrated.execute_destination(
+        """INSERT INTO "SecMinQt" VALUES ('it''s', 'B', 1), ('A', 'B', 2)""",
+        """INSERT INTO "RatingAgencies" ("AgencyCode", "AgencyName") VALUES ('A', 'B')""",
+    )
+
+    result = check(migrated, "after")
+
+    _assert_only(
+        result,
+        ("SecMinQt", "rows-unexpected", None, 2, ["ClassCode = it's, SecCode = B", "ClassCode = A, SecCode = B"]),
+        ("RatingAgencies", "rows-unexpected", None, 1, ["AgencyID = 4"]),
+    )
+    assert _finding(result, "SecMinQt", "rows-unexpected")["query"] == {
+        "side": "destination",
+        "text": 'SELECT * FROM public."SecMinQt" WHERE ("ClassCode" = \'it\'\'s\' AND "SecCode" = \'B\')'
+        " OR (\"ClassCode\" = 'A' AND \"SecCode\" = 'B');",
+    }
+
+
+def test_changed_rows(migrated):
+    old = _value(migrated, "LoadedPositions", "LimitKind", 2)
+    migrated.execute_destination(
+        'UPDATE "LoadedPositions" SET "LimitKind" = 5 WHERE "PosID" = 2',
+        'UPDATE "SecGroups" SET "SecGName" = \'new\', "RAgencies" = -1 WHERE "ID" = 3',
+    )
+
+    result = check(migrated, "after")
+
+    _assert_only(
+        result,
+        ("SecGroups", "rows-different", None, 1, ["ID = 3"]),
+        ("LoadedPositions", "rows-different", "LimitKind", 1, ["PosID = 2"]),
+    )
+    finding = _finding(result, "LoadedPositions", "rows-different")
+    assert finding["arrives"] == [f"LimitKind is 5 instead of {old}"]
+    assert finding["text"] == "Rows do not hold what the migrator's rules bring, in LimitKind."
+    assert finding["query"] == {
+        "side": "destination",
+        "text": 'SELECT * FROM public."LoadedPositions" WHERE ("PosID" = 2);',
+    }
+    name = _value(migrated, "SecGroups", "SecGName", 3)
+    agencies = _value(migrated, "SecGroups", "RAgencies", 3)
+    assert _finding(result, "SecGroups", "rows-different")["arrives"] == [
+        f"SecGName is 'new' instead of '{name}', RAgencies is -1 instead of {agencies}"
+    ]
+
+
+def test_null_in_the_destination(migrated):
+    migrated.execute_destination(
+        'ALTER TABLE "SecMinQt" ALTER "MinQty" DROP NOT NULL', 'UPDATE "SecMinQt" SET "MinQty" = NULL'
+    )
+
+    result = check(migrated, "after")
+
+    ((table, identifier, column, rows, _),) = result.findings()
+    assert (table, identifier, column, rows) == ("SecMinQt", "rows-different", "MinQty", 3)
+    assert _finding(result, "SecMinQt", "rows-different")["arrives"][0].startswith("MinQty is NULL instead of ")
+
+
+def test_the_smallest_change_of_a_number(migrated):
+    migrated.execute_source("UPDATE LoadedPositions SET OpenBalance = 0.3 WHERE PosID = 1")
+    migrated.execute_destination('UPDATE "LoadedPositions" SET "OpenBalance" = 0.1::float8 + 0.2 WHERE "PosID" = 1')
+
+    result = check(migrated, "after")
+
+    assert _finding(result, "LoadedPositions", "rows-different")["arrives"] == [
+        "OpenBalance is 0.30000000000000004 instead of 0.3"
+    ]
+
+
+def test_a_text_of_any_length_is_compared_to_its_end(migrated):
+    text = "x" * 100_000
+    migrated.execute_destination(
+        'ALTER TABLE "ImportLog" ALTER "ImportType" TYPE text',
+        f"""UPDATE "ImportLog" SET "ImportType" = '{text}' WHERE "ID" = 1""",
+        f"""UPDATE "ImportLog" SET "ImportType" = "ImportType" || ' ' WHERE "ID" = 2""",
+    )
+
+    result = check(migrated, "after")
+
+    _assert_only(result, ("ImportLog", "rows-different", "ImportType", 2, ["ID = 1", "ID = 2"]))
+    first, second = _finding(result, "ImportLog", "rows-different")["arrives"]
+    kinds = [_value(migrated, "ImportLog", "ImportType", number) for number in (1, 2)]
+    assert first == f"ImportType is '{'x' * 99} ...' of 100000 bytes instead of '{kinds[0]}'"
+    assert second == f"ImportType is '{kinds[1]} ' instead of '{kinds[1]}'"
+
+
+def test_one_of_two_equal_rows_is_missing(clean):
+    clean.execute_destination('ALTER TABLE "SecMinQt" DROP CONSTRAINT "SecMinQt_pkey"')
+    clean.execute_source("DELETE FROM SecMinQt")
+    for _ in range(2):
+        source.insert(clean.source_file, "SecMinQt", ClassCode="A", SecCode="B", MinQty=7)
+    clean.run_redirected()
+    clean.execute_destination('DELETE FROM "SecMinQt" WHERE ctid = (SELECT min(ctid) FROM "SecMinQt")')
+
+    _assert_only(
+        check(clean, "after"), ("SecMinQt", "rows-missing", None, 1, ["ClassCode = A, SecCode = B"])
+    )
+
+
+def test_the_first_five_of_many_rows(shared_lab):
+    def fill(path):
+        flawed_source.create_clean(path)
+        lab.execute_on_file(path, "DELETE FROM LoadedPositions", [()])
+        for number in range(1, 101):
+            source.insert(path, "LoadedPositions", PosID=number, FirmID="F")
+
+    with shared_lab.workspace(fill) as workspace:
+        workspace.run_redirected()
+        workspace.execute_destination(
+            'DELETE FROM "LoadedPositions" WHERE "PosID" % 3 = 0',
+            'UPDATE "LoadedPositions" SET "FirmID" = \'X\' WHERE "PosID" % 3 = 1',
+        )
+
+        result = check(workspace, "after")
+
+    _assert_only(
+        result,
+        ("LoadedPositions", "rows-missing", None, 33, [f"PosID = {number}" for number in (3, 6, 9, 12, 15)]),
+        ("LoadedPositions", "rows-different", "FirmID", 34, [f"PosID = {number}" for number in (1, 4, 7, 10, 13)]),
+    )
+
+
+# References.
+
+
+def test_rows_that_follow_a_changed_row_are_not_different(migrated):
+    migrated.execute_destination(
+        'UPDATE "GroupDesc" SET "GroupName" = \'new\' WHERE "GroupID" = 2',
+        'UPDATE "GroupOrders" SET "Price" = 77 WHERE "ID" = 1',
+    )
+
+    result = check(migrated, "after")
+
+    _assert_only(
+        result,
+        ("GroupDesc", "rows-different", "GroupName", 1, ["GroupID = 2"]),
+        ("GroupOrders", "rows-different", "Price", 1, ["ID = 1"]),
+    )
+
+
+def test_a_row_that_refers_to_another_one(migrated):
+    before = migrated.query_destination('SELECT "GroupOrderID" FROM "Orders" WHERE "OrderID" = 2')[0][0]
+    after = before % 3 + 1
+    migrated.execute_destination(f'UPDATE "Orders" SET "GroupOrderID" = {after} WHERE "OrderID" = 2')
+
+    result = check(migrated, "after")
+
+    _assert_only(result, ("Orders", "rows-different", "GroupOrderID", 1, ["OrderID = 2"]))
+    assert _finding(result, "Orders", "rows-different")["arrives"] == [f"GroupOrderID is {after} instead of {before}"]
+
+
+def test_groups_that_changed_places(clean):
+    for table in ("Clients", "GroupOrders", "GroupNegOrders"):
+        clean.execute_source(f"UPDATE {table} SET GroupID = 1")
+    clean.execute_source("UPDATE GroupOrders SET GroupID = 3 WHERE ID = 2")
+    clean.run_redirected()
+    # What follows them keeps its numbers, which are now another group's.
+    _damage(
+        clean,
+        *(
+            f'UPDATE "GroupDesc" SET "GroupID" = {new} WHERE "GroupID" = {old}'
+            for old, new in ((1, 99), (2, 1), (99, 2))
+        ),
+    )
+
+    result = check(clean, "after")
+
+    # The group is part of a client's key.
+    assert [finding[:4] for finding in result.findings()] == [
+        ("Clients", "rows-missing", None, 3),
+        ("Clients", "rows-unexpected", None, 3),
+        ("GroupOrders", "rows-different", "GroupID", 2),
+        ("GroupNegOrders", "rows-different", "GroupID", 3),
+    ]
+    assert _finding(result, "GroupOrders", "rows-different")["arrives"] == ["GroupID is 1 instead of 2"] * 2
+
+
+def test_translated_references_to_rows_that_are_not_there(migrated):
+    orders = migrated.query_destination('SELECT "OrderID" FROM "Orders" WHERE "GroupOrderID" = 3 ORDER BY 1')
+    _damage(migrated, 'DELETE FROM "GroupOrders" WHERE "ID" = 3', 'UPDATE "Orders" SET "GroupOrderID" = 99 WHERE "OrderID" = 1')
+
+    result = check(migrated, "after")
+
+    orphans = sorted({1, *(number for (number,) in orders)})
+    finding = _finding(result, "Orders", "orphans")
+    assert (finding["column"], finding["rows"], finding["keys"]) == (
+        "GroupOrderID",
+        len(orphans),
+        [f"OrderID = {number}" for number in orphans],
+    )
+    assert finding["cost"] == "wrong-row"
+    assert ("GroupOrders", "rows-missing", None, 1, ["ID = 3"]) in result.findings()
+    assert "GroupOrderID is 99 instead of" in " ".join(_finding(result, "Orders", "rows-different")["arrives"])
+
+
+def test_kept_references_to_rows_that_are_not_there(clean):
+    # 9 is in the source and will get number 4; 77 is nowhere.
+    source.insert(clean.source_file, "SecGroups", ID=9, SecGCode="nine")
+    clean.execute_source("UPDATE SecGrMemb SET GroupID = 1")
+    for member, group in enumerate((9, 77, 9), start=1):
+        source.insert(clean.source_file, "SecGrMemb", GroupID=group, MembType="T", MembCode="M", MembID=member)
+    clean.run_redirected()
+
+    result = check(clean, "after")
+
+    keys = [f"GroupID = 9, MembType = T, MembCode = M, MembClass = , MembID = {member}" for member in (1, 3)]
+    _assert_only(result, ("SecGrMemb", "orphans", "GroupID", 2, keys))
+    assert result.report["verdict"].startswith("Complete: ")
+    shown = _finding(result, "SecGrMemb", "orphans")["query"]["text"]
+    assert len(clean.query_destination(shown)) == 3
+
+
+def test_prices_of_a_security_that_is_not_there(migrated):
+    migrated.execute_source("UPDATE LoadedSecuritiesClientPrices SET SecID = 2")
+    _damage(
+        migrated,
+        'UPDATE "LoadedSecuritiesClientPrices" SET "SecID" = 2',
+        'DELETE FROM "LoadedSecurities" WHERE "SecID" = 2',
+    )
+
+    result = check(migrated, "after")
+
+    finding = _finding(result, "LoadedSecuritiesClientPrices", "orphans")
+    assert (finding["column"], finding["rows"]) == ("SecID", 3)
+    assert [identifier for _, identifier, *_ in result.findings()] == ["rows-missing", "orphans"]
+
+
+def test_a_pool_that_is_null_refers_to_nothing(clean):
+    clean.execute_source("UPDATE ExportOrder SET PoolID = NULL")
+    clean.run_redirected()
+    assert clean.query_destination('SELECT "PoolID" FROM "ExportOrder"') == [(-1,)] * 3
+
+    _assert_only(check(clean, "after"))
+
+
+def test_orders_in_a_pool_that_is_not_there(clean):
+    # Pools 2 and 3: an order of pool 2 arrives at the pool that was read second.
+    clean.execute_source("DELETE FROM PoolOrders WHERE PoolID = 1")
+    clean.execute_source("UPDATE OrdersInPool SET PoolID = 2")
+    clean.execute_source("UPDATE ExportOrder SET PoolID = NULL")
+    clean.run_redirected()
+    assert clean.query_destination('SELECT "PoolID" FROM "OrdersInPool"') == [(3,)] * 3
+
+    _assert_only(
+        check(clean, "after"),
+        ("OrdersInPool", "orphans", "PoolID", 3, ["OrderID = 1", "OrderID = 2", "OrderID = 3"]),
+    )
+
+
+def test_rows_of_the_same_content_cannot_be_told_apart(clean):
+    clean.execute_source("DELETE FROM GroupOrders WHERE ID > 1")
+    (first,) = source.rows(clean.source_file, "GroupOrders")
+    for number in (2, 3):
+        source.insert(clean.source_file, "GroupOrders", **first | {"ID": number, "BWCounter": number})
+    clean.execute_source("UPDATE GroupOrders SET Price = 4711 WHERE ID = 3")
+    clean.execute_source("UPDATE Orders SET GroupOrderID = OrderID")
+    clean.run_redirected()
+
+    result = check(clean, "after")
+
+    _assert_only(result, ("Orders", "match-ambiguous", "GroupOrderID", 2, ["OrderID = 1", "OrderID = 2"]))
+    assert result.report["verdict"].startswith("Complete: ")
+
+
+def test_rows_of_the_same_content_that_nobody_refers_to(clean):
+    (first, *_) = source.rows(clean.source_file, "GroupDesc")
+    source.insert(clean.source_file, "GroupDesc", **first | {"GroupID": 4})
+    for table in ("Clients", "GroupOrders", "GroupNegOrders"):
+        clean.execute_source(f"UPDATE {table} SET GroupID = 2")
+    clean.run_redirected()
+
+    _assert_only(check(clean, "after"))
+
+
+# Identities.
+
+
+def test_an_identity_whose_next_number_is_there_already(migrated):
+    migrated.execute_destination("""SELECT setval('"Orders_OrderID_seq"', 1)""")
+
+    result = check(migrated, "after")
+
+    _assert_only(result, ("Orders", "identity-collides", "OrderID", 2, ["OrderID = 2", "OrderID = 3"]))
+    finding = _finding(result, "Orders", "identity-collides")
+    assert finding["query"]["text"] == (
+        'SELECT last_value, is_called FROM public."Orders_OrderID_seq";\n'
+        'SELECT "OrderID" FROM public."Orders" WHERE "OrderID" >= 2 ORDER BY 1;'
+    )
+    assert result.report["verdict"].startswith("Complete: ")
+
+
+def test_an_identity_that_steps_over_what_is_there(migrated):
+    # 5, 15, 25 ...: never a number from 1 to 3 plus a multiple of ten.
+    migrated.execute_destination(
+        """ALTER SEQUENCE "Orders_OrderID_seq" INCREMENT BY 10""",
+        """SELECT setval('"Orders_OrderID_seq"', 5, false)""",
+        'UPDATE "Orders" SET "OrderID" = "OrderID" + 100',
+    )
+
+    result = check(migrated, "after")
+
+    assert "identity-collides" not in [identifier for _, identifier, *_ in result.findings()]
+
+
+# The end of the run.
+
+
+def test_a_run_that_its_rules_end(clean):
+    clean.execute_source("UPDATE Orders SET GroupOrderID = 77 WHERE OrderID = 2")
+    clean.run_redirected()
+
+    result = check(clean, "after")
+
+    behind = sample_data.TABLES[sample_data.TABLES.index("Orders") + 1 :]
+    _assert_only(
+        result,
+        ("Orders", "run-ended", None, 2, []),
+        *((table, "table-not-migrated", None, 3, []) for table in behind if table != "Restrictions"),
+    )
+    assert _finding(result, "Orders", "run-ended")["text"] == (
+        "The run ended here: the log ends with: invalid map<K, T> key. Of 3 rows of the source 1 is there."
+        " By the rules GroupOrderID of row 2 in reading order names no migrated row."
+    )
+    assert result.report["run_ends_in"] == "Orders"
+    assert result.report["verdict"] == (
+        "Incomplete: the run ended in Orders, because the log ends with: invalid map<K, T> key."
+        " 16 tables behind it are not as migrated."
+    )
+
+
+def test_a_run_that_its_rules_end_and_no_log(clean):
+    clean.execute_source("UPDATE Orders SET GroupOrderID = 77 WHERE OrderID = 2")
+    clean.run_redirected()
+    clean.log_file.unlink()
+
+    result = check(clean, "after")
+
+    assert result.report["verdict"] == (
+        "Incomplete: the run ended in Orders, because GroupOrderID of row 2 in reading order names no migrated row."
+        " 16 tables behind it are not as migrated."
+    )
+    assert _finding(result, "Orders", "run-ended")["rows"] == 2
+
+
+def test_a_run_that_the_destination_ended(clean):
+    clean.execute_destination('ALTER TABLE "StopOrders" ADD CHECK ("OrderID" < 3)')
+    clean.run_redirected()
+
+    result = check(clean, "after")
+
+    assert [finding[:4] for finding in result.findings()] == [
+        ("StopOrders", "run-ended", None, 1),
+        ("GroupNegOrders", "table-not-migrated", None, 3),
+        ("NegOrders", "table-not-migrated", None, 3),
+        ("ExportOrder", "table-not-migrated", None, 3),
+    ]
+    assert result.report["verdict"].startswith(
+        "Incomplete: the run ended in StopOrders, because the log ends with: SQL Error: State = 23514"
+    )
+    assert '"StopOrders_OrderID_check"' in result.report["verdict"]
+    assert "\n" not in result.report["verdict"]
+
+
+def test_a_run_that_could_not_empty_a_table(clean):
+    clean.run_redirected()
+    clean.execute_destination(
+        'CREATE TABLE "Other" ("Sec" integer REFERENCES "LoadedPositions")', 'UPDATE "SecMinQt" SET "MinQty" = 5'
+    )
+    clean.run_redirected()
+
+    result = check(clean, "after")
+
+    # What was migrated before is still there: nothing is lost but what was changed.
+    assert [finding[:4] for finding in result.findings()] == [("LoadedPositions", "run-ended", None, 0)]
+    assert result.report["run_ends_in"] == "LoadedPositions"
+
+
+def test_rows_from_before_in_a_table_that_was_not_reached(clean):
+    clean.execute_destination(
+        "INSERT INTO \"SecMinQt\" VALUES ('OLD', 'OLD', 1)", 'ALTER TABLE "SecGroups" ADD CHECK ("ID" < 2)'
+    )
+    clean.run_redirected()
+
+    result = check(clean, "after")
+
+    assert result.report["run_ends_in"] == "SecGroups"
+    finding = _finding(result, "SecMinQt", "table-not-migrated")
+    assert finding["rows"] == 3
+    assert finding["text"] == "The run ended before this table. What it holds, 1 row, is from before."
+
+
+def test_a_killed_run(shared_lab):
+    def fill(path):
+        flawed_source.create_clean(path)
+        for number in range(4, 501):
+            source.insert(path, "LoadedPositions", PosID=number, FirmID="F")
+
+    def kill_in_the_middle(process):
+        while workspace.query_destination('SELECT count(*) FROM "LoadedPositions"')[0][0] < 20:
+            time.sleep(0.01)
+        process.kill()
+
+    with shared_lab.workspace(fill, ("--delay", "LoadedPositions:5")) as workspace:
+        workspace.run_redirected(meanwhile=kill_in_the_middle)
+
+        result = check(workspace, "after")
+
+        there = workspace.query_destination('SELECT count(*) FROM "LoadedPositions"')[0][0]
+        assert result.report["run_ends_in"] == "LoadedPositions"
+        assert _finding(result, "LoadedPositions", "run-ended")["rows"] == 500 - there
+        assert {identifier for _, identifier, *_ in result.findings()} == {"run-ended", "table-not-migrated"}
+
+        workspace.log_file.unlink()
+        result = check(workspace, "after")
+
+    assert result.report["run_ends_in"] == "LoadedPositions"
+    assert result.report["verdict"].startswith(
+        "Incomplete: the run ended in LoadedPositions, because rows are missing from there on, and no log says why."
+    )
+
+
+def test_rows_that_the_rules_do_not_let_through(clean):
+    _update_source(clean, "LoadedPositions", 2, OpenBalance=None)
+    clean.run_redirected()
+
+    result = check(clean, "after")
+
+    _assert_only(result, ("LoadedPositions", "table-ended-early", None, 2, []))
+    finding = _finding(result, "LoadedPositions", "table-ended-early")
+    assert finding["cost"] == "rows-lost"
+    assert finding["text"] == (
+        "The migrator's rules end the table before the source does: OpenBalance is NULL in row 2 in reading order."
+        " The rows from there on do not arrive."
+    )
+    table = result.table("LoadedPositions")
+    assert [table[rows] for rows in ("source_rows", "arriving_rows", "destination_rows")] == [3, 1, 1]
+    assert result.report["verdict"] == (
+        f"Complete as the migrator's rules go: all {ALL_ROWS - 2} rows that they let through are there, but 2 rows of the"
+        " source did not arrive, in LoadedPositions."
+    )
+
+
+def test_a_different_table_and_an_end(clean):
+    clean.execute_source("UPDATE Orders SET GroupOrderID = 77 WHERE OrderID = 2")
+    clean.run_redirected()
+    clean.execute_destination('UPDATE "Clients" SET "Num" = 5')
+
+    result = check(clean, "after")
+
+    assert ("Clients", "rows-different", "Num", 3) in [finding[:4] for finding in result.findings()]
+    assert result.report["verdict"].endswith(" Different as well: Clients.")
+
+
+# The log.
+
+
+def test_no_log(migrated):
+    migrated.log_file.unlink()
+
+    result = check(migrated, "after")
+
+    _assert_only(result, (None, "log-missing", None, None, []))
+    assert result.report["verdict"].startswith("Complete: ")
+
+
+def test_a_log_of_another_run(migrated):
+    text = migrated.log_file.read_text()
+    lines = [line for line in text.splitlines(keepends=True) if " :: insert row(3): [PosID]" not in line]
+    changed = "".join(lines).replace(
+        "LoadedPositions table. Total rows read = 3 Total migrated rows = 3",
+        "LoadedPositions table. Total rows read = 2 Total migrated rows = 2",
+    )
+    assert changed != text
+    migrated.log_file.write_text(changed)
+
+    result = check(migrated, "after")
+
+    _assert_only(result, (None, "log-stale", None, None, []))
+    assert "in LoadedPositions:" in _finding(result, None, "log-stale")["text"]
+    assert result.report["verdict"].startswith("Complete: ")
+
+
+def test_the_log_of_a_run_that_was_refused_later(migrated):
+    migrated.execute_source("UPDATE SystemData SET KeyValue = '30' WHERE KeyName = 'dbver'")
+    migrated.run_redirected()
+    migrated.execute_source("UPDATE SystemData SET KeyValue = '29' WHERE KeyName = 'dbver'")
+
+    result = check(migrated, "after")
+
+    _assert_only(result, (None, "log-stale", None, None, []))
+    assert "Migration is possible only for version 29" in _finding(result, None, "log-stale")["text"]
+    assert result.report["verdict"].startswith("Complete: ")
+
+
+def test_a_run_that_was_refused(clean):
+    clean.execute_source("UPDATE SystemData SET KeyValue = '30' WHERE KeyName = 'dbver'")
+    clean.run_redirected()
+    clean.execute_source("UPDATE SystemData SET KeyValue = '29' WHERE KeyName = 'dbver'")
+
+    result = check(clean, "after")
+
+    assert result.report["run_ends_in"] == "SystemData"
+    assert result.report["verdict"].startswith(
+        "Incomplete: the run ended in SystemData, because the log ends with: Error: Migration is possible only for"
+        " version 29 of the Brantwell database. 20 tables"
+    )
+
+
+def test_what_is_no_log(migrated):
+    migrated.log_file.write_text("Dear diary,\n")
+
+    result = check(migrated, "after")
+
+    _assert_only(result, (None, "log-unclear", None, None, []))
+    assert result.report["verdict"].startswith("Complete: ")
+
+
+def test_a_log_with_entries_in_its_texts(clean):
+    # The last column of its table, filled with what looks like an error.
+    text = "x;\n2026-11-21 06:31:12 :: SQL Error: none"
+    clean.execute_source("UPDATE Clients SET Comment = ?", [(text,)])
+    clean.run_redirected()
+    assert clean.log_file.read_text().count(":: SQL Error: none;") == 3
+
+    result = check(clean, "after")
+
+    _assert_only(result)
+    assert any("3 lines of it looked like entries" in fact for fact in result.report["facts"])
+
+
+# What cannot be checked.
+
+
+def test_only_some_tables(migrated):
+    migrated.execute_destination('UPDATE "Orders" SET "Qty" = 4711', 'DELETE FROM "SecMinQt"')
+
+    result = check(migrated, "after", "--tables", "Orders,OrdersInPool")
+
+    assert [table["table"] for table in result.report["tables"]] == ["Orders", "OrdersInPool"]
+    assert [finding[:4] for finding in result.findings()] == [("Orders", "rows-different", "Qty", 3)]
+    assert result.report["verdict"].endswith(" Only some tables were looked at.")
+
+
+def test_only_tables_that_the_run_did_not_reach(clean):
+    clean.execute_source("UPDATE Orders SET GroupOrderID = 77")
+    clean.run_redirected()
+
+    result = check(clean, "after", "--tables", "SecMinQt")
+
+    assert [finding[:4] for finding in result.findings()] == [
+        (None, "run-ended", None, None),
+        ("SecMinQt", "table-not-migrated", None, 3),
+    ]
+    assert result.report["run_ends_in"] == "Orders"
+
+
+def test_a_table_that_is_not_there(migrated):
+    migrated.execute_destination('DROP TABLE "SecMinQt"')
+
+    result = check(migrated, "after")
+
+    _assert_only(result, ("SecMinQt", "table-missing", None, 3, []))
+    assert result.report["verdict"] == "Different: SecMinQt does not hold what the migrator's rules let through."
+
+
+def test_a_column_that_is_not_there(migrated):
+    migrated.execute_destination('ALTER TABLE "SecMinQt" DROP COLUMN "MinQty"')
+
+    result = check(migrated, "after")
+
+    assert result.code == 2
+    assert 'column "MinQty" does not exist' in result.errors
+    assert result.report is None
+
+
+def test_a_table_that_may_not_be_read(migrated):
+    migrated.execute_destination('ALTER TABLE "SecMinQt" OWNER TO CURRENT_USER')
+
+    result = check(migrated, "after")
+
+    assert result.code == 2
+    assert "permission denied for table SecMinQt" in result.errors
+
+
+def test_a_source_that_breaks_off(migrated):
+    migrated.restart_source(server_options=("--break-after", "LoadedPositions:2"))
+
+    result = check(migrated, "after")
+
+    assert result.code == 2
+    assert result.errors != ""
+    assert result.report is None
+
+
+def test_a_source_that_fails(migrated):
+    migrated.restart_source(server_options=("--error-after", "LoadedPositions:2"))
+
+    assert check(migrated, "after").code == 2
+
+
+# The rules are stated twice: by the program that was run, and by the one that looks at it.
+
+_SEEDS = 60
+_SEEDS_OF_A_TEST = 10
+_DAMAGES = ("nothing", "delete", "change", "add")
+
+
+@pytest.fixture(scope="module")
+def flawed(shared_lab):
+    with shared_lab.workspace() as started:
+        yield started
+
+
+def _unfinished_table(console) -> str | None:
+    complete = re.findall(r"^Complete migrate (\w+) table", console, re.MULTILINE)
+    return None if len(complete) == len(sample_data.TABLES) else sample_data.TABLES[len(complete)]
+
+
+def _damage_at_random(workspace, chance, tables) -> tuple[str, str, int]:
+    """Deletes, changes or adds rows of one table that others do not follow; returns its name, what was done and to how
+    many rows."""
+    table = chance.choice(tables)
+    (count,) = workspace.query_destination(f'SELECT count(*) FROM "{table}"')[0]
+    damage = chance.choice(_DAMAGES)
+    if not count or damage == "nothing":
+        return table, "nothing", 0
+    rows = chance.randint(1, count)
+    some = f'ctid IN (SELECT ctid FROM "{table}" ORDER BY ctid LIMIT {rows})'
+    if damage == "delete":
+        _damage(workspace, f'DELETE FROM "{table}" WHERE {some}')
+    elif damage == "change":
+        _damage(workspace, f'UPDATE "{table}" SET "Price" = -4711.25 WHERE {some}')
+    else:
+        key = "OrderID" if table in ("Orders", "StopOrders", "OrdersInPool") else "ID"
+        key = "OrderId" if table == "NegOrders" else key
+        _damage(
+            workspace,
+            f'CREATE TEMPORARY TABLE added AS SELECT * FROM "{table}" WHERE {some}',
+            f'UPDATE added SET "{key}" = "{key}" + 5000, "Price" = -4711.25',
+            f'INSERT INTO "{table}" SELECT * FROM added',
+        )
+    return table, damage, rows
+
+
+@pytest.mark.parametrize("first", range(0, _SEEDS, _SEEDS_OF_A_TEST))
+def test_the_rules_are_the_migrators(flawed, first):
+    for seed in range(first, first + _SEEDS_OF_A_TEST):
+        flaws = flawed_source.create(flawed.source_file, seed, flaws=seed % 3)
+        flawed_source.empty_destination(flawed)
+        run = flawed.run_redirected()
+        ended_in = _unfinished_table(run.console)
+        reached = sample_data.TABLES[: sample_data.TABLES.index(ended_in)] if ended_in else sample_data.TABLES
+        priced = [table for table in ("Orders", "OrdersInPool", "StopOrders", "NegOrders") if table in reached]
+        table, damage, rows = _damage_at_random(flawed, random.Random(seed), priced) if priced else (None, "nothing", 0)
+
+        result = check(flawed, "after")
+
+        context = f"seed {seed}: {flaws}, {damage} {rows} of {table}\n{result.text}\n{result.errors}"
+        assert result.code in (0, 1), context
+        assert result.report["run_ends_in"] == ended_in, context
+        found = {
+            (name, identifier): count
+            for name, identifier, _, count, _ in result.findings()
+            if identifier.startswith(("rows-", "log-"))
+        }
+        expected = {"delete": "rows-missing", "change": "rows-different", "add": "rows-unexpected"}
+        assert found == ({(table, expected[damage]): rows} if damage != "nothing" else {}), context

@@ -1,0 +1,282 @@
+#include "check/text_report.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+
+namespace check {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+std::string Printed(const Report& report, Colour colour = Colour::Off) {
+  std::ostringstream stream;
+  PrintReport(stream, report, colour);
+  return stream.str();
+}
+
+TableReport Table(const std::string& name, std::vector<Finding> findings = {}) {
+  return {.table = name,
+          .sourceRows = 24,
+          .arrivingRows = 20,
+          .destinationRows = std::nullopt,
+          .unchangedRows = 18,
+          .milliseconds = 1234,
+          .findings = std::move(findings)};
+}
+
+Finding Found(const std::string& id, Cost cost, const std::string& text = "It is so.") {
+  Finding finding;
+  finding.id = id;
+  finding.cost = cost;
+  finding.text = text;
+  return finding;
+}
+
+TEST(TextReport, WithoutFindings) {
+  Report report;
+  report.facts = {"Source: Microsoft SQL Server", "Destination: PostgreSQL"};
+  report.tables = {Table("SystemData"), Table("LoadedSecuritiesClientPrices")};
+  report.verdict = "The run ends by itself.";
+
+  EXPECT_EQ(Printed(report),
+            R"(bw_db_check before
+
+Source: Microsoft SQL Server
+Destination: PostgreSQL
+
+Table                                 Source      Arriving     Unchanged          Time
+SystemData                                24            20            18       1.234 s
+LoadedSecuritiesClientPrices              24            20            18       1.234 s
+
+The run ends by itself.
+)");
+}
+
+TEST(TextReport, WithFindings) {
+  Report report;
+  report.facts = {"Source: Microsoft SQL Server"};
+  report.general = {Found("no-right", Cost::RunRefused, "The login may not read Clients.")};
+  Finding lost = Found("null-ends-table", Cost::RowsLost, "A NULL ends the table.");
+  lost.column = "Comment";
+  lost.rows = 4;
+  lost.keys = {"ClientCode = A", "ClientCode = B"};
+  lost.query = Query{Side::Source, "SELECT [ClientCode]\n  FROM [dbo].[Clients]\n WHERE [Comment] IS NULL;\n"};
+  Finding one = Found("trigger", Cost::CannotForesee, "A trigger is there.");
+  one.rows = 1;
+  one.query = Query{Side::Destination, "SELECT 1;"};
+  report.tables = {Table("SystemData"), Table("Clients", {lost, one}), Table("Orders"), Table("SecGroups")};
+  report.verdict = "The run ends in Clients.";
+
+  EXPECT_EQ(Printed(report),
+            R"(bw_db_check before
+
+Source: Microsoft SQL Server
+
+General
+  Run refused [no-right]
+    The login may not read Clients.
+
+Table                                 Source      Arriving     Unchanged          Time
+SystemData                                24            20            18       1.234 s
+
+Clients                                   24            20            18       1.234 s
+  Rows lost, Comment, 4 rows [null-ends-table]
+    A NULL ends the table.
+    First rows: ClientCode = A; ClientCode = B
+    SQL on the source:
+      SELECT [ClientCode]
+        FROM [dbo].[Clients]
+       WHERE [Comment] IS NULL;
+  Cannot foresee, 1 row [trigger]
+    A trigger is there.
+    SQL on the destination:
+      SELECT 1;
+
+Orders                                    24            20            18       1.234 s
+SecGroups                                 24            20            18       1.234 s
+
+The run ends in Clients.
+)");
+}
+
+TEST(TextReport, AfterARunShowsTheDestinationsRows) {
+  Report report;
+  report.command = Command::After;
+  TableReport table = Table("Clients");
+  table.destinationRows = 19;
+  table.sourceRows.reset();
+  table.milliseconds = 7;
+  report.tables = {table};
+  report.verdict = "different";
+
+  EXPECT_EQ(Printed(report),
+            R"(bw_db_check after
+
+Table                                 Source      Expected   Destination          Time
+Clients                                    -            20            19       0.007 s
+
+different
+)");
+}
+
+TEST(TextReport, FindingsAreSortedByCostAndStayInOrderOtherwise) {
+  Report report;
+  report.tables = {
+      Table("Clients", {Found("g", Cost::CannotForesee), Found("f", Cost::TextCut), Found("e", Cost::ValueChanged),
+                        Found("d", Cost::WrongRow), Found("c2", Cost::RowsLost), Found("c1", Cost::RowsLost),
+                        Found("b", Cost::RunEnds), Found("a", Cost::RunRefused)})};
+
+  EXPECT_THAT(Printed(report), HasSubstr(R"(
+  Run refused [a]
+    It is so.
+  Run ends [b]
+    It is so.
+  Rows lost [c2]
+    It is so.
+  Rows lost [c1]
+    It is so.
+  Wrong row [d]
+    It is so.
+  Value changed [e]
+    It is so.
+  Text cut [f]
+    It is so.
+  Cannot foresee [g]
+    It is so.
+)"));
+}
+
+TEST(TextReport, BreaksLongTextsBetweenWords) {
+  // With what stands in front, the first two words would take 101 bytes, and the next three take 100.
+  const std::string first(94, 'a');
+  const std::string third(37, 'c');
+  const std::string fourth(55, 'd');
+  const std::string tooLong(120, 'e');
+  Report report;
+  report.general = {Found("a", Cost::RunEnds, first + " bb  " + third + "\n" + fourth + " f " + tooLong + " g")};
+
+  EXPECT_THAT(Printed(report), HasSubstr("\n    " + first + "\n    bb " + third + " " + fourth + "\n    f\n    " +
+                                         tooLong + "\n    g\n"));
+}
+
+TEST(TextReport, KeysThatDoNotFitOnALineAreNotBroken) {
+  Report report;
+  Finding finding = Found("a", Cost::RunEnds);
+  finding.keys = {"Code = '" + std::string(60, 'a') + "  b'", "Code = '" + std::string(60, 'c') + "'"};
+  report.general = {finding};
+
+  EXPECT_THAT(Printed(report), HasSubstr("\n    First rows:\n      Code = '" + std::string(60, 'a') +
+                                         "  b'\n      Code = '" + std::string(60, 'c') + "'\n"));
+}
+
+TEST(TextReport, ShowsWhatArrivesBesideTheKey) {
+  Report report;
+  Finding finding = Found("a", Cost::ValueChanged);
+  finding.keys = {"ID = 7", "ID = 8", "ID = 9"};
+  finding.arrives = {"'65' arrives as 'A'", "", "'\xE9' arrives as ''"};
+  report.general = {finding};
+
+  EXPECT_THAT(Printed(report), HasSubstr("\n    First rows:\n      ID = 7: '65' arrives as 'A'\n"
+                                         "      ID = 8\n"
+                                         "      ID = 9: '\\xE9' arrives as ''\n"));
+}
+
+/// What the report shows of a query.
+std::string PrintedQuery(const std::string& sql) {
+  Report report;
+  Finding finding = Found("a", Cost::RunEnds);
+  finding.query = Query{Side::Source, sql};
+  report.general = {finding};
+  const std::string printed = Printed(report);
+  const std::string before = "    SQL on the source:\n";
+  const std::size_t begin = printed.find(before) + before.size();
+  return printed.substr(begin, printed.find("\n\n", begin) + 1 - begin);
+}
+
+TEST(TextReport, BreaksLongQueriesWhereThatMeansNothing) {
+  const std::string ninetyTwo(92, 'a');
+  EXPECT_EQ(PrintedQuery(ninetyTwo + " b"), "      " + ninetyTwo + " b\n");
+  EXPECT_EQ(PrintedQuery("a " + ninetyTwo + " b"), "      a " + ninetyTwo + "\n      b\n");
+  EXPECT_EQ(PrintedQuery(ninetyTwo + " bb c"), "      " + ninetyTwo + "\n      bb c\n");
+  EXPECT_EQ(PrintedQuery(ninetyTwo + ninetyTwo + " b c"), "      " + ninetyTwo + ninetyTwo + "\n      b c\n");
+  EXPECT_EQ(PrintedQuery(ninetyTwo + ninetyTwo), "      " + ninetyTwo + ninetyTwo + "\n");
+}
+
+TEST(TextReport, BreaksNoQueryInsideQuotes) {
+  const std::string blanks(90, ' ');
+  for (const std::string& quoted : {"'it''s" + blanks + "'", "\"a name" + blanks + "\"", "[a 'name" + blanks + "]"}) {
+    EXPECT_EQ(PrintedQuery("SELECT " + quoted + " FROM t;"), "      SELECT\n      " + quoted + "\n      FROM t;\n");
+  }
+}
+
+TEST(TextReport, BreaksNoQueryWithAComment) {
+  const std::string query = "SELECT 1; -- " + std::string(60, 'a') + " " + std::string(60, 'b');
+  EXPECT_EQ(PrintedQuery(query), "      " + query + "\n");
+}
+
+TEST(TextReport, ShowsControlCharactersAsNumbersEverywhere) {
+  Report report;
+  report.facts = {"fact\x1b[2J"};
+  Finding finding = Found("a", Cost::RunEnds, "text\x07");
+  finding.keys = {"Code = 'a\nb\xE9'"};
+  finding.query = Query{Side::Source, "SELECT\t'\x1b';"};
+  report.general = {finding};
+  report.verdict = "end\x1b[0m";
+
+  const std::string printed = Printed(report);
+  EXPECT_THAT(printed, HasSubstr("\nfact\\x1B[2J\n"));
+  EXPECT_THAT(printed, HasSubstr("\n    text\\x07\n"));
+  EXPECT_THAT(printed, HasSubstr("\n    First rows: Code = 'a\\x0Ab\\xE9'\n"));
+  EXPECT_THAT(printed, HasSubstr("\n      SELECT\t'\\x1B';\n"));
+  EXPECT_THAT(printed, HasSubstr("\nend\\x1B[0m\n"));
+}
+
+TEST(TextReport, ColoursTheCostAndTheVerdict) {
+  Report report;
+  report.general = {Found("a", Cost::RunEnds), Found("b", Cost::WrongRow)};
+  report.verdict = "The run ends.";
+
+  const std::string printed = Printed(report, Colour::On);
+  EXPECT_THAT(printed, HasSubstr("  \x1b[1;31mRun ends\x1b[0m [a]\n"));
+  EXPECT_THAT(printed, HasSubstr("  \x1b[1;33mWrong row\x1b[0m [b]\n"));
+  EXPECT_THAT(printed, HasSubstr("\n\x1b[1;33mThe run ends.\x1b[0m\n"));
+  EXPECT_THAT(Printed(report, Colour::Off), Not(HasSubstr("\x1b")));
+
+  report.general.clear();
+  EXPECT_THAT(Printed(report, Colour::On), HasSubstr("\n\x1b[1;32mThe run ends.\x1b[0m\n"));
+}
+
+TEST(Printable, KeepsLettersOfUtf8) {
+  const std::string letters = "a~ \xC3\xA9 \xE2\x82\xAC \xF0\x9F\x93\x88 \xC2\xA0";
+  EXPECT_EQ(Printable(letters), letters);
+}
+
+TEST(Printable, ShowsControlCharactersAsNumbers) {
+  EXPECT_EQ(Printable(std::string("\0\t\n\x1F\x7F", 5)), "\\x00\\x09\\x0A\\x1F\\x7F");
+  // Those with eight bits end where the letters begin.
+  EXPECT_EQ(Printable("\xC2\x80\xC2\x9B\xC2\x9F"), "\\xC2\\x80\\xC2\\x9B\\xC2\\x9F");
+}
+
+TEST(Printable, ShowsBytesThatAreNoUtf8AsNumbers) {
+  EXPECT_EQ(Printable("\xEF\xE0\xF0"), "\\xEF\\xE0\\xF0");
+  EXPECT_EQ(Printable("caf\xE9"), "caf\\xE9");
+  EXPECT_EQ(Printable("\xC3"), "\\xC3");             // The second byte is missing.
+  EXPECT_EQ(Printable("\xE2\x82z"), "\\xE2\\x82z");  // The third byte is missing.
+  EXPECT_EQ(Printable("\xC0\xAF"), "\\xC0\\xAF");    // A longer form of a shorter letter.
+  EXPECT_EQ(Printable("\xE0\x9F\xBF"), "\\xE0\\x9F\\xBF");
+  EXPECT_EQ(Printable("\xF0\x8F\xBF\xBF"), "\\xF0\\x8F\\xBF\\xBF");
+  EXPECT_EQ(Printable("\xED\xA0\x80"), "\\xED\\xA0\\x80");           // A surrogate.
+  EXPECT_EQ(Printable("\xF4\x90\x80\x80"), "\\xF4\\x90\\x80\\x80");  // Behind the last letter.
+  EXPECT_EQ(Printable("\xFF"), "\\xFF");
+}
+
+TEST(Printable, KeepsWhatItIsToldTo) {
+  EXPECT_EQ(Printable("a\nb\tc", "\n"), "a\nb\\x09c");
+}
+
+}  // namespace
+}  // namespace check
