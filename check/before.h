@@ -10,8 +10,8 @@
 
 namespace check {
 
-/// Predicts what a run of the migrator will do. `tables` limits the report to these tables; none means all. What a table
-/// needs of earlier ones is read all the same.
+/// Predicts what a run of the migrator will do. `tables` limits the report to these tables; none means all. What a
+/// table needs of earlier ones is read all the same.
 ///
 /// \throws std::runtime_error when one of the sides cannot be asked.
 Report CheckBefore(odbc::DBConnection& source, odbc::DBConnection& destination, const std::vector<std::string>& tables,

@@ -51,8 +51,8 @@ class Arguments {
   std::string_view TakeName() {
     const std::string_view argument = arguments_[position_++];
     const std::size_t equals = argument.starts_with("--") ? argument.find('=') : std::string_view::npos;
-    if (equals == std::string_view::npos) {
-      value_.reset();
+    hasValue_ = equals != std::string_view::npos;
+    if (!hasValue_) {
       return argument;
     }
     value_ = argument.substr(equals + 1);
@@ -61,18 +61,18 @@ class Arguments {
 
   /// Takes the value of the option that was taken last.
   std::string_view TakeValue(std::string_view option) {
-    if (!value_ && !AtEnd()) {
-      value_ = arguments_[position_++];
+    if (!hasValue_) {
+      value_ = AtEnd() ? std::string_view() : arguments_[position_++];
     }
-    if (!value_ || value_->empty()) {
+    if (value_.empty()) {
       throw WrongUse(std::string(option) + " needs a value");
     }
-    return *value_;
+    return value_;
   }
 
   /// For an option without value.
   void RequireNoValue(std::string_view option) const {
-    if (value_) {
+    if (hasValue_) {
       throw WrongUse(std::string(option) + " takes no value");
     }
   }
@@ -80,7 +80,8 @@ class Arguments {
  private:
   const std::vector<std::string>& arguments_;
   std::size_t position_ = 0;
-  std::optional<std::string_view> value_;
+  bool hasValue_ = false;  // The argument that was taken last carries its value.
+  std::string_view value_;
 };
 
 void RequireOnce(std::set<std::string_view>& seen, std::string_view argument) {

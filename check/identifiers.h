@@ -8,9 +8,9 @@
 /// Numbers of rows that the destination assigned, and what the rows behind them hold.
 namespace check {
 
-/// For one table and one side: a row's number to the token of what it holds. The first one that is recorded for a number
-/// stays, as in the migrator's maps. 16 bytes and the map's own for each row: what grows with the groups and group
-/// orders, and nothing else does.
+/// For one table and one side: a row's number to the token of what it holds. The first one that is recorded for a
+/// number stays, as in the migrator's maps. 16 bytes and the map's own for each row: what grows with the groups and
+/// group orders, and nothing else does.
 class TokenMap {
  public:
   void Record(std::int32_t number, std::uint64_t token) { tokens_.emplace(number, token); }

@@ -20,11 +20,13 @@ ALL_TABLES = (
     "GroupStopOrders StopOrders GroupNegOrders NegOrders ExportOrder"
 ).split()
 
-WRONG_SERVERS = 'bw_db_migrate would end with "Error: Migration is only possible from Microsoft SQL Server to PostgreSQL"'
+WRONG_SERVERS = (
+    'bw_db_migrate would end with "Error: Migration is only possible from Microsoft SQL Server to PostgreSQL"\n'
+)
 
 
 def _run(directory, *arguments, typed=b"", **options) -> migrator.Run:
-    return migrator.run_redirected(CHECKER, directory, {**os.environ}, typed, arguments=arguments, **options)
+    return migrator.run_redirected(CHECKER, directory, dict(os.environ), typed, arguments=arguments, **options)
 
 
 def _assert_could_not_check(run, *messages) -> None:
@@ -39,19 +41,19 @@ def _assert_could_not_check(run, *messages) -> None:
 # Without servers.
 
 
-def test_help(tmp_path):
-    run = _run(tmp_path, "--help")
+def test_help(empty_directory):
+    run = _run(empty_directory, "--help")
 
     assert run.console.startswith("Usage: bw_db_check before|after [--json FILE] [--tables A,B]\n")
-    for part in ("bw_migrate.ini", "--json FILE", "--tables A,B", "--version", "0 nothing found, 1 findings, 2 could not"):
+    for part in ("bw_migrate.ini", "--json FILE", "--tables A,B", "--version", "0 nothing found, 1 findings, 2 could"):
         assert part in run.console
     assert max(map(len, run.console.splitlines())) <= 100
     assert run.errors == ""
     assert run.exit_code == 0
 
 
-def test_version(tmp_path):
-    run = _run(tmp_path, "--version")
+def test_version(empty_directory):
+    run = _run(empty_directory, "--version")
 
     assert run.console == "bw_db_check 1.0.0\n"
     assert run.errors == ""
@@ -71,8 +73,8 @@ def test_version(tmp_path):
         ),
     ],
 )
-def test_wrong_use(tmp_path, arguments, message):
-    run = _run(tmp_path, *arguments)
+def test_wrong_use(empty_directory, arguments, message):
+    run = _run(empty_directory, *arguments)
 
     assert run.console == ""
     assert run.errors == f"bw_db_check: {message}\nbw_db_check --help says more.\n"
@@ -80,8 +82,8 @@ def test_wrong_use(tmp_path, arguments, message):
 
 
 @pytest.mark.parametrize("command", ["before", "after"])
-def test_needs_the_configuration_file(tmp_path, command):
-    run = _run(tmp_path, command, typed=b"one\ntwo\n")
+def test_needs_the_configuration_file(empty_directory, command):
+    run = _run(empty_directory, command, typed=b"one\ntwo\n")
 
     _assert_could_not_check(run)
     assert run.errors == "bw_db_check: there is no bw_migrate.ini in the working directory\n"
@@ -94,33 +96,33 @@ def test_needs_the_configuration_file(tmp_path, command):
         (b"one\n", "standard input ends before the password of the destination"),
     ],
 )
-def test_needs_two_lines(tmp_path, typed, message):
-    (tmp_path / "bw_migrate.ini").touch()
+def test_needs_two_lines(empty_directory, typed, message):
+    (empty_directory / "bw_migrate.ini").touch()
 
-    run = _run(tmp_path, "before", typed=typed)
+    run = _run(empty_directory, "before", typed=typed)
 
     _assert_could_not_check(run)
     assert run.errors == f"bw_db_check: {message}\n"
 
 
-def test_json_file_is_tried_before_anything_is_asked(tmp_path):
-    (tmp_path / "bw_migrate.ini").touch()
+def test_json_file_is_tried_before_anything_is_asked(empty_directory):
+    (empty_directory / "bw_migrate.ini").touch()
 
-    run = _run(tmp_path, "before", "--json", "missing/report.json")
+    run = _run(empty_directory, "before", "--json", "missing/report.json")
 
     _assert_could_not_check(run)
     assert run.errors == "bw_db_check: cannot write missing/report.json: No such file or directory\n"
 
 
 @pytest.mark.parametrize("redirection", [">/dev/full", ">&-"], ids=["full disk", "closed"])
-def test_output_that_cannot_be_written(tmp_path, redirection):
-    run = _run(tmp_path, "--help", wrapper=("sh", "-c", f'exec "$@" {redirection}', "sh"))
+def test_output_that_cannot_be_written(empty_directory, redirection):
+    run = _run(empty_directory, "--help", wrapper=("sh", "-c", f'exec "$@" {redirection}', "sh"))
 
     _assert_could_not_check(run)
     assert run.errors == "bw_db_check: cannot write to standard output\n"
 
 
-def test_output_that_nobody_reads(tmp_path):
+def test_output_that_nobody_reads(empty_directory):
     reading, writing = os.pipe()
     os.close(reading)
 
@@ -141,7 +143,7 @@ def test_unknown_data_source(new_workspace):
     run = workspace.check("before")
 
     _assert_could_not_check(
-        run, f"cannot connect to the source, data source 'Nowhere', login '{lab.SOURCE_LOGIN}': SQL Error: State = IM002"
+        run, "cannot connect to the source, data source 'Nowhere', login 'bw_reader': SQL Error: State = IM002"
     )
 
 

@@ -71,10 +71,10 @@ class _Terminal:
 
 
 @pytest.fixture
-def directory(tmp_path):
+def directory(empty_directory):
     """A working directory whose configuration leads nowhere: the program ends when both passwords are typed."""
-    (tmp_path / "bw_migrate.ini").touch()
-    return tmp_path
+    (empty_directory / "bw_migrate.ini").touch()
+    return empty_directory
 
 
 def _modes(path) -> list[str]:
