@@ -20,8 +20,8 @@ class MeasuredRun:
     peak_kib: int  # the most memory resident at any time
 
 
-def run(command, directory, environment, standard_input: str) -> MeasuredRun:
-    """Runs a program to its end, which must be a good one."""
+def run(command, directory, environment, standard_input: str, good_codes=(0,)) -> MeasuredRun:
+    """Runs a program to its end, which must be one with a good exit code."""
     start = time.monotonic()
     with subprocess.Popen(
         [str(part) for part in command],
@@ -43,7 +43,7 @@ def run(command, directory, environment, standard_input: str) -> MeasuredRun:
             raise
         finally:
             memory.stop()
-    if process.returncode != 0:
+    if process.returncode not in good_codes:
         raise RuntimeError(f"{command[0]} ended with {process.returncode}:\n{output}")
     return MeasuredRun(output, time.monotonic() - start, usage.ru_utime, usage.ru_stime, memory.kib)
 

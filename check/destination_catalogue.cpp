@@ -166,7 +166,8 @@ std::map<ObjectId, std::vector<DestinationColumn>> ReadColumns(const odbc::DBCon
       WHERE d.classid = 'pg_class'::regclass AND d.refclassid = 'pg_class'::regclass AND d.deptype = 'i'
       UNION ALL
       SELECT f.adrelid, f.adnum, d.refobjid, false FROM pg_attrdef f
-      JOIN pg_depend d ON d.classid = 'pg_attrdef'::regclass AND d.objid = f.oid AND d.refclassid = 'pg_class'::regclass)
+      JOIN pg_depend d
+        ON d.classid = 'pg_attrdef'::regclass AND d.objid = f.oid AND d.refclassid = 'pg_class'::regclass)
     SELECT a.attrelid::text, a.attname, b.typname, b.typcategory::text,
       (CASE WHEN t.typtype = 'd' THEN t.typtypmod ELSE a.atttypmod END)::text,
       (t.typtype = 'd' AND (b.typtype = 'd' OR EXISTS (SELECT FROM pg_constraint k WHERE k.contypid = t.oid)))::text,
@@ -180,7 +181,8 @@ std::map<ObjectId, std::vector<DestinationColumn>> ReadColumns(const odbc::DBCon
       EXISTS (
         SELECT FROM pg_depend o WHERE o.classid = 'pg_class'::regclass AND o.objid = q.seqrelid
           AND o.refclassid = 'pg_class'::regclass AND o.refobjid = a.attrelid AND o.deptype IN ('a', 'i'))::text,
-      (i.is_identity OR has_sequence_privilege(q.seqrelid, 'USAGE') OR has_sequence_privilege(q.seqrelid, 'UPDATE'))::text
+      (i.is_identity OR has_sequence_privilege(q.seqrelid, 'USAGE')
+        OR has_sequence_privilege(q.seqrelid, 'UPDATE'))::text
     FROM pg_attribute a
     JOIN pg_type t ON t.oid = a.atttypid
     JOIN pg_type b ON b.oid = CASE WHEN t.typtype = 'd' THEN t.typbasetype ELSE t.oid END

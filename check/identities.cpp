@@ -1,7 +1,7 @@
 #include "check/identities.h"
 
 #include <cstddef>
-#include <iterator>
+#include <utility>
 
 #include "check/query.h"
 #include "check/sql_text.h"
@@ -14,6 +14,53 @@ constexpr std::size_t kKeysShown = 5;
 
 std::optional<std::int64_t> NumberOf(const std::optional<std::string>& text) {
   return text ? std::optional<std::int64_t>(std::stoll(*text)) : std::nullopt;
+}
+
+std::string SelectLast(const Identity& identity) {
+  return "SELECT last_value, is_called FROM " + identity.sequence + ";";
+}
+
+Finding NextIsUnknown(const Identity& identity) {
+  Finding finding;
+  finding.id = "identity-unknown";
+  finding.column = identity.column;
+  finding.text = "The role may not see what the sequence " + identity.sequence + " gives next.";
+  finding.query = Query{.side = Side::Destination, .text = SelectLast(identity)};
+  return finding;
+}
+
+/// The rows that have the next number, or one that the sequence will come to.
+std::string FromColliding(const odbc::DBConnection& destination, std::string_view table, const Identity& identity) {
+  const std::string column = QuotedName(Side::Destination, identity.column);
+  const std::string next = std::to_string(*identity.next);
+  std::string from = " FROM ";
+  from.append(destination.schema()).append(QuotedName(Side::Destination, table)).append(" WHERE ").append(column);
+  from.append(identity.increment > 0 ? " >= " : " <= ").append(next);
+  if (identity.increment != 1) {
+    from.append(" AND (").append(column).append(" - ").append(next).append(") % ");
+    from.append(std::to_string(identity.increment)).append(" = 0");
+  }
+  return from;
+}
+
+Finding FindCollisions(const odbc::DBConnection& destination, std::string_view table, const Identity& identity) {
+  const std::string from = FromColliding(destination, table, identity);
+  Finding finding;
+  finding.id = "identity-collides";
+  finding.column = identity.column;
+  finding.rows = std::stoull(QueryValue(destination, "SELECT count(*)" + from).value_or("0"));
+  if (*finding.rows == 0) {
+    return finding;
+  }
+  const std::string select = "SELECT " + QuotedName(Side::Destination, identity.column) + from + " ORDER BY 1";
+  for (const TextRow& row : QueryRows(destination, select + " LIMIT " + std::to_string(kKeysShown))) {
+    finding.keys.push_back(identity.column + " = " + row[0].value_or(""));
+  }
+  finding.text = "The sequence gives " + std::to_string(*identity.next) +
+                 " next, and rows have this number or one that comes after it: new rows will be refused, or get "
+                 "numbers that are there already.";
+  finding.query = Query{.side = Side::Destination, .text = SelectLast(identity) + "\n" + select + ";"};
+  return finding;
 }
 
 }  // namespace
@@ -51,42 +98,10 @@ std::vector<Finding> CheckIdentities(const odbc::DBConnection& destination, std:
                                      const std::vector<Identity>& identities) {
   std::vector<Finding> findings;
   for (const Identity& identity : identities) {
-    const std::string column = QuotedName(Side::Destination, identity.column);
-    const std::string from = " FROM " + destination.schema() + QuotedName(Side::Destination, table);
-    const std::string lastValue = "SELECT last_value, is_called FROM " + identity.sequence + ";\n";
-    Finding finding{.id = "identity-collides",
-                    .cost = Cost::CannotForesee,
-                    .column = identity.column,
-                    .rows = {},
-                    .keys = {},
-                    .arrives = {},
-                    .text = {},
-                    .query = {}};
-    if (!identity.next) {
-      finding.id = "identity-unknown";
-      finding.text = "The role may not see what the sequence " + identity.sequence + " gives next.";
-      finding.query = Query{.side = Side::Destination, .text = lastValue};
+    Finding finding = identity.next ? FindCollisions(destination, table, identity) : NextIsUnknown(identity);
+    if (finding.rows != 0U) {
       findings.push_back(std::move(finding));
-      continue;
     }
-    const std::string next = std::to_string(*identity.next);
-    std::string where = " WHERE " + column + (identity.increment > 0 ? " >= " : " <= ") + next;
-    if (identity.increment != 1) {
-      where += " AND (" + column + " - " + next + ") % " + std::to_string(identity.increment) + " = 0";
-    }
-    finding.rows = std::stoull(QueryValue(destination, "SELECT count(*)" + from + where).value_or("0"));
-    if (*finding.rows == 0) {
-      continue;
-    }
-    const std::string select = "SELECT " + column + from + where + " ORDER BY 1";
-    for (const TextRow& row : QueryRows(destination, select + " LIMIT " + std::to_string(kKeysShown))) {
-      finding.keys.push_back(identity.column + " = " + row[0].value_or(""));
-    }
-    finding.text = "The sequence gives " + next +
-                   " next, and rows have this number or one that comes after it: new rows will be refused, or get "
-                   "numbers that are there already.";
-    finding.query = Query{.side = Side::Destination, .text = lastValue + select + ";"};
-    findings.push_back(std::move(finding));
   }
   return findings;
 }

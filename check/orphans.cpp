@@ -113,20 +113,24 @@ Orphans CountOrphans(const odbc::DBConnection& source, const odbc::DBConnection&
 
 std::vector<std::string> KeysOf(const odbc::DBConnection& destination, const db::TableDescription& table,
                                 const Reference& reference, const std::vector<std::string>& numbers) {
-  std::string list;
-  std::string columns;
+  std::string numberList;
   for (const std::string& number : numbers) {
-    list.append(list.empty() ? "" : ", ").append(number);
+    numberList.append(numberList.empty() ? "" : ", ").append(number);
   }
+  std::string columns;
   for (const std::string_view key : KeyColumns(table.name)) {
     columns.append(columns.empty() ? "" : ", ").append(QuotedName(Side::Destination, key));
   }
-  const std::string column = QuotedName(Side::Destination, reference.column);
+  std::string query = "SELECT ";
+  query.append(columns).append(" FROM ").append(destination.schema());
+  query.append(QuotedName(Side::Destination, table.name)).append(" WHERE ");
+  query.append(QuotedName(Side::Destination, reference.column))
+      .append(" IN (")
+      .append(numberList)
+      .append(") ORDER BY ");
+  query.append(columns).append(" LIMIT ").append(std::to_string(kKeysShown));
   std::vector<std::string> keys;
-  for (const TextRow& row :
-       QueryRows(destination, "SELECT " + columns + " FROM " + destination.schema() +
-                                  QuotedName(Side::Destination, table.name) + " WHERE " + column + " IN (" + list +
-                                  ") ORDER BY " + columns + " LIMIT " + std::to_string(kKeysShown))) {
+  for (const TextRow& row : QueryRows(destination, query)) {
     std::string& key = keys.emplace_back();
     for (std::size_t i = 0; i < row.size(); ++i) {
       key.append(i == 0 ? "" : ", ").append(KeyColumns(table.name)[i]).append(" = ").append(row[i].value_or("NULL"));

@@ -32,7 +32,8 @@ struct RowHash {
   std::uint64_t high = 0;
   std::uint64_t low = 0;
 
-  auto operator<=>(const RowHash&) const = default;
+  bool operator==(const RowHash&) const = default;
+  bool operator<(const RowHash& other) const { return high != other.high ? high < other.high : low < other.low; }
 };
 
 /// The hash of a row: equal for equal values only, as far as 128 bits go.

@@ -63,8 +63,8 @@ void ReadRows(std::string_view data) {
   while (!data.empty()) {
     const std::string name = TakeText(data, 20);
     const std::string value = TakeText(data, 50);
-    log += std::string(kTime) + "insert row(" + std::to_string(++rows) + "): [KeyName] = " + name +
-           ", [KeyValue] = " + value + ";\n";
+    log.append(kTime).append("insert row(").append(std::to_string(++rows)).append("): [KeyName] = ").append(name);
+    log.append(", [KeyValue] = ").append(value).append(";\n");
   }
   log += std::string(kTime) + "Complete migrate SystemData table. Total rows read = " + std::to_string(rows) +
          " Total migrated rows = " + std::to_string(rows) + ". Migration time is 0 milliseconds\n";

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <random>
@@ -71,10 +72,10 @@ std::string Shown(const std::optional<Values>& values) {
 /// The examples as "position: values -> position: values".
 std::vector<std::string> Shown(const std::vector<Example>& examples) {
   std::vector<std::string> texts;
-  for (const Example& example : examples) {
-    texts.push_back(std::to_string(example.expectedPosition) + ": " + Shown(example.expected) + " -> " +
-                    std::to_string(example.foundPosition) + ": " + Shown(example.found));
-  }
+  std::transform(examples.begin(), examples.end(), std::back_inserter(texts), [](const Example& example) {
+    return std::to_string(example.expectedPosition) + ": " + Shown(example.expected) + " -> " +
+           std::to_string(example.foundPosition) + ": " + Shown(example.found);
+  });
   return texts;
 }
 

@@ -50,7 +50,9 @@ _INSERT_GROUP = (
 )
 
 
-def _create_group(inputs="a varchar, b varchar, c varchar, d varchar, e varchar, f integer, g integer", output="OUT new_id integer"):
+def _create_group(
+    inputs="a varchar, b varchar, c varchar, d varchar, e varchar, f integer, g integer", output="OUT new_id integer"
+) -> tuple:
     return _procedure("BW_CreateSecGroupEx", f"{inputs}, {output}", _INSERT_GROUP)
 
 
@@ -375,7 +377,8 @@ FLAWS = {
     "procedure with another order": Flaw(
         _procedure(
             "BW_CreateSecGroupEx",
-            "SecGName varchar, SecGCode varchar, c varchar, d varchar, e varchar, f integer, g integer, OUT new_id integer",
+            "SecGName varchar, SecGCode varchar, c varchar, d varchar, e varchar, f integer, g integer,"
+            " OUT new_id integer",
             _INSERT_GROUP.replace("(a, b,", "(SecGCode, SecGName,"),
         ),
         [("SecGroups", "procedure-order", None, "value-changed")],
@@ -410,7 +413,10 @@ FLAWS = {
     ),
     # The whole database.
     "read-only database": Flaw(
-        ("DO $$ BEGIN EXECUTE format('ALTER DATABASE %I SET default_transaction_read_only = on', current_database()); END $$",),
+        (
+            "DO $$ BEGIN EXECUTE format('ALTER DATABASE %I SET default_transaction_read_only = on',"
+            " current_database()); END $$",
+        ),
         [(None, "destination-read-only", None, "run-ends")],
         ends_in="SystemData",
     ),
@@ -446,7 +452,9 @@ HARMLESS = {
         'ALTER PROCEDURE "BW_CreateOrder" SECURITY DEFINER',
         'REVOKE INSERT ON "Orders" FROM bw_migrator',
     ),
-    "procedure with more parameters that have defaults": _create_group(output="OUT new_id integer, z integer DEFAULT 0"),
+    "procedure with more parameters, which have defaults": _create_group(
+        output="OUT new_id integer, z integer DEFAULT 0"
+    ),
     "procedure that takes and returns the number": _create_group(output="INOUT new_id integer"),
     "procedure of another number of parameters beside": (
         'CREATE PROCEDURE "BW_CreateSecGroupEx" (text) LANGUAGE plpgsql AS $$ BEGIN END $$',
@@ -624,9 +632,8 @@ def test_login_without_any_right(workspace):
 
 @pytest.mark.parametrize("schema", ["public", '"public"', "PUBLIC", "", "brantwell_{}.public"])
 def test_schema_is_found_as_the_migrator_finds_it(workspace, schema):
-    workspace.write_configuration(
-        destination=(data_sources.DESTINATION, lab.DESTINATION_LOGIN, schema.format(workspace.database.rpartition("_")[2]))
-    )
+    schema = schema.format(workspace.database.rpartition("_")[2])
+    workspace.write_configuration(destination=(data_sources.DESTINATION, lab.DESTINATION_LOGIN, schema))
     _plant(workspace, FLAWS["procedure with fewer parameters"].statements)
 
     result = check(workspace, "before")
