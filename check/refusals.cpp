@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "check/query.h"
+#include "check/sql_text.h"
 #include "check/table_rules.h"
 #include "db/statement_text.h"
 #include "odbc/diagnostics.h"
@@ -23,24 +24,13 @@ namespace {
 // More keys than these that several rows have are not looked at one by one.
 constexpr std::size_t kMostCandidates = 10'000;
 
-std::string Quoted(std::string_view text) {
-  std::string quoted = "'";
-  for (const char letter : text) {
-    quoted += letter;
-    if (letter == '\'') {
-      quoted += letter;
-    }
-  }
-  return quoted + "'";
-}
-
 /// The number as PostgreSQL reads it back exactly.
 std::string Exactly(double real) {
   std::array<char, 32> text{};
   return {text.data(), std::to_chars(text.begin(), text.end(), real).ptr};
 }
 
-std::string Literal(const Value& value) {
+std::string TypedLiteral(const Value& value) {
   switch (value.kind) {
     case Value::Kind::Null:
       return "NULL";
@@ -50,7 +40,7 @@ std::string Literal(const Value& value) {
     case Value::Kind::Double:
       return "'" + Exactly(value.real) + "'::double precision";
     case Value::Kind::Text:
-      return Quoted(value.text) + "::varchar";
+      return Literal(value.text) + "::varchar";
   }
   return {};
 }
@@ -111,7 +101,7 @@ bool LetterCheck::Accepts(std::string_view text) {
     const auto [known, isNew] = known_.emplace(letter, true);
     if (isNew) {
       const OwnedStatement statement(destination_);
-      known->second = odbc::Succeeded(odbc::ExecuteDirect(statement.handle(), "SELECT " + Quoted(letter)));
+      known->second = odbc::Succeeded(odbc::ExecuteDirect(statement.handle(), "SELECT " + Literal(letter)));
       if (!known->second) {
         const std::string diagnostics = odbc::GetStatementDiagnostics(statement.handle());
         if (diagnostics.find("State = 22") == std::string::npos) {
@@ -349,7 +339,7 @@ std::optional<std::pair<std::size_t, Refusal>> Refusals::CheckAll(const std::vec
     literals += i == 0 ? "(" : ", (";
     literals += std::to_string(i);
     for (const Value& value : rows[i]) {
-      literals += ", " + Literal(value);
+      literals += ", " + TypedLiteral(value);
     }
     literals += ')';
   }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "check/source_rows.h"
+#include "check/sql_text.h"
 #include "check/table_rules.h"
 
 namespace check {
@@ -27,14 +28,6 @@ constexpr std::uint64_t kRowsBetweenReports = 1024;
 
 std::string Rows(std::uint64_t count) {
   return std::to_string(count) + (count == 1 ? " row" : " rows");
-}
-
-std::string QuotedText(std::string_view text) {
-  std::string quoted = "'";
-  for (const char letter : text) {
-    quoted.append(letter == '\'' ? 2 : 1, letter);
-  }
-  return quoted + "'";
 }
 
 std::string Shown(double real) {
@@ -369,7 +362,7 @@ class TablePrediction {
       const std::string value = text ? std::string(rows_.Text(column)) : SourceText(column);
       name.key += (name.key.empty() ? "" : ", ") + std::string(part) + " = " + value;
       name.condition += (name.condition.empty() ? "[" : " AND [") + std::string(part) + "]" +
-                        (null ? " IS NULL" : " = " + (text ? QuotedText(value) : value));
+                        (null ? " IS NULL" : " = " + (text ? Literal(value) : value));
     }
     return rules_.key.size() == 1 ? name : RowName{.key = name.key, .condition = "(" + name.condition + ")"};
   }

@@ -60,7 +60,7 @@ def _destination(workspace) -> dict:
     return content
 
 
-@pytest.mark.parametrize("program", [wine.PROGRAM, "check/bw_db_check.exe"])
+@pytest.mark.parametrize("program", [wine.PROGRAM, wine.CHECKER])
 def test_needs_no_library_but_those_of_windows(program):
     headers = subprocess.run(
         ["x86_64-w64-mingw32-objdump", "--private-headers", wine.built(program)],
@@ -87,6 +87,25 @@ def test_migrates_all_tables_like_the_program_for_linux(new_workspace, run, scal
     content = _destination(on_windows)
     assert {table: len(rows) for table, rows in content.items()} == sample_data.row_counts(scale)
     assert content == _destination(on_linux)
+
+
+def test_check_says_what_the_one_for_linux_says(new_workspace, windows):
+    workspace = new_workspace(sample_data.fill)
+    passwords = f"{lab.SOURCE_PASSWORD}\r\n{lab.DESTINATION_PASSWORD}\r\n".encode()
+
+    def compare(command):
+        linux = workspace.check(command)
+        checked = windows.run_program(workspace, passwords, wine.CHECKER, (command,))
+        assert _without_times(_with_linux_line_ends(checked.console)) == _without_times(linux.console)
+        assert checked.exit_code == linux.exit_code == 1
+
+    compare("before")
+    workspace.run_redirected()
+    compare("after")
+
+
+def _without_times(report) -> str:
+    return re.sub(r"\d+\.\d{3} s$", "<time>", report, flags=re.MULTILINE)
 
 
 def test_second_run_replaces_the_rows_and_the_log_of_the_first(new_workspace, run):

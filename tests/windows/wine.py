@@ -11,6 +11,7 @@ import pytest
 import migrator
 
 PROGRAM = "app/bw_db_migrate.exe"
+CHECKER = "check/bw_db_check.exe"
 
 _PROGRAM_LOADER = "/usr/lib/wine/wine64"
 _SERVER = "/usr/lib/wine/wineserver64"
@@ -78,10 +79,15 @@ class Wine:
             stdout=subprocess.PIPE,
         ).stdout
 
-    def run_program(self, workspace, typed: bytes) -> migrator.Run:
-        """Runs the program in a workspace of the lab, with its input and output on pipes."""
+    def run_program(self, workspace, typed: bytes, program=PROGRAM, arguments=()) -> migrator.Run:
+        """Runs a built program in a workspace of the lab, with its input and output on pipes."""
         return migrator.run_redirected(
-            built(PROGRAM), workspace.directory, workspace.environment | self.environment, typed, wrapper=self.command
+            built(program),
+            workspace.directory,
+            workspace.environment | self.environment,
+            typed,
+            arguments=arguments,
+            wrapper=self.command,
         )
 
     def run_program_at_console(self, workspace, line: str) -> str:
