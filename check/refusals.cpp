@@ -349,12 +349,16 @@ std::optional<std::pair<std::size_t, Refusal>> Refusals::CheckAll(const std::vec
     const std::string query = "SELECT \"#\" FROM (VALUES " + literals + ") AS v(" + names + ") WHERE NOT (" +
                               check.expression + ") ORDER BY \"#\" LIMIT 1";
     if (!odbc::Succeeded(odbc::ExecuteDirect(statement.handle(), query))) {
-      unforeseen_.push_back("the check constraint " + check.name +
-                            " cannot be asked for beforehand: " + odbc::GetStatementDiagnostics(statement.handle()));
+      const std::string diagnostics = odbc::GetStatementDiagnostics(statement.handle());
+      // Throws when it is not the constraint but the connection that failed.
+      static_cast<void>(QueryValue(destination_, "SELECT 1"));
+      unforeseen_.push_back("the check constraint " + check.name + " cannot be asked for beforehand: " + diagnostics);
       checks_.erase(checks_.begin() + static_cast<std::ptrdiff_t>(i));
       continue;
     }
-    if (odbc::Succeeded(SQLFetch(statement.handle()))) {
+    const SQLRETURN fetched = SQLFetch(statement.handle());
+    if (fetched != SQL_NO_DATA) {
+      odbc::RequireSuccess(fetched, statement.handle());
       SQLINTEGER row = 0;
       odbc::RequireSuccess(SQLGetData(statement.handle(), 1, SQL_C_LONG, &row, sizeof(row), nullptr),
                            statement.handle());

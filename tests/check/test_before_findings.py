@@ -494,3 +494,29 @@ def test_nothing_is_written_on_either_side(workspace):
     check(workspace, "after")
 
     assert contents() == before
+
+
+@pytest.mark.parametrize("fault", ["--break-after", "--error-after"])
+def test_source_that_breaks_off_is_no_end_of_a_table(workspace, fault):
+    workspace.restart_source(server_options=(fault, "LoadedPositions:2"))
+
+    result = check(workspace, "before")
+
+    assert result.code == 2
+    assert result.report is None
+    assert result.text == ""
+    assert result.errors.startswith("bw_db_check: SQL Error: State = ")
+
+
+def test_destination_that_goes_away_is_said(workspace):
+    workspace.execute_destination(
+        "CREATE FUNCTION leave() RETURNS boolean LANGUAGE sql AS"
+        " $$ SELECT pg_terminate_backend(pg_backend_pid()) $$",
+        'ALTER TABLE "Orders" ADD CONSTRAINT leaving CHECK (leave())',
+    )
+
+    result = check(workspace, "before")
+
+    assert result.code == 2
+    assert result.report is None
+    assert result.errors.startswith("bw_db_check: ")
