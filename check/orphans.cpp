@@ -2,15 +2,17 @@
 
 #include <sqlext.h>
 
-#include <algorithm>
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 
+#include "check/catalogue.h"
 #include "check/destination_cursor.h"
 #include "check/query.h"
+#include "check/source_rows.h"
 #include "check/sql_text.h"
 #include "check/table_rules.h"
 #include "odbc/diagnostics.h"
@@ -67,6 +69,25 @@ class SourceOrphans {
   bool there_ = false;
 };
 
+/// The pools' numbers that arrive in orders of pools that are in the source. What arrives is the number of the pool
+/// that is read at the position that the order's number says.
+std::set<std::int32_t> NumbersOfKnownPools(const odbc::DBConnection& source, std::string_view pools) {
+  const db::TableDescription& table = TableNamed(pools);
+  SourceRows rows(source, table);
+  std::vector<std::int32_t> numbers;
+  while (rows.Next() == SourceRows::Result::Row && !rows.IsNull(0)) {
+    numbers.push_back(rows.Number(0));
+  }
+  const std::set<std::int32_t> known(numbers.begin(), numbers.end());
+  std::set<std::int32_t> arriving;
+  for (const std::int32_t number : known) {
+    if (number >= 1 && static_cast<std::size_t>(number) <= numbers.size()) {
+      arriving.insert(numbers[static_cast<std::size_t>(number) - 1]);
+    }
+  }
+  return arriving;
+}
+
 struct Orphans {
   std::uint64_t rows = 0;
   std::vector<std::string> numbers;  ///< The first few.
@@ -89,6 +110,7 @@ Orphans CountOrphans(const odbc::DBConnection& source, const odbc::DBConnection&
       FromOrphans(destination, Side::Destination, table, reference) + " GROUP BY " + column + " ORDER BY " + column);
   Orphans orphans;
   std::optional<SourceOrphans> ofSource;
+  std::optional<std::set<std::int32_t>> ofKnownPools;
   while (cursor.Fetch()) {
     const std::int64_t number = NumberIn(cursor.NextField());
     const std::int64_t rows = NumberIn(cursor.NextField());
@@ -100,6 +122,14 @@ Orphans CountOrphans(const odbc::DBConnection& source, const odbc::DBConnection&
         ofSource.emplace(source, table, reference);
       }
       if (ofSource->Has(number)) {
+        continue;
+      }
+    }
+    if (reference.kind == Reference::Kind::ByPosition) {
+      if (!ofKnownPools) {
+        ofKnownPools = NumbersOfKnownPools(source, reference.table);
+      }
+      if (!ofKnownPools->contains(static_cast<std::int32_t>(number))) {
         continue;
       }
     }
@@ -169,13 +199,7 @@ std::vector<Reference> ReferencesOf(const db::TableDescription& table) {
 
 std::vector<Finding> CheckOrphans(const odbc::DBConnection& source, const odbc::DBConnection& destination,
                                   const db::TableDescription& table, const Reference& reference) {
-  Orphans orphans = CountOrphans(source, destination, table, reference);
-  if (reference.kind == Reference::Kind::ByPosition && orphans.rows > 0) {
-    // A pool's place is taken by another one's number, so only how many had none can be held against each other.
-    const std::string count =
-        QueryValue(source, "SELECT count(*)" + FromOrphans(source, Side::Source, table, reference)).value_or("0");
-    orphans.rows -= std::min<std::uint64_t>(orphans.rows, std::stoull(count));
-  }
+  const Orphans orphans = CountOrphans(source, destination, table, reference);
   if (orphans.rows == 0) {
     return {};
   }

@@ -314,6 +314,30 @@ TEST(Comparison, FindsTheSameInManyPasses) {
   }
 }
 
+TEST(Comparison, LooksAtFewRowsInOnePass) {
+  Table expected;
+  Table found;
+  for (std::int32_t n = 0; n < 100; ++n) {
+    expected.emplace_back(n, "a");
+    found.emplace_back(n, "a");
+    // One row too many in the bucket of each.
+    found.emplace_back(n, "a");
+  }
+  const auto passes = [&expected, &found](std::size_t records) {
+    int opened = 0;
+    const Comparison comparison = Compare([&] { return ++opened, std::make_unique<TableRows>(expected); },
+                                          [&found] { return std::make_unique<TableRows>(found); }, [](std::uint64_t) {},
+                                          {.records = records, .pairing = 1000, .shown = 5});
+    EXPECT_EQ(comparison.unexpected, 100U);
+    return opened;
+  };
+
+  // The first look, the closer ones, and the one for the examples.
+  EXPECT_EQ(passes(1000), 1 + 1 + 1);
+  EXPECT_EQ(passes(150), 1 + 2 + 1);
+  EXPECT_EQ(passes(30), 1 + 10 + 1);
+}
+
 TEST(Comparison, HoldsEqualRowsOnlyOnce) {
   Table expected(5000, {1, "a"});
   Table found(4000, {1, "a"});

@@ -223,6 +223,14 @@ TEST(LogReader, TakesBackARowThatWasALineOfAText) {
   EXPECT_EQ(log.takenBack, 1U);
 }
 
+TEST(LogReader, TakesNoRowBehindALineThatDoesNotEndARow) {
+  const std::string text = "x\n" + Entry("insert row(2): [KeyName] = y, [KeyValue] = z");
+  const MigrationLog log = Read(Start("SystemData") + Row(1, "a", text) + Row(2) + Complete("SystemData", 2));
+
+  EXPECT_THAT(Tables(log), ElementsAre("SystemData 2."));
+  EXPECT_EQ(log.takenBack, 0U);
+}
+
 TEST(LogReader, DoesNotTakeARowOfAnotherTable) {
   const std::string text = "x;\n" + Entry("insert row(2): [GroupID] = y");
   const MigrationLog log = Read(Start("SystemData") + Row(1, "a", text) + Row(2) + Complete("SystemData", 2));

@@ -450,17 +450,22 @@ def test_a_pool_that_is_null_refers_to_nothing(clean):
 
 
 def test_orders_in_a_pool_that_is_not_there(clean):
-    # Pools 2 and 3: an order of pool 2 arrives at the pool that was read second.
-    clean.execute_source("DELETE FROM PoolOrders WHERE PoolID = 1")
-    clean.execute_source("UPDATE OrdersInPool SET PoolID = 2")
+    # Pools 2, 5 and 9: an order of pool 2 arrives with 5, the number of the pool that was read second.
+    clean.execute_source("DELETE FROM PoolOrders WHERE PoolID <> 2")
+    (pool,) = source.rows(clean.source_file, "PoolOrders")
+    source.insert(clean.source_file, "PoolOrders", **pool | {"PoolID": 5})
+    source.insert(clean.source_file, "PoolOrders", **pool | {"PoolID": 9})
+    clean.execute_source("UPDATE OrdersInPool SET PoolID = 2 WHERE OrderID < 3")
+    clean.execute_source("UPDATE OrdersInPool SET PoolID = 3 WHERE OrderID = 3")
     clean.execute_source("UPDATE ExportOrder SET PoolID = NULL")
     clean.run_redirected()
-    assert clean.query_destination('SELECT "PoolID" FROM "OrdersInPool"') == [(3,)] * 3
+    assert clean.query_destination('SELECT "PoolID" FROM "OrdersInPool" ORDER BY "OrderID"') == [(5,), (5,), (9,)]
 
-    _assert_only(
-        check(clean, "after"),
-        ("OrdersInPool", "orphans", "PoolID", 3, ["OrderID = 1", "OrderID = 2", "OrderID = 3"]),
-    )
+    result = check(clean, "after")
+
+    # Pool 3 is not in the source.
+    _assert_only(result, ("OrdersInPool", "orphans", "PoolID", 2, ["OrderID = 1", "OrderID = 2"]))
+    assert result.report["verdict"].startswith("Complete: ")
 
 
 def test_rows_of_the_same_content_cannot_be_told_apart(clean):
@@ -503,6 +508,12 @@ def test_an_identity_whose_next_number_is_there_already(migrated):
         'SELECT "OrderID" FROM public."Orders" WHERE "OrderID" >= 2 ORDER BY 1;'
     )
     assert result.report["verdict"].startswith("Complete: ")
+
+
+def test_an_identity_that_was_never_used(migrated):
+    migrated.execute_destination("""SELECT setval('"Orders_OrderID_seq"', 3, false)""")
+
+    _assert_only(check(migrated, "after"), ("Orders", "identity-collides", "OrderID", 1, ["OrderID = 3"]))
 
 
 def test_an_identity_that_steps_over_what_is_there(migrated):
