@@ -54,7 +54,7 @@ def main() -> None:
     few, many = (1_000, 10_000) if options.quick else (10_000, 1_000_000)
     with lab.Lab(options.build_directory) as started:
         with started.workspace(lambda path: sample_data.fill(path, scale=0, rows=rows)) as workspace:
-            measurements = _measure_in_turn(workspace, options, rows, rounds=2 if options.quick else 5)
+            measurements = _measure_in_turn(workspace, options, rows, rounds=2 if options.quick else 3)
         peaks = [_peak_kib(started, count) for count in (few, many)]
     document.replace_block(options.document, "speed", _speed(measurements, rows))
     document.replace_block(options.document, "cost", _cost(measurements))

@@ -17,18 +17,32 @@ namespace {
 constexpr std::size_t kRowsAtATime = 2000;
 constexpr std::size_t kFirstBufferSize = 8192;
 
+/// Whether the driver is told to convert line ends, which it does to whatever is a text.
+bool ConvertsLineEnds(const odbc::DBConnection& destination) {
+  return QueryValue(destination, "SELECT chr(10)") != "\n";
+}
+
+/// The first of a record's characters that ends an unquoted field, or its end.
+std::size_t LengthOfUnquoted(std::string_view text) {
+  // One pass: the library's search for one of several characters takes a call for each character.
+  return static_cast<std::size_t>(std::find_if(text.begin(), text.end(), [](char c) { return c == ',' || c == ')'; }) -
+                                  text.begin());
+}
+
 }  // namespace
 
 DestinationCursor::DestinationCursor(const odbc::DBConnection& destination, std::string_view list,
                                      std::string_view rest)
-    : statement_(destination), buffer_(kFirstBufferSize) {
+    : statement_(destination), asBytes_(ConvertsLineEnds(destination)), buffer_(kFirstBufferSize) {
+  std::string row = "CAST(ROW(" + std::string(list) + ") AS text)";
+  if (asBytes_) {
+    row = "convert_to(" + row + ", pg_client_encoding())";
+  }
   statement_.Execute("BEGIN TRANSACTION ISOLATION LEVEL REPEATABLE READ READ ONLY");
   try {
     // So many digits that no two numbers look alike.
     statement_.Execute("SET LOCAL extra_float_digits = 3");
-    // As bytes in the client encoding: a driver that is told to convert line ends does it to whatever is a text.
-    statement_.Execute("DECLARE bw_check_rows NO SCROLL CURSOR FOR SELECT convert_to(CAST(ROW(" + std::string(list) +
-                       ") AS text), pg_client_encoding()) " + std::string(rest));
+    statement_.Execute("DECLARE bw_check_rows NO SCROLL CURSOR FOR SELECT " + row + " " + std::string(rest));
     FetchMore();
   } catch (...) {
     odbc::ExecuteDirect(statement_.handle(), "ROLLBACK");
@@ -65,17 +79,19 @@ void DestinationCursor::FetchMore() {
 }
 
 void DestinationCursor::ReadRecord() {
+  // A text has a zero behind it, also where it goes on.
+  const std::size_t terminator = asBytes_ ? 0 : 1;
   std::size_t read = 0;
   for (;;) {
     SQLLEN length = 0;
-    const SQLRETURN result = SQLGetData(statement_.handle(), 1, SQL_C_BINARY, buffer_.data() + read,
-                                        static_cast<SQLLEN>(buffer_.size() - read), &length);
+    const SQLRETURN result = SQLGetData(statement_.handle(), 1, asBytes_ ? SQL_C_BINARY : SQL_C_CHAR,
+                                        buffer_.data() + read, static_cast<SQLLEN>(buffer_.size() - read), &length);
     odbc::RequireSuccess(result, statement_.handle());
     if (result == SQL_SUCCESS) {
       rest_ = {buffer_.data(), read + static_cast<std::size_t>(length)};
       break;
     }
-    read = buffer_.size();
+    read = buffer_.size() - terminator;
     buffer_.resize(2 * buffer_.size());
   }
   Take('(');
@@ -90,7 +106,7 @@ std::optional<std::string_view> DestinationCursor::NextField() {
   if (rest_.starts_with('"')) {
     return TakeQuoted();
   }
-  const std::string_view field = rest_.substr(0, rest_.find_first_of(",)"));
+  const std::string_view field = rest_.substr(0, LengthOfUnquoted(rest_));
   rest_.remove_prefix(field.size());
   return field.empty() ? std::nullopt : std::optional(field);
 }

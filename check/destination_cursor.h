@@ -45,6 +45,7 @@ class DestinationCursor {
   std::string_view TakeQuoted();
 
   OwnedStatement statement_;
+  bool asBytes_;  ///< How rows are read: as texts, or as bytes where the driver would change texts.
   std::vector<char> buffer_;
   std::size_t fetched_ = 0;  ///< Rows read of those that were asked for last.
   std::string_view rest_;    ///< Of the row, what was not taken yet: see TakeQuoted.

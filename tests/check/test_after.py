@@ -1,7 +1,6 @@
 """What `bw_db_check after` says of a migration: each damage has its finding and no other."""
 
 import hashlib
-import random
 import re
 import time
 
@@ -91,7 +90,8 @@ def test_nothing_changes_on_either_side(migrated):
             for table in sample_data.TABLES
         ]
         sequences = migrated.query_destination("SELECT sequencename, last_value FROM pg_sequences ORDER BY 1")
-        return rows, sequences, hashlib.sha256(migrated.source_file.read_bytes()).digest(), migrated.log_file.read_text()
+        files = [hashlib.sha256(file.read_bytes()).digest() for file in (migrated.source_file, migrated.log_file)]
+        return rows, sequences, files
 
     before = state()
 
@@ -107,7 +107,7 @@ def test_empty_tables_are_complete(new_workspace):
     result = check(workspace, "after")
 
     _assert_only(result)
-    assert result.text.endswith("\nComplete: all 1 row of the source are there as the migrator's rules let them through.\n")
+    assert result.report["verdict"].startswith("Complete: all 1 row ")
 
 
 def test_the_order_of_the_rows_does_not_matter(migrated):
@@ -165,7 +165,8 @@ def test_both_sides_in_another_encoding(shared_lab):
             to_destination | {"ConnSettings": "SET client_encoding TO 'WIN1252'"},
         )
         workspace.run_redirected()
-        assert workspace.query_destination('SELECT "ImportType" FROM "ImportLog" WHERE "ID" = 2') == [("Größe, señal €",)]
+        arrived = workspace.query_destination('SELECT "ImportType" FROM "ImportLog" WHERE "ID" = 2')
+        assert arrived == [("Größe, señal €",)]
 
         _assert_only(check(workspace, "after"))
 
@@ -283,7 +284,10 @@ def test_the_smallest_change_of_a_number(migrated):
     ]
 
 
-def test_a_text_of_any_length_is_compared_to_its_end(migrated):
+@pytest.mark.parametrize("conversion", [0, 1])
+def test_a_text_of_any_length_is_compared_to_its_end(migrated, conversion):
+    settings = data_sources.postgresql(migrated.lab.postgres.port, migrated.database)
+    migrated.write_data_sources(destination=settings | {"LFConversion": conversion})
     text = "x" * 100_000
     migrated.execute_destination(
         'ALTER TABLE "ImportLog" ALTER "ImportType" TYPE text',
@@ -393,7 +397,11 @@ def test_groups_that_changed_places(clean):
 
 def test_translated_references_to_rows_that_are_not_there(migrated):
     orders = migrated.query_destination('SELECT "OrderID" FROM "Orders" WHERE "GroupOrderID" = 3 ORDER BY 1')
-    _damage(migrated, 'DELETE FROM "GroupOrders" WHERE "ID" = 3', 'UPDATE "Orders" SET "GroupOrderID" = 99 WHERE "OrderID" = 1')
+    _damage(
+        migrated,
+        'DELETE FROM "GroupOrders" WHERE "ID" = 3',
+        'UPDATE "Orders" SET "GroupOrderID" = 99 WHERE "OrderID" = 1',
+    )
 
     result = check(migrated, "after")
 
@@ -662,8 +670,8 @@ def test_rows_that_the_rules_do_not_let_through(clean):
     table = result.table("LoadedPositions")
     assert [table[rows] for rows in ("source_rows", "arriving_rows", "destination_rows")] == [3, 1, 1]
     assert result.report["verdict"] == (
-        f"Complete as the migrator's rules go: all {ALL_ROWS - 2} rows that they let through are there, but 2 rows of the"
-        " source did not arrive, in LoadedPositions."
+        f"Complete as the migrator's rules go: all {ALL_ROWS - 2} rows that they let through are there, but 2 rows of"
+        " the source did not arrive, in LoadedPositions."
     )
 
 
@@ -823,72 +831,3 @@ def test_a_source_that_fails(migrated):
     migrated.restart_source(server_options=("--error-after", "LoadedPositions:2"))
 
     assert check(migrated, "after").code == 2
-
-
-# The rules are stated twice: by the program that was run, and by the one that looks at it.
-
-_SEEDS = 60
-_SEEDS_OF_A_TEST = 10
-_DAMAGES = ("nothing", "delete", "change", "add")
-
-
-@pytest.fixture(scope="module")
-def flawed(shared_lab):
-    with shared_lab.workspace() as started:
-        yield started
-
-
-def _unfinished_table(console) -> str | None:
-    complete = re.findall(r"^Complete migrate (\w+) table", console, re.MULTILINE)
-    return None if len(complete) == len(sample_data.TABLES) else sample_data.TABLES[len(complete)]
-
-
-def _damage_at_random(workspace, chance, tables) -> tuple[str, str, int]:
-    """Deletes, changes or adds rows of one table that others do not follow; returns its name, what was done and to how
-    many rows."""
-    table = chance.choice(tables)
-    (count,) = workspace.query_destination(f'SELECT count(*) FROM "{table}"')[0]
-    damage = chance.choice(_DAMAGES)
-    if not count or damage == "nothing":
-        return table, "nothing", 0
-    rows = chance.randint(1, count)
-    some = f'ctid IN (SELECT ctid FROM "{table}" ORDER BY ctid LIMIT {rows})'
-    if damage == "delete":
-        _damage(workspace, f'DELETE FROM "{table}" WHERE {some}')
-    elif damage == "change":
-        _damage(workspace, f'UPDATE "{table}" SET "Price" = -4711.25 WHERE {some}')
-    else:
-        key = "OrderID" if table in ("Orders", "StopOrders", "OrdersInPool") else "ID"
-        key = "OrderId" if table == "NegOrders" else key
-        _damage(
-            workspace,
-            f'CREATE TEMPORARY TABLE added AS SELECT * FROM "{table}" WHERE {some}',
-            f'UPDATE added SET "{key}" = "{key}" + 5000, "Price" = -4711.25',
-            f'INSERT INTO "{table}" SELECT * FROM added',
-        )
-    return table, damage, rows
-
-
-@pytest.mark.parametrize("first", range(0, _SEEDS, _SEEDS_OF_A_TEST))
-def test_the_rules_are_the_migrators(flawed, first):
-    for seed in range(first, first + _SEEDS_OF_A_TEST):
-        flaws = flawed_source.create(flawed.source_file, seed, flaws=seed % 3)
-        flawed_source.empty_destination(flawed)
-        run = flawed.run_redirected()
-        ended_in = _unfinished_table(run.console)
-        reached = sample_data.TABLES[: sample_data.TABLES.index(ended_in)] if ended_in else sample_data.TABLES
-        priced = [table for table in ("Orders", "OrdersInPool", "StopOrders", "NegOrders") if table in reached]
-        table, damage, rows = _damage_at_random(flawed, random.Random(seed), priced) if priced else (None, "nothing", 0)
-
-        result = check(flawed, "after")
-
-        context = f"seed {seed}: {flaws}, {damage} {rows} of {table}\n{result.text}\n{result.errors}"
-        assert result.code in (0, 1), context
-        assert result.report["run_ends_in"] == ended_in, context
-        found = {
-            (name, identifier): count
-            for name, identifier, _, count, _ in result.findings()
-            if identifier.startswith(("rows-", "log-"))
-        }
-        expected = {"delete": "rows-missing", "change": "rows-different", "add": "rows-unexpected"}
-        assert found == ({(table, expected[damage]): rows} if damage != "nothing" else {}), context
