@@ -346,8 +346,9 @@ std::optional<std::pair<std::size_t, Refusal>> Refusals::CheckAll(const std::vec
   for (std::size_t i = 0; i < checks_.size();) {
     const CheckConstraint& check = checks_[i];
     const OwnedStatement statement(destination_);
-    const std::string query = "SELECT \"#\" FROM (VALUES " + literals + ") AS v(" + names + ") WHERE NOT (" +
-                              check.expression + ") ORDER BY \"#\" LIMIT 1";
+    std::string query = "SELECT \"#\" FROM (VALUES ";
+    query.append(literals).append(") AS v(").append(names).append(") WHERE NOT (").append(check.expression);
+    query.append(") ORDER BY \"#\" LIMIT 1");
     if (!odbc::Succeeded(odbc::ExecuteDirect(statement.handle(), query))) {
       const std::string diagnostics = odbc::GetStatementDiagnostics(statement.handle());
       // Throws when it is not the constraint but the connection that failed.
