@@ -9,6 +9,7 @@
 
 #include "bench/typical_values.h"
 #include "db/identifier_maps.h"
+#include "db/migrate_table.h"
 #include "db/text_stream.h"
 #include "logging/logger.h"
 #include "odbc/connection.h"
@@ -76,10 +77,7 @@ class RowSteps {
     asm volatile("" : : "g"(&value) : "memory");
   }
 
-  void Text() {
-    text_.ClearText();
-    text_ << "insert row(" << rowNumber_ << "): " << *row_ << std::endl;
-  }
+  void Text() { db::DescribeRow(text_, rowNumber_, *row_); }
 
   odbc::DBConnection connection_{"", "", "", "public."};
   Pair pair_;

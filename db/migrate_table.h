@@ -12,6 +12,15 @@
 
 namespace db {
 
+/// Replaces the text by what the log shows of a written row: "insert row(NUMBER): ", the row and a line end.
+template <class Row>
+void DescribeRow(TextStream& text, std::uint64_t number, const Row& row) {
+  text.ClearText();
+  text.Append("insert row(").Append(std::to_string(number)).Append("): ");
+  text << row;
+  text.Append("\n");
+}
+
 /// Moves all rows of one table from the pair's source to its destination, row by row, and frees both statements.
 ///
 /// The console and the log get a line at the start and a summary at the end, the log also a line for every row that was
@@ -40,8 +49,7 @@ void MigrateTable(Pair& pair, Logger& log, std::ostream& console) {
   for (std::optional<typename Pair::RowType> row = source.Next(); row; row = source.Next()) {
     ++rowsRead;
     // Before the write: what the log shows is the row as it was read, whatever the write makes of it.
-    rowText.ClearText();
-    rowText << "insert row(" << rowsRead << "): " << *row << std::endl;
+    DescribeRow(rowText, rowsRead, *row);
     if (destination.Write(*row)) {
       ++rowsMigrated;
       log.Log(rowText.text());

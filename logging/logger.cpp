@@ -1,11 +1,15 @@
 #include "logging/logger.h"
 
 #include <ctime>
-#include <string_view>
+
+Logger::~Logger() {
+  Close();
+}
 
 bool Logger::Open(const std::filesystem::path& path) {
   stream_.open(path, std::ios_base::out);
   isOpen_ = stream_.is_open();
+  block_.reserve(kBlockSize);
   return isOpen_;
 }
 
@@ -15,14 +19,29 @@ void Logger::Log(const std::string& text) {
   }
   const std::time_t now = std::time(nullptr);
   if (now != shownTime_) {
-    timeStampLength_ = std::strftime(timeStamp_.data(), timeStamp_.size(), "%Y-%m-%d %X", std::localtime(&now));
+    timeStampLength_ = std::strftime(timeStamp_.data(), timeStamp_.size(), "%Y-%m-%d %X :: ", std::localtime(&now));
     shownTime_ = now;
   }
-  stream_ << std::string_view(timeStamp_.data(), timeStampLength_);
-  stream_ << " :: ";
-  stream_ << text;
+  Write({timeStamp_.data(), timeStampLength_});
+  Write(text);
 }
 
 void Logger::Close() {
+  WriteBlock();
   stream_.close();
+}
+
+void Logger::Write(std::string_view text) {
+  while (block_.size() + text.size() >= kBlockSize) {
+    const std::string_view part = text.substr(0, kBlockSize - block_.size());
+    block_ += part;
+    text.remove_prefix(part.size());
+    WriteBlock();
+  }
+  block_ += text;
+}
+
+void Logger::WriteBlock() {
+  stream_.write(block_.data(), static_cast<std::streamsize>(block_.size()));
+  block_.clear();
 }

@@ -32,7 +32,7 @@ struct Clients {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowClients& row) {
-  return PrintRow(stream, row, Clients::columns);
+  return PrintRow<Clients::columns>(stream, row);
 }
 
 TableDescription DBTableClientsSrc::Description() {

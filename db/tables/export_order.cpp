@@ -72,7 +72,7 @@ struct ExportOrder {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowExportOrder& row) {
-  return PrintRow(stream, row, ExportOrder::columns);
+  return PrintRow<ExportOrder::columns>(stream, row);
 }
 
 TableDescription DBTableExportOrderSrc::Description() {

@@ -36,7 +36,7 @@ struct GroupDesc {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowGroupDesc& row) {
-  return PrintRow(stream, row, GroupDesc::columns);
+  return PrintRow<GroupDesc::columns>(stream, row);
 }
 
 TableDescription DBTableGroupDescSrc::Description() {

@@ -57,7 +57,7 @@ struct GroupNegOrders {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowGroupNegOrders& row) {
-  return PrintRow(stream, row, GroupNegOrders::columns);
+  return PrintRow<GroupNegOrders::columns>(stream, row);
 }
 
 TableDescription DBTableGroupNegOrdersSrc::Description() {

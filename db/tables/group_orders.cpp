@@ -46,7 +46,7 @@ struct GroupOrders {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowGroupOrders& row) {
-  return PrintRow(stream, row, GroupOrders::columns);
+  return PrintRow<GroupOrders::columns>(stream, row);
 }
 
 TableDescription DBTableGroupOrdersSrc::Description() {

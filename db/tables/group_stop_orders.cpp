@@ -71,7 +71,7 @@ struct GroupStopOrders {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowGroupStopOrders& row) {
-  return PrintRow(stream, row, GroupStopOrders::columns);
+  return PrintRow<GroupStopOrders::columns>(stream, row);
 }
 
 TableDescription DBTableGroupStopOrdersSrc::Description() {

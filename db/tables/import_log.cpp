@@ -32,7 +32,7 @@ struct ImportLog {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowImportLog& row) {
-  return PrintRow(stream, row, ImportLog::columns);
+  return PrintRow<ImportLog::columns>(stream, row);
 }
 
 TableDescription DBTableImportLogSrc::Description() {

@@ -34,7 +34,7 @@ struct LoadedPositions {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowLoadedPositions& row) {
-  return PrintRow(stream, row, LoadedPositions::columns);
+  return PrintRow<LoadedPositions::columns>(stream, row);
 }
 
 TableDescription DBTableLoadedPositionsSrc::Description() {

@@ -34,7 +34,7 @@ struct LoadedSecurities {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowLoadedSecurities& row) {
-  return PrintRow(stream, row, LoadedSecurities::columns);
+  return PrintRow<LoadedSecurities::columns>(stream, row);
 }
 
 TableDescription DBTableLoadedSecuritiesSrc::Description() {

@@ -31,7 +31,7 @@ struct LoadedSecuritiesClientPrices {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowLoadedSecuritiesClientPrices& row) {
-  return PrintRow(stream, row, LoadedSecuritiesClientPrices::columns);
+  return PrintRow<LoadedSecuritiesClientPrices::columns>(stream, row);
 }
 
 TableDescription DBTableLoadedSecuritiesClientPricesSrc::Description() {

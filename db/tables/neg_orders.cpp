@@ -58,7 +58,7 @@ struct NegOrders {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowNegOrders& row) {
-  return PrintRow(stream, row, NegOrders::columns);
+  return PrintRow<NegOrders::columns>(stream, row);
 }
 
 TableDescription DBTableNegOrdersSrc::Description() {

@@ -46,7 +46,7 @@ struct Orders {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowOrders& row) {
-  return PrintRow(stream, row, Orders::columns);
+  return PrintRow<Orders::columns>(stream, row);
 }
 
 TableDescription DBTableOrdersSrc::Description() {

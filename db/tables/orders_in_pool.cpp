@@ -39,7 +39,7 @@ struct OrdersInPool {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowOrdersInPool& row) {
-  return PrintRow(stream, row, OrdersInPool::columns);
+  return PrintRow<OrdersInPool::columns>(stream, row);
 }
 
 TableDescription DBTableOrdersInPoolSrc::Description() {

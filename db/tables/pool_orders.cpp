@@ -39,7 +39,7 @@ struct PoolOrders {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowPoolOrders& row) {
-  return PrintRow(stream, row, PoolOrders::columns);
+  return PrintRow<PoolOrders::columns>(stream, row);
 }
 
 TableDescription DBTablePoolOrdersSrc::Description() {

@@ -33,7 +33,7 @@ struct RatingAgencies {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowRatingAgencies& row) {
-  return PrintRow(stream, row, RatingAgencies::columns);
+  return PrintRow<RatingAgencies::columns>(stream, row);
 }
 
 TableDescription DBTableRatingAgenciesSrc::Description() {

@@ -32,7 +32,7 @@ struct RatingScales {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowRatingScales& row) {
-  return PrintRow(stream, row, RatingScales::columns);
+  return PrintRow<RatingScales::columns>(stream, row);
 }
 
 TableDescription DBTableRatingScalesSrc::Description() {

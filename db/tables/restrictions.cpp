@@ -41,7 +41,7 @@ struct Restrictions {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowRestrictions& row) {
-  return PrintRow(stream, row, Restrictions::columns);
+  return PrintRow<Restrictions::columns>(stream, row);
 }
 
 TableDescription DBTableRestrictionsSrc::Description() {

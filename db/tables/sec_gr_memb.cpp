@@ -32,7 +32,7 @@ struct SecGrMemb {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowSecGrMemb& row) {
-  return PrintRow(stream, row, SecGrMemb::columns);
+  return PrintRow<SecGrMemb::columns>(stream, row);
 }
 
 TableDescription DBTableSecGrMembSrc::Description() {

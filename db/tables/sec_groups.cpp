@@ -33,7 +33,7 @@ struct SecGroups {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowSecGroups& row) {
-  return PrintRow(stream, row, SecGroups::columns);
+  return PrintRow<SecGroups::columns>(stream, row);
 }
 
 TableDescription DBTableSecGroupsSrc::Description() {

@@ -31,7 +31,7 @@ struct SecMinQt {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowSecMinQt& row) {
-  return PrintRow(stream, row, SecMinQt::columns);
+  return PrintRow<SecMinQt::columns>(stream, row);
 }
 
 TableDescription DBTableSecMinQtSrc::Description() {

@@ -71,7 +71,7 @@ struct StopOrders {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowStopOrders& row) {
-  return PrintRow(stream, row, StopOrders::columns);
+  return PrintRow<StopOrders::columns>(stream, row);
 }
 
 TableDescription DBTableStopOrdersSrc::Description() {

@@ -29,7 +29,7 @@ struct SystemData {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const DBRowSystemData& row) {
-  return PrintRow(stream, row, SystemData::columns);
+  return PrintRow<SystemData::columns>(stream, row);
 }
 
 TableDescription DBTableSystemDataSrc::Description() {

@@ -66,6 +66,47 @@ TEST(Logger, ChannelsAreIndependent) {
   EXPECT_EQ(support::ReadFile(directory / "log"), "");
 }
 
+// "YYYY-MM-DD hh:mm:ss :: "
+constexpr std::size_t kBeforeText = 23;
+constexpr std::size_t kBlock = 8192;
+
+TEST(Logger, WritesWholeBlocksAndTheRestWhenItIsClosed) {
+  const support::ScratchDirectory directory;
+  Logger logger;
+  ASSERT_TRUE(logger.Open(directory / "log"));
+  const auto size = [&] { return std::filesystem::file_size(directory / "log"); };
+  logger.Log(std::string(kBlock - kBeforeText - 1, 'a'));
+  EXPECT_EQ(size(), 0U);
+  logger.Log("b");
+  EXPECT_EQ(size(), kBlock);
+  logger.Log(std::string(3 * kBlock, 'c'));
+  EXPECT_EQ(size(), 4 * kBlock);
+  logger.Close();
+  const std::string text = support::ReadFile(directory / "log");
+  EXPECT_EQ(text.size(), kBlock - 1 + kBeforeText + 1 + kBeforeText + 3 * kBlock);
+  const std::string before = " :: ";
+  EXPECT_THAT(text, MatchesRegex(std::string(kTimeStamp) + before + "a+" + kTimeStamp + before + "b" + kTimeStamp +
+                                 before + "c+"));
+}
+
+TEST(Logger, WritesABlockAsSoonAsItIsFull) {
+  const support::ScratchDirectory directory;
+  Logger logger;
+  ASSERT_TRUE(logger.Open(directory / "log"));
+  logger.Log(std::string(kBlock - kBeforeText, 'a'));
+  EXPECT_EQ(std::filesystem::file_size(directory / "log"), kBlock);
+}
+
+TEST(Logger, WritesTheRestWhenItIsDestroyed) {
+  const support::ScratchDirectory directory;
+  {
+    Logger logger;
+    ASSERT_TRUE(logger.Open(directory / "log"));
+    logger.Log("one");
+  }
+  EXPECT_THAT(support::ReadFile(directory / "log"), MatchesRegex(std::string(kTimeStamp) + " :: one"));
+}
+
 TEST(Logger, ShowsLocalTime) {
   // Two fixed zones eleven hours apart can not show the same hour.
   const support::ScratchDirectory directory;

@@ -11,6 +11,7 @@
 
 #include "db/columns.h"
 #include "db/tables/system_data.h"
+#include "db/text_stream.h"
 
 namespace {
 
@@ -23,10 +24,14 @@ struct Position {
 constexpr std::array kColumns = {db::Int32<&Position::PosID>, db::Char<&Position::Code>,
                                  db::Double<&Position::OpenBalance>};
 
+/// What is inserted into a TextStream, which has a shorter way, and into any other stream.
 std::string Text(const Position& position) {
+  db::TextStream text;
+  db::PrintRow<kColumns>(text, position);
   std::ostringstream stream;
-  db::PrintRow(stream, position, kColumns);
-  return stream.str();
+  db::PrintRow<kColumns>(stream, position);
+  EXPECT_EQ(text.text(), stream.str());
+  return text.text();
 }
 
 TEST(RowText, LabelsEachFieldAndEndsWithASemicolon) {
@@ -81,10 +86,22 @@ TEST(RowText, PrintsEveryDoubleAsAStreamInsertsIt) {
 }
 
 TEST(RowText, FormatsNumbersAsTheStreamIsSet) {
+  const std::string expected = "[PosID] = 1, [Code] = a, [OpenBalance] = 2.50;";
   std::ostringstream stream;
   stream << std::fixed << std::setprecision(2);
-  db::PrintRow(stream, Position{1, "a", 2.5}, kColumns);
-  EXPECT_EQ(stream.str(), "[PosID] = 1, [Code] = a, [OpenBalance] = 2.50;");
+  db::PrintRow<kColumns>(stream, Position{1, "a", 2.5});
+  EXPECT_EQ(stream.str(), expected);
+  db::TextStream text;
+  text << std::fixed << std::setprecision(2);
+  db::PrintRow<kColumns>(text, Position{1, "a", 2.5});
+  EXPECT_EQ(text.text(), expected);
+}
+
+TEST(RowText, ContinuesTheTextOfTheStream) {
+  db::TextStream text;
+  text << "row ";
+  db::PrintRow<kColumns>(text, Position{1, "a", 2.5}) << " end";
+  EXPECT_EQ(text.text(), "row [PosID] = 1, [Code] = a, [OpenBalance] = 2.5; end");
 }
 
 TEST(RowText, EndsATextAtItsFirstZero) {
