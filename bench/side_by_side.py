@@ -2,49 +2,25 @@
 
 import collections
 import contextlib
-import dataclasses
 import pathlib
-import re
 import time
 
 import arguments
+import clients
 import document
 import measured_run
+from clients import FLOOR, PROGRAM, Measurement
 
-import data_sources
 import lab
 import sample_data
 import scratch
 
-PROGRAM = "bw_db_migrate"
-FLOOR = "bare loop"
 SET_BASED = "tds_fdw"
 SCRIPT = "Perl script"
 
 _ROWS = {"GroupDesc": 200, "GroupOrders": 20_000, "Orders": 100_000, "LoadedPositions": 200_000, "StopOrders": 100_000}
 _MEASURED_TABLES = ("LoadedPositions", "StopOrders", "GroupOrders", "Orders")
 _PLAIN_TABLES = ("LoadedPositions", "StopOrders")
-_PASSWORDS = f"{lab.SOURCE_PASSWORD}\n{lab.DESTINATION_PASSWORD}\n"
-
-
-@dataclasses.dataclass
-class Measurement:
-    """What one way took in one round; CPU in seconds."""
-
-    milliseconds: dict[str, int]  # by table
-    cpu_user: float
-    cpu_system: float
-    peak_kib: int
-    destination_cpu: float = 0.0
-    source_cpu: float = 0.0
-
-    @property
-    def cpu(self) -> float:
-        return self.cpu_user + self.cpu_system
-
-    @property
-    def seconds(self) -> float:
-        return sum(self.milliseconds.values()) / 1000
 
 
 def main() -> None:
@@ -67,14 +43,13 @@ def main() -> None:
 
 
 def _measure_in_turn(workspace, options, rows, rounds) -> dict[str, list[Measurement]]:
-    bare_loop = options.build_directory / "bench" / "bare_loop"
     script = pathlib.Path(__file__).resolve().with_name("plain_script.pl")
     _create_foreign_tables(workspace)
     ways = {
-        PROGRAM: lambda: _run_program(workspace),
-        FLOOR: lambda: _run_client(workspace, bare_loop),
+        PROGRAM: lambda: clients.run_program(workspace),
+        FLOOR: lambda: clients.run_other(workspace, clients.bare_loop(options.build_directory)),
         SET_BASED: lambda: _copy_sets(workspace),
-        SCRIPT: lambda: _run_client(workspace, script),
+        SCRIPT: lambda: clients.run_other(workspace, script),
     }
     measurements = collections.defaultdict(list)
     for _ in range(rounds):
@@ -109,21 +84,6 @@ def _wait_for_the_end_of_sessions(workspace) -> None:
             return cursor.fetchone() == (0,)
 
         scratch.wait_until(none_is_left, "the end of all sessions")
-
-
-def _run_program(workspace) -> Measurement:
-    run = measured_run.run([workspace.lab.migrator], workspace.directory, workspace.environment, _PASSWORDS)
-    times = re.findall(r"^Complete migrate (\w+) table\..* time is (\d+) milliseconds$", run.output, re.MULTILINE)
-    return Measurement({name: int(milliseconds) for name, milliseconds in times}, run.cpu_user, run.cpu_system, run.peak_kib)
-
-
-def _run_client(workspace, program) -> Measurement:
-    command = [program, data_sources.SOURCE, lab.SOURCE_LOGIN, data_sources.DESTINATION, lab.DESTINATION_LOGIN]
-    run = measured_run.run(command, workspace.directory, workspace.environment, _PASSWORDS)
-    times = [line.split() for line in run.output.splitlines()]
-    return Measurement(
-        {name: int(milliseconds) for name, _, milliseconds in times}, run.cpu_user, run.cpu_system, run.peak_kib
-    )
 
 
 def _create_foreign_tables(workspace) -> None:
@@ -177,7 +137,7 @@ def _columns(workspace, table) -> list[tuple]:
 
 def _peak_kib(started, rows: int) -> int:
     with started.workspace(lambda path: sample_data.fill(path, scale=0, rows={"LoadedPositions": rows})) as workspace:
-        measurement = _run_program(workspace)
+        measurement = clients.run_program(workspace)
         assert workspace.query_destination('SELECT count(*) FROM "LoadedPositions"') == [(rows,)]
         return measurement.peak_kib
 
