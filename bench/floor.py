@@ -43,7 +43,6 @@ def main() -> None:
                 "of the medians",
                 "median of the rounds",
                 "of the fastest rounds",
-                "CPU seconds",
             ],
             speeds,
         ),
@@ -87,7 +86,6 @@ def _in_turn(workspace, options, table, rounds, run) -> dict[str, list]:
 def _speed(workspace, options, table, rows, rounds) -> list[str]:
     measured = _in_turn(workspace, options, table, rounds, lambda way: way(workspace))
     milliseconds = {name: [each.milliseconds[table] for each in runs] for name, runs in measured.items()}
-    cpu = {name: document.median(each.cpu for each in runs) for name, runs in measured.items()}
     medians = {name: document.median(values) for name, values in milliseconds.items()}
     pairs = zip(milliseconds[FLOOR], milliseconds[PROGRAM], strict=True)
     return [
@@ -96,7 +94,6 @@ def _speed(workspace, options, table, rows, rounds) -> list[str]:
         f"{medians[FLOOR] / medians[PROGRAM]:.3f}",
         f"{document.median(floor / program for floor, program in pairs):.3f}",
         f"{min(milliseconds[FLOOR]) / min(milliseconds[PROGRAM]):.3f}",
-        f"{cpu[PROGRAM] / cpu[FLOOR]:.2f}",
     ]
 
 

@@ -89,12 +89,24 @@ def cpu_seconds(process: int, with_children=False) -> float:
     return sum(int(ticks) for ticks in stat[11 : 15 if with_children else 13]) / os.sysconf("SC_CLK_TCK")
 
 
+def child_commands(process) -> dict[int, str]:
+    """The command lines of a running process's children, by their numbers; "self" is this process. That of a child that
+    has ended and was not waited for yet is empty."""
+    commands = {}
+    for task in pathlib.Path(f"/proc/{process}/task").iterdir():
+        for number in (task / "children").read_text().split():
+            try:
+                commands[int(number)] = pathlib.Path(f"/proc/{number}/cmdline").read_text(errors="replace")
+            except FileNotFoundError:
+                pass  # It has been waited for since.
+    return commands
+
+
 def child(program: str) -> int:
     """The only child process of this one that runs `program`."""
     (found,) = (
-        int(process)
-        for task in pathlib.Path("/proc/self/task").iterdir()
-        for process in (task / "children").read_text().split()
-        if pathlib.Path(f"/proc/{process}/comm").read_text().strip() == program
+        number
+        for number in child_commands("self")
+        if pathlib.Path(f"/proc/{number}/comm").read_text().strip() == program
     )
     return found

@@ -65,25 +65,23 @@ def _with_servers(workspace, way) -> Measurement:
     """Measures one way and what the servers take for it."""
     postgres = measured_run.child("postgres")
     tds_server = measured_run.child("tds_server")
-    _wait_for_the_end_of_sessions(workspace)
+    _wait_for_the_end_of_sessions(workspace, postgres)
     destination_before = measured_run.cpu_seconds(postgres, with_children=True)
     source_before = measured_run.cpu_seconds(tds_server)
     measurement = way()
-    # What a session took is known when its process has ended.
-    _wait_for_the_end_of_sessions(workspace)
+    # What a session took is known when the server has waited for its process.
+    _wait_for_the_end_of_sessions(workspace, postgres)
     measurement.destination_cpu = measured_run.cpu_seconds(postgres, with_children=True) - destination_before
     measurement.source_cpu = measured_run.cpu_seconds(tds_server) - source_before
     return measurement
 
 
-def _wait_for_the_end_of_sessions(workspace) -> None:
-    with contextlib.closing(workspace.lab.postgres.connect()) as connection, connection.cursor() as cursor:
+def _wait_for_the_end_of_sessions(workspace, postgres) -> None:
+    def none_is_left() -> bool:
+        commands = measured_run.child_commands(postgres).values()
+        return all(command and workspace.database not in command for command in commands)
 
-        def none_is_left() -> bool:
-            cursor.execute("SELECT count(*) FROM pg_stat_activity WHERE datname = %s", (workspace.database,))
-            return cursor.fetchone() == (0,)
-
-        scratch.wait_until(none_is_left, "the end of all sessions")
+    scratch.wait_until(none_is_left, "the end of all sessions")
 
 
 def _create_foreign_tables(workspace) -> None:
