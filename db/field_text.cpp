@@ -101,11 +101,13 @@ char* WriteFieldText(char* to, double number) noexcept {
   const int shift = kDigits - 1 - exponent;
   // Six digits before the point. The power is exact, so the result is off by its own rounding only: less than 1e-9.
   const double scaled = shift >= 0 ? magnitude * PowerOfTen(shift) : magnitude / PowerOfTen(-shift);
-  const auto rounded = static_cast<std::uint32_t>(scaled + 0.5);
+  const auto below = static_cast<std::uint32_t>(scaled);
+  const double rest = scaled - below;
   // Next to the middle between two texts the last digit depends on more than that.
-  if (std::fabs(scaled - rounded) > 0.499999) {
+  if (std::fabs(rest - 0.5) < 1e-6) {
     return WriteSlowly(to, magnitude);
   }
+  const std::uint32_t rounded = rest < 0.5 ? below : below + 1;
   return rounded < kAboveDigits ? WriteDigits(to, rounded, exponent) : WriteDigits(to, rounded / 10, exponent + 1);
 }
 

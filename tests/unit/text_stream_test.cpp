@@ -30,10 +30,9 @@ TEST(TextStream, StartsAgainWhenItIsCleared) {
 TEST(TextStream, KeepsItsStorageWhenItIsCleared) {
   db::TextStream stream;
   stream << std::string(1000, 'x');
-  const char* storage = stream.text().data();
   stream.ClearText();
-  stream << std::string(1000, 'y');
-  EXPECT_EQ(stream.text().data(), storage);
+  EXPECT_EQ(stream.text(), "");
+  EXPECT_GE(stream.text().capacity(), 1000U);
 }
 
 TEST(TextStream, TakesPartsBesidesWhatIsInserted) {
