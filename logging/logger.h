@@ -38,8 +38,8 @@ class Logger {
 
  private:
   static constexpr std::size_t kTimeStampSize = 80;
-  // Whole pages of the file, which take a file system half as long as the stream's own blocks: those end with the entry
-  // that does not fit any more, and the page in which they end is taken up twice.
+  // Whole pages of the file. The pieces that the stream writes by itself end with an entry, and a file system takes up
+  // the page in which a piece ends once more for the next one.
   static constexpr std::size_t kBlockSize = 8192;
 
   void Write(std::string_view text);
