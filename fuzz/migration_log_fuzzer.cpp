@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "check/catalogue.h"
-#include "check/log_reader.h"
+#include "check/after/log_reader.h"
+#include "check/rules/catalogue.h"
 #include "fuzz/require.h"
 
 namespace {

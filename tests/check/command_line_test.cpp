@@ -1,4 +1,4 @@
-#include "check/command_line.h"
+#include "check/cli/command_line.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

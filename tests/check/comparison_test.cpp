@@ -1,4 +1,4 @@
-#include "check/comparison.h"
+#include "check/after/comparison.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

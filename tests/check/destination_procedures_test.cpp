@@ -1,4 +1,4 @@
-#include "check/destination_procedures.h"
+#include "check/before/destination_procedures.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "check/catalogue.h"
+#include "check/rules/catalogue.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "check/destination_types.h"
+#include "check/before/destination_types.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "check/catalogue.h"
+#include "check/rules/catalogue.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "check/json_report.h"
+#include "check/report/json_report.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

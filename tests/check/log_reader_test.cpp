@@ -1,4 +1,4 @@
-#include "check/log_reader.h"
+#include "check/after/log_reader.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

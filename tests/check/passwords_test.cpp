@@ -1,4 +1,4 @@
-#include "check/passwords.h"
+#include "check/cli/passwords.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "check/progress_line.h"
+#include "check/cli/progress_line.h"
 
 #include <gtest/gtest.h>
 

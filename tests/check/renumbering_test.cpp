@@ -1,4 +1,4 @@
-#include "check/renumbering.h"
+#include "check/before/renumbering.h"
 
 #include <gtest/gtest.h>
 

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "check/row_stream.h"
+#include "check/rules/row_stream.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "check/simulation.h"
+#include "check/rules/simulation.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,8 @@
 #include <optional>
 #include <string_view>
 
-#include "check/catalogue.h"
-#include "check/table_rules.h"
+#include "check/rules/catalogue.h"
+#include "check/rules/table_rules.h"
 
 namespace check {
 namespace {

@@ -26,7 +26,7 @@ def test_every_finding_is_described_and_no_other():
         described |= set(re.findall(r"`([\w-]+)`", row))
 
     named = set()
-    for path in (_PROJECT / "check").glob("*.cpp"):
+    for path in (_PROJECT / "check").rglob("*.cpp"):
         if path.name != "json_report.cpp":
             named |= set(re.findall(r'"([a-z]+(?:-[a-z]+)+|orphans|numbering)"', path.read_text(encoding="utf-8")))
     assert described == named

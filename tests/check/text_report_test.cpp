@@ -1,4 +1,4 @@
-#include "check/text_report.h"
+#include "check/report/text_report.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,0 +1,22 @@
+#ifndef BW_CHECK_BEFORE_BEFORE_H
+#define BW_CHECK_BEFORE_BEFORE_H
+
+#include <string>
+#include <vector>
+
+#include "check/cli/progress.h"
+#include "check/report/finding.h"
+#include "odbc/connection.h"
+
+namespace check {
+
+/// Predicts what a run of the migrator will do. `tables` limits the report to these tables; none means all. What a
+/// table needs of earlier ones is read all the same.
+///
+/// \throws std::runtime_error when one of the sides cannot be asked.
+Report CheckBefore(odbc::DBConnection& source, odbc::DBConnection& destination, const std::vector<std::string>& tables,
+                   Progress& progress);
+
+}  // namespace check
+
+#endif  // BW_CHECK_BEFORE_BEFORE_H

@@ -1,0 +1,29 @@
+#ifndef BW_CHECK_BEFORE_CONNECTIONS_H
+#define BW_CHECK_BEFORE_CONNECTIONS_H
+
+#include <functional>
+#include <set>
+#include <string>
+
+#include "check/report/finding.h"
+#include "odbc/connection.h"
+
+namespace check {
+
+/// Makes sure that nothing is ever written: the destination's session becomes a read-only one.
+///
+/// \throws std::runtime_error with the diagnostics.
+void MakeReadOnly(const odbc::DBConnection& destination);
+
+/// Looks at the two connections: products and versions, the schema version, the encodings of both sides and of both
+/// client settings with probe texts that travel through both drivers, encryption, the login's right to read the 22
+/// tables of the source. Adds facts and general findings.
+///
+/// \returns the tables that cannot be read: the run ends where it is their turn.
+/// \throws std::runtime_error with the diagnostics when a side cannot be asked at all.
+std::set<std::string, std::less<>> CheckConnections(odbc::DBConnection& source, const odbc::DBConnection& destination,
+                                                    Report& report);
+
+}  // namespace check
+
+#endif  // BW_CHECK_BEFORE_CONNECTIONS_H

@@ -1,0 +1,171 @@
+#include "check/cli/check_run.h"
+
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "app/migration_settings.h"
+#include "app/profile_file.h"
+#include "check/after/after.h"
+#include "check/before/before.h"
+#include "check/before/connections.h"
+#include "check/cli/command_line.h"
+#include "check/cli/passwords.h"
+#include "check/cli/progress_line.h"
+#include "check/cli/terminal.h"
+#include "check/report/json_report.h"
+#include "check/report/text_report.h"
+#include "odbc/connection.h"
+#include "odbc/secret.h"
+
+namespace check {
+
+namespace {
+
+constexpr int kNothingFound = 0;
+constexpr int kFindings = 1;
+constexpr int kCouldNotCheck = 2;
+
+constexpr std::string_view kProgramName = "bw_db_check: ";
+
+app::MigrationSettings ReadSettings() {
+  const std::filesystem::path path = std::filesystem::current_path() / "bw_migrate.ini";
+  if (!app::ProfileFileExists(path)) {
+    throw std::runtime_error("there is no bw_migrate.ini in the working directory");
+  }
+  return app::MigrationSettings(path.string());
+}
+
+void Connect(odbc::DBConnection& connection, std::string_view side, const app::ConnectionSettings& settings) {
+  bool known = false;
+  try {
+    known = connection.Connect();
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error("cannot connect to the " + std::string(side) + ", data source '" +
+                             settings.dataSourceName + "', login '" + settings.login +
+                             "': " + (*error.what() == '\0' ? "the server's name cannot be read" : error.what()));
+  }
+  if (!known) {
+    throw std::runtime_error("the server of the " + std::string(side) + ", data source '" + settings.dataSourceName +
+                             "', is neither a Microsoft SQL Server nor a PostgreSQL; bw_db_migrate would end without "
+                             "a word");
+  }
+}
+
+/// What the migrator asks for before it touches a table.
+void RequireMigratable(odbc::DBConnection& source, const odbc::DBConnection& destination) {
+  const auto nameOf = [](const odbc::DBConnection& side) {
+    return side.serverKind() == odbc::ServerKind::SqlServer ? "a Microsoft SQL Server" : "a PostgreSQL";
+  };
+  if (source.serverKind() != odbc::ServerKind::SqlServer || destination.serverKind() != odbc::ServerKind::PostgreSql) {
+    throw std::runtime_error(
+        std::string("the source is ") + nameOf(source) + " and the destination " + nameOf(destination) +
+        "; bw_db_migrate would end with \"Error: Migration is only possible from Microsoft SQL Server to PostgreSQL\"");
+  }
+  bool versionFits = false;
+  try {
+    versionFits = source.CheckSchemaVersion();
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error(
+        std::string("the source's schema version cannot be read; bw_db_migrate would end, with this in its log: ") +
+        error.what());
+  }
+  if (!versionFits) {
+    throw std::runtime_error(
+        "the source's schema version is not 29; bw_db_migrate would end with \"Error: Migration is possible only for "
+        "version 29 of the Brantwell database\"");
+  }
+}
+
+std::unique_ptr<Progress> MakeProgress() {
+  if (ObeysEscapeSequences(OutputStream::Error)) {
+    return std::make_unique<ProgressLine>(std::cerr);
+  }
+  return std::make_unique<Progress>();
+}
+
+Report MakeReport(const CheckRequest& request, const app::MigrationSettings& settings, Passwords& passwords) {
+  odbc::DBConnection source(settings.source.dataSourceName, settings.source.login, passwords.source,
+                            settings.source.schema);
+  odbc::Wipe(passwords.source);
+  odbc::DBConnection destination(settings.destination.dataSourceName, settings.destination.login, passwords.destination,
+                                 settings.destination.schema);
+  odbc::Wipe(passwords.destination);
+
+  const std::unique_ptr<Progress> progress = MakeProgress();
+  progress->Begin("Connecting");
+  Connect(source, "source", settings.source);
+  Connect(destination, "destination", settings.destination);
+  RequireMigratable(source, destination);
+  MakeReadOnly(destination);
+  return request.command == Command::Before
+             ? CheckBefore(source, destination, request.tables, *progress)
+             : CheckAfter(source, destination, std::filesystem::current_path() / "bw_db_migrate.log", request.tables,
+                          *progress);
+}
+
+void RequireWritten() {
+  std::cout.flush();
+  if (!std::cout) {
+    throw std::runtime_error("cannot write to standard output");
+  }
+}
+
+bool WantsColour() {
+  const char* const noColour = std::getenv("NO_COLOR");
+  return (noColour == nullptr || *noColour == '\0') && ObeysEscapeSequences(OutputStream::Output);
+}
+
+int Check(const CheckRequest& request) {
+  const app::MigrationSettings settings = ReadSettings();
+  std::optional<JsonFile> jsonFile;
+  if (request.jsonFile) {
+    jsonFile.emplace(*request.jsonFile);
+  }
+  Passwords passwords;
+  AskPasswords(passwords);
+  const Report report = MakeReport(request, settings, passwords);
+  PrintReport(std::cout, report, WantsColour() ? Colour::On : Colour::Off);
+  std::cout.flush();
+  if (jsonFile) {
+    jsonFile->Write(JsonReport(report, ProgramVersion()));
+  }
+  RequireWritten();
+  return report.HasFindings() ? kFindings : kNothingFound;
+}
+
+int Answer(const Request& request) {
+  if (const auto* const checkRequest = std::get_if<CheckRequest>(&request)) {
+    return Check(*checkRequest);
+  }
+  if (std::holds_alternative<HelpRequest>(request)) {
+    std::cout << HelpText();
+  } else {
+    std::cout << "bw_db_check " << ProgramVersion() << '\n';
+  }
+  RequireWritten();
+  return kNothingFound;
+}
+
+}  // namespace
+
+int RunCheck(int argc, const char* const* argv) noexcept {
+  MakeClosedPipesAnError();
+  try {
+    return Answer(ReadCommandLine({argv + (argc > 0 ? 1 : 0), argv + argc}));
+  } catch (const WrongUse& error) {
+    std::cerr << kProgramName << error.what() << "\nbw_db_check --help says more.\n";
+  } catch (const std::exception& error) {
+    std::cerr << kProgramName << Printable(error.what(), "\n") << '\n';
+  }
+  return kCouldNotCheck;
+}
+
+}  // namespace check

@@ -1,0 +1,47 @@
+#ifndef BW_CHECK_CLI_COMMAND_LINE_H
+#define BW_CHECK_CLI_COMMAND_LINE_H
+
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "check/report/finding.h"
+
+namespace check {
+
+/// What is to be checked, and how it is reported.
+struct CheckRequest {
+  Command command = Command::Before;
+  std::optional<std::filesystem::path> jsonFile;
+  std::vector<std::string> tables;  ///< In the order of the catalogue; none means all.
+};
+
+struct HelpRequest {};
+struct VersionRequest {};
+
+using Request = std::variant<CheckRequest, HelpRequest, VersionRequest>;
+
+/// The command line cannot be understood; the message says what is wrong with it.
+class WrongUse : public std::invalid_argument {
+ public:
+  using std::invalid_argument::invalid_argument;
+};
+
+/// Reads the arguments behind the program's name.
+///
+/// \throws WrongUse
+Request ReadCommandLine(const std::vector<std::string>& arguments);
+
+/// What --help shows.
+std::string_view HelpText();
+
+/// Such as "1.0.0".
+std::string_view ProgramVersion();
+
+}  // namespace check
+
+#endif  // BW_CHECK_CLI_COMMAND_LINE_H

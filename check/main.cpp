@@ -1,5 +1,0 @@
-#include "check/check_run.h"
-
-int main(int argc, char** argv) {
-  return check::RunCheck(argc, argv);
-}

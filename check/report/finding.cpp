@@ -1,0 +1,26 @@
+#include "check/report/finding.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace check {
+
+std::vector<const Finding*> ByCost(const std::vector<Finding>& findings) {
+  std::vector<const Finding*> sorted;
+  std::transform(findings.begin(), findings.end(), std::back_inserter(sorted),
+                 [](const Finding& finding) { return &finding; });
+  std::stable_sort(sorted.begin(), sorted.end(),
+                   [](const Finding* left, const Finding* right) { return left->cost < right->cost; });
+  return sorted;
+}
+
+std::string_view NameOf(Command command) {
+  return command == Command::Before ? "before" : "after";
+}
+
+bool Report::HasFindings() const {
+  return !general.empty() ||
+         std::any_of(tables.begin(), tables.end(), [](const TableReport& table) { return !table.findings.empty(); });
+}
+
+}  // namespace check

@@ -1,0 +1,88 @@
+#include "check/sql/query.h"
+
+#include <sqlext.h>
+
+#include <array>
+#include <stdexcept>
+#include <utility>
+
+#include "odbc/diagnostics.h"
+#include "odbc/statement.h"
+
+namespace check {
+
+namespace {
+
+/// The whole text of a column, however long.
+std::optional<std::string> ReadText(SQLHSTMT statement, SQLUSMALLINT column) {
+  std::string text;
+  std::array<char, 1024> part{};
+  for (;;) {
+    SQLLEN length = 0;
+    const SQLRETURN result =
+        SQLGetData(statement, column, SQL_C_CHAR, part.data(), static_cast<SQLLEN>(part.size()), &length);
+    if (result == SQL_NO_DATA) {
+      return text;
+    }
+    odbc::RequireSuccess(result, statement);
+    if (length == SQL_NULL_DATA) {
+      return std::nullopt;
+    }
+    if (result == SQL_SUCCESS) {
+      text.append(part.data(), static_cast<std::size_t>(length));
+      return text;
+    }
+    text.append(part.data(), part.size() - 1);
+  }
+}
+
+}  // namespace
+
+OwnedStatement::OwnedStatement(const odbc::DBConnection& connection) {
+  if (!odbc::Succeeded(SQLAllocStmt(connection.connection(), &statement_))) {
+    throw std::runtime_error(odbc::GetConnectionDiagnostics(connection.connection()));
+  }
+}
+
+OwnedStatement::~OwnedStatement() {
+  odbc::FreeStatement(statement_);
+}
+
+void OwnedStatement::Execute(std::string_view sql) const {
+  // No row is the driver's SQL_NO_DATA for a statement that changes nothing.
+  const SQLRETURN result = odbc::ExecuteDirect(statement_, sql);
+  if (result != SQL_NO_DATA) {
+    odbc::RequireSuccess(result, statement_);
+  }
+}
+
+std::vector<TextRow> QueryRows(const odbc::DBConnection& connection, std::string_view sql) {
+  const OwnedStatement statement(connection);
+  statement.Execute(sql);
+  SQLSMALLINT columns = 0;
+  odbc::RequireSuccess(SQLNumResultCols(statement.handle(), &columns), statement.handle());
+  std::vector<TextRow> rows;
+  for (;;) {
+    const SQLRETURN result = SQLFetch(statement.handle());
+    if (result == SQL_NO_DATA) {
+      return rows;
+    }
+    odbc::RequireSuccess(result, statement.handle());
+    TextRow row;
+    for (SQLSMALLINT column = 1; column <= columns; ++column) {
+      row.push_back(ReadText(statement.handle(), static_cast<SQLUSMALLINT>(column)));
+    }
+    rows.push_back(std::move(row));
+  }
+}
+
+std::optional<std::string> QueryValue(const odbc::DBConnection& connection, std::string_view sql) {
+  const std::vector<TextRow> rows = QueryRows(connection, sql);
+  return rows.empty() || rows.front().empty() ? std::nullopt : rows.front().front();
+}
+
+void Execute(const odbc::DBConnection& connection, std::string_view sql) {
+  OwnedStatement(connection).Execute(sql);
+}
+
+}  // namespace check
