@@ -13,10 +13,11 @@
 #include <system_error>
 
 #include "app/console_echo.h"
-#include "app/migration_settings.h"
-#include "app/profile_file.h"
-#include "app/tables.h"
+#include "config/file_names.h"
+#include "config/migration_settings.h"
+#include "config/profile_file.h"
 #include "db/migrate_table.h"
+#include "db/tables/table_list.h"
 #include "logging/logger.h"
 #include "odbc/connection.h"
 #include "odbc/secret.h"
@@ -39,7 +40,7 @@ std::filesystem::path InWorkingDirectory(std::string_view fileName) {
 }
 
 void RequireConfigurationFile(const std::filesystem::path& path) {
-  if (!ProfileFileExists(path)) {
+  if (!config::ProfileFileExists(path)) {
     throw std::invalid_argument("Error: Configuration file does not exist");
   }
 }
@@ -55,21 +56,22 @@ std::string AskPassword(std::string_view prompt) {
   return password;
 }
 
-void MigrateTables(const DBConnection& /*source*/, const DBConnection& /*destination*/, TableList<> /*none*/) {}
+void MigrateTables(const DBConnection& /*source*/, const DBConnection& /*destination*/, db::TableList<> /*none*/) {}
 
 /// Builds and migrates the first pair, then the others while it is still alive: a table is emptied only when the one
 /// before it is done, and the pairs are destroyed from the last to the first.
 template <class Pair, class... Others>
-void MigrateTables(const DBConnection& source, const DBConnection& destination, TableList<Pair, Others...> /*tables*/) {
+void MigrateTables(const DBConnection& source, const DBConnection& destination,
+                   db::TableList<Pair, Others...> /*tables*/) {
   Pair pair(source, destination);
   db::MigrateTable(pair, logger, std::cout);
-  MigrateTables(source, destination, TableList<Others...>{});
+  MigrateTables(source, destination, db::TableList<Others...>{});
 }
 
 void Migrate() {
-  const std::filesystem::path configurationPath = InWorkingDirectory("bw_migrate.ini");
+  const std::filesystem::path configurationPath = InWorkingDirectory(config::kConfigurationFileName);
   RequireConfigurationFile(configurationPath);
-  const std::filesystem::path logPath = InWorkingDirectory("bw_db_migrate.log");
+  const std::filesystem::path logPath = InWorkingDirectory(config::kLogFileName);
   if (!logger.Open(logPath)) {
     std::cout << "Warning: Can't open log file" << std::endl;
   }
@@ -80,7 +82,7 @@ void Migrate() {
   std::string destinationPassword = AskPassword("\nEnter the password for destination database: ");
   std::cout << std::endl;
 
-  const MigrationSettings settings(configurationPath.string());
+  const config::MigrationSettings settings(configurationPath.string());
   DBConnection source(settings.source.dataSourceName, settings.source.login, sourcePassword, settings.source.schema);
   odbc::Wipe(sourcePassword);
   DBConnection destination(settings.destination.dataSourceName, settings.destination.login, destinationPassword,
@@ -97,7 +99,7 @@ void Migrate() {
   if (!source.CheckSchemaVersion()) {
     throw std::invalid_argument("Error: Migration is possible only for version 29 of the Brantwell database");
   }
-  MigrateTables(source, destination, Tables{});
+  MigrateTables(source, destination, db::Tables{});
 }
 
 }  // namespace

@@ -7,9 +7,9 @@
 #include <cstddef>
 #include <string>
 
-#include "app/tables.h"
 #include "bench/allocation_count.h"
 #include "bench/row_steps.h"
+#include "db/tables/table_list.h"
 
 namespace {
 
@@ -49,7 +49,7 @@ void RegisterTable() {
 }
 
 template <class... Pairs>
-void RegisterEach(app::TableList<Pairs...> /*tables*/) {
+void RegisterEach(db::TableList<Pairs...> /*tables*/) {
   (RegisterTable<Pairs>(), ...);
 }
 
@@ -61,7 +61,7 @@ int main(int argc, char** argv) {
     return 1;
   }
   bench::ResetIdentifiers();
-  RegisterEach(app::Tables{});
+  RegisterEach(db::Tables{});
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
 }

@@ -8,8 +8,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "app/tables.h"
 #include "bench/row_steps.h"
+#include "db/tables/table_list.h"
 
 namespace {
 
@@ -26,7 +26,7 @@ void Count(bench::RowSteps<Pair>& steps, long rows) {
 }
 
 template <class... Pairs>
-void CountEach(long rows, app::TableList<Pairs...> /*tables*/) {
+void CountEach(long rows, db::TableList<Pairs...> /*tables*/) {
   const auto countTable = [rows](auto steps) {
     Count<bench::Step::Fetch>(steps, rows);
     Count<bench::Step::Text>(steps, rows);
@@ -43,5 +43,5 @@ int main(int argc, char** argv) {
     return EXIT_FAILURE;
   }
   bench::ResetIdentifiers();
-  CountEach(std::strtol(argv[1], nullptr, 10), app::Tables{});
+  CountEach(std::strtol(argv[1], nullptr, 10), db::Tables{});
 }

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "app/profile_file.h"
+#include "config/profile_file.h"
 #include "fuzz/require.h"
 #include "tests/support/profile_file_restatement.h"
 
@@ -42,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const char* section : {"DBSource", ""}) {
     for (const char* key : {"db_schema", ""}) {
       for (const std::size_t limit : {std::size_t{1023}, std::size_t{4}}) {
-        const std::string value = app::ReadProfileString(file.path(), section, key, limit);
+        const std::string value = config::ReadProfileString(file.path(), section, key, limit);
         Require(value == restatement.Value(section, key, limit), "the value is as told again");
         Require(value.size() <= limit, "the value is no longer than allowed");
         Require(value.find('\n') == std::string::npos, "the value has no line end");

@@ -11,8 +11,6 @@
 #include <string_view>
 #include <variant>
 
-#include "app/migration_settings.h"
-#include "app/profile_file.h"
 #include "check/after/after.h"
 #include "check/before/before.h"
 #include "check/before/connections.h"
@@ -22,6 +20,9 @@
 #include "check/cli/terminal.h"
 #include "check/report/json_report.h"
 #include "check/report/text_report.h"
+#include "config/file_names.h"
+#include "config/migration_settings.h"
+#include "config/profile_file.h"
 #include "odbc/connection.h"
 #include "odbc/secret.h"
 
@@ -35,15 +36,15 @@ constexpr int kCouldNotCheck = 2;
 
 constexpr std::string_view kProgramName = "bw_db_check: ";
 
-app::MigrationSettings ReadSettings() {
-  const std::filesystem::path path = std::filesystem::current_path() / "bw_migrate.ini";
-  if (!app::ProfileFileExists(path)) {
+config::MigrationSettings ReadSettings() {
+  const std::filesystem::path path = std::filesystem::current_path() / config::kConfigurationFileName;
+  if (!config::ProfileFileExists(path)) {
     throw std::runtime_error("there is no bw_migrate.ini in the working directory");
   }
-  return app::MigrationSettings(path.string());
+  return config::MigrationSettings(path.string());
 }
 
-void Connect(odbc::DBConnection& connection, std::string_view side, const app::ConnectionSettings& settings) {
+void Connect(odbc::DBConnection& connection, std::string_view side, const config::ConnectionSettings& settings) {
   bool known = false;
   try {
     known = connection.Connect();
@@ -91,7 +92,7 @@ std::unique_ptr<Progress> MakeProgress() {
   return std::make_unique<Progress>();
 }
 
-Report MakeReport(const CheckRequest& request, const app::MigrationSettings& settings, Passwords& passwords) {
+Report MakeReport(const CheckRequest& request, const config::MigrationSettings& settings, Passwords& passwords) {
   odbc::DBConnection source(settings.source.dataSourceName, settings.source.login, passwords.source,
                             settings.source.schema);
   odbc::Wipe(passwords.source);
@@ -107,7 +108,7 @@ Report MakeReport(const CheckRequest& request, const app::MigrationSettings& set
   MakeReadOnly(destination);
   return request.command == Command::Before
              ? CheckBefore(source, destination, request.tables, *progress)
-             : CheckAfter(source, destination, std::filesystem::current_path() / "bw_db_migrate.log", request.tables,
+             : CheckAfter(source, destination, std::filesystem::current_path() / config::kLogFileName, request.tables,
                           *progress);
 }
 
@@ -124,7 +125,7 @@ bool WantsColour() {
 }
 
 int Check(const CheckRequest& request) {
-  const app::MigrationSettings settings = ReadSettings();
+  const config::MigrationSettings settings = ReadSettings();
   std::optional<JsonFile> jsonFile;
   if (request.jsonFile) {
     jsonFile.emplace(*request.jsonFile);

@@ -4,21 +4,21 @@
 #include <stdexcept>
 #include <string>
 
-#include "app/tables.h"
+#include "db/tables/table_list.h"
 
 namespace check {
 
 namespace {
 
 template <class... Pairs>
-std::vector<db::TableDescription> DescribeAll(app::TableList<Pairs...> /*tables*/) {
+std::vector<db::TableDescription> DescribeAll(db::TableList<Pairs...> /*tables*/) {
   return {decltype(Pairs::source)::Description()...};
 }
 
 }  // namespace
 
 const std::vector<db::TableDescription>& Catalogue() {
-  static const std::vector<db::TableDescription> catalogue = DescribeAll(app::Tables{});
+  static const std::vector<db::TableDescription> catalogue = DescribeAll(db::Tables{});
   return catalogue;
 }
 

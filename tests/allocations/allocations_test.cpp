@@ -4,9 +4,9 @@
 #include <new>
 #include <type_traits>
 
-#include "app/tables.h"
 #include "bench/allocation_count.h"
 #include "bench/row_steps.h"
+#include "db/tables/table_list.h"
 
 namespace {
 
@@ -16,7 +16,7 @@ template <class List>
 struct AsTestTypes;
 
 template <class... Pairs>
-struct AsTestTypes<app::TableList<Pairs...>> {
+struct AsTestTypes<db::TableList<Pairs...>> {
   using Type = testing::Types<Pairs...>;
 };
 
@@ -44,7 +44,7 @@ TEST(AllocationCount, CountsEveryAllocation) {
 template <class Pair>
 class Allocations : public testing::Test {};
 
-TYPED_TEST_SUITE(Allocations, AsTestTypes<app::Tables>::Type);
+TYPED_TEST_SUITE(Allocations, AsTestTypes<db::Tables>::Type);
 
 TYPED_TEST(Allocations, FetchTakesNoneButThePlaceOfAPoolInItsMap) {
   constexpr bool recordsEachRow = std::is_same_v<typename TypeParam::RowType, db::DBRowPoolOrders>;

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "app/migration_settings.h"
+#include "config/migration_settings.h"
 #include "support/scratch_directory.h"
 
 namespace {
@@ -11,19 +11,19 @@ namespace {
 constexpr std::size_t kMebibyte = std::size_t{1024} * 1024;
 
 /// The settings in a file of that content.
-app::MigrationSettings Read(std::string_view content) {
+config::MigrationSettings Read(std::string_view content) {
   const support::ScratchDirectory directory;
-  return app::MigrationSettings(directory.Write("bw_migrate.ini", content));
+  return config::MigrationSettings(directory.Write("bw_migrate.ini", content));
 }
 
-void ExpectNothing(const app::ConnectionSettings& settings) {
+void ExpectNothing(const config::ConnectionSettings& settings) {
   EXPECT_EQ(settings.dataSourceName, "");
   EXPECT_EQ(settings.login, "");
   EXPECT_EQ(settings.schema, "");
   EXPECT_EQ(settings.password, "");
 }
 
-void ExpectNothing(const app::MigrationSettings& settings) {
+void ExpectNothing(const config::MigrationSettings& settings) {
   ExpectNothing(settings.source);
   ExpectNothing(settings.destination);
 }
@@ -70,7 +70,7 @@ TEST(OddConfiguration, AValueEndsAtAZeroByte) {
 
 TEST(OddConfiguration, AZeroByteEndsANameAndLeavesTheOtherLinesAlone) {
   using namespace std::string_literals;
-  const app::MigrationSettings settings =
+  const config::MigrationSettings settings =
       Read("\0\n[DBSource]\n\0db_connection_name=No\ndb_connection_login\0=reader\ndb_connection_name=Old\n"s);
   EXPECT_EQ(settings.source.dataSourceName, "Old");
   EXPECT_EQ(settings.source.login, "reader");
@@ -85,13 +85,14 @@ TEST(OddConfiguration, AValueOfTenMebibytesIsCut) {
 }
 
 TEST(OddConfiguration, ACommentOfTenMebibytesIsSkipped) {
-  const app::MigrationSettings settings =
+  const config::MigrationSettings settings =
       Read("[DBSource]\n;" + std::string(10 * kMebibyte, 'x') + "\ndb_connection_name=Old\n");
   EXPECT_EQ(settings.source.dataSourceName, "Old");
 }
 
 TEST(OddConfiguration, TheLastLineNeedsNoLineEnd) {
-  const app::MigrationSettings settings = Read("[DBSource]\ndb_connection_name=Old\n[DBDestination]\ndb_schema=public");
+  const config::MigrationSettings settings =
+      Read("[DBSource]\ndb_connection_name=Old\n[DBDestination]\ndb_schema=public");
   EXPECT_EQ(settings.source.dataSourceName, "Old");
   EXPECT_EQ(settings.destination.schema, "public.");
 }
@@ -101,7 +102,7 @@ TEST(OddConfiguration, ASectionAsLastLineWithoutLineEndIsEmpty) {
 }
 
 TEST(OddConfiguration, CarriageReturnsAreNoPartOfValues) {
-  const app::MigrationSettings settings =
+  const config::MigrationSettings settings =
       Read("[DBSource]\r\ndb_connection_name=Old\r\ndb_schema=\r\n[DBDestination]\r\ndb_schema=public\r\n");
   EXPECT_EQ(settings.source.dataSourceName, "Old");
   EXPECT_EQ(settings.source.schema, "");
@@ -115,7 +116,7 @@ TEST(OddConfiguration, AByteOrderMarkIsSkippedOnceAndAtTheBeginningOnly) {
 }
 
 TEST(OddConfiguration, TheFirstOfTwoEqualSectionsCounts) {
-  const app::MigrationSettings settings = Read(
+  const config::MigrationSettings settings = Read(
       "[DBSource]\ndb_connection_name=Old\n[DBDestination]\ndb_schema=public\n"
       "[dbsource]\ndb_connection_name=Other\ndb_connection_login=reader\n");
   EXPECT_EQ(settings.source.dataSourceName, "Old");
@@ -124,14 +125,14 @@ TEST(OddConfiguration, TheFirstOfTwoEqualSectionsCounts) {
 }
 
 TEST(OddConfiguration, TheFirstOfTwoEqualKeysCounts) {
-  const app::MigrationSettings settings =
+  const config::MigrationSettings settings =
       Read("[DBSource]\ndb_connection_name=Old\nDB_Connection_Name=Other\ndb_schema=\ndb_schema=dbo\n");
   EXPECT_EQ(settings.source.dataSourceName, "Old");
   EXPECT_EQ(settings.source.schema, "");
 }
 
 TEST(OddConfiguration, KeysBeforeAnySectionDoNotCount) {
-  const app::MigrationSettings settings =
+  const config::MigrationSettings settings =
       Read("db_connection_name=Before\ndb_schema=before\n[DBSource]\ndb_connection_name=Old\n");
   EXPECT_EQ(settings.source.dataSourceName, "Old");
   EXPECT_EQ(settings.source.schema, "");

@@ -1,4 +1,4 @@
-#include "app/migration_settings.h"
+#include "config/migration_settings.h"
 
 #include <gtest/gtest.h>
 
@@ -19,7 +19,7 @@ TEST(MigrationSettings, ReadsBothSections) {
                                            "db_connection_name=New server\n"
                                            "db_connection_login=writer\n"
                                            "db_schema=public\n");
-  const app::MigrationSettings settings(path);
+  const config::MigrationSettings settings(path);
   EXPECT_EQ(settings.path, path);
   EXPECT_EQ(settings.source.dataSourceName, "Old server");
   EXPECT_EQ(settings.source.login, "reader");
@@ -31,7 +31,7 @@ TEST(MigrationSettings, ReadsBothSections) {
 
 TEST(MigrationSettings, NeverReadsPasswords) {
   const support::ScratchDirectory directory;
-  const app::MigrationSettings settings(directory.Write(
+  const config::MigrationSettings settings(directory.Write(
       "bw_migrate.ini",
       "[DBSource]\npassword=secret\ndb_connection_password=secret\n[DBDestination]\npassword=secret\n"));
   EXPECT_EQ(settings.source.password, "");
@@ -40,7 +40,7 @@ TEST(MigrationSettings, NeverReadsPasswords) {
 
 TEST(MigrationSettings, LeavesAMissingSectionEmpty) {
   const support::ScratchDirectory directory;
-  const app::MigrationSettings settings(
+  const config::MigrationSettings settings(
       directory.Write("bw_migrate.ini", "[DBSource]\ndb_connection_name=Old\ndb_connection_login=a\ndb_schema=dbo\n"));
   EXPECT_EQ(settings.source.dataSourceName, "Old");
   EXPECT_EQ(settings.destination.dataSourceName, "");
@@ -50,7 +50,7 @@ TEST(MigrationSettings, LeavesAMissingSectionEmpty) {
 
 std::string SchemaOf(const std::string& line) {
   const support::ScratchDirectory directory;
-  return app::ReadConnectionSettings(directory.Write("bw_migrate.ini", "[DBSource]\n" + line + "\n"), "DBSource")
+  return config::ReadConnectionSettings(directory.Write("bw_migrate.ini", "[DBSource]\n" + line + "\n"), "DBSource")
       .schema;
 }
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "app/profile_file.h"
+#include "config/profile_file.h"
 #include "support/profile_file_restatement.h"
 #include "support/scratch_directory.h"
 
@@ -71,7 +71,7 @@ TEST(ProfileFile, ReadsRandomFilesAsTheFormatToldAgainDoes) {
     for (const char* section : {"DBSource", "DBDestination", ""}) {
       for (const char* key : {"db_schema", "x"}) {
         const std::string value = restatement.Value(section, key, 5);
-        EXPECT_EQ(app::ReadProfileString(path, section, key, 5), value)
+        EXPECT_EQ(config::ReadProfileString(path, section, key, 5), value)
             << testing::PrintToString(content) << " section " << section << " key " << key;
         found += value.empty() ? 0 : 1;
       }

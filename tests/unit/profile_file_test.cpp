@@ -1,4 +1,4 @@
-#include "app/profile_file.h"
+#include "config/profile_file.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ using namespace std::string_view_literals;
 /// What the key "key" of the section "Section" reads as in a file of that content.
 std::string Read(std::string_view content) {
   const support::ScratchDirectory directory;
-  return app::ReadProfileString(directory.Write("settings.ini", content), "Section", "key", 1023);
+  return config::ReadProfileString(directory.Write("settings.ini", content), "Section", "key", 1023);
 }
 
 TEST(ProfileFile, ReadsTheValueOfAKeyInItsSection) {
@@ -135,42 +135,42 @@ TEST(ProfileFile, GivesAnEmptyTextForWhatIsNotThere) {
   EXPECT_EQ(Read(""), "");
   EXPECT_EQ(Read("[Other]\nkey=value\n"), "");
   EXPECT_EQ(Read("[Section]\nother=value\n"), "");
-  EXPECT_EQ(app::ReadProfileString("/nonexistent/settings.ini", "Section", "key", 1023), "");
+  EXPECT_EQ(config::ReadProfileString("/nonexistent/settings.ini", "Section", "key", 1023), "");
 }
 
 TEST(ProfileFile, ExistsWhenThereIsAFileOrADirectory) {
   const support::ScratchDirectory directory;
   directory.Write("settings.ini", "");
-  EXPECT_TRUE(app::ProfileFileExists(directory / "settings.ini"));
-  EXPECT_TRUE(app::ProfileFileExists(directory.path()));
+  EXPECT_TRUE(config::ProfileFileExists(directory / "settings.ini"));
+  EXPECT_TRUE(config::ProfileFileExists(directory.path()));
 }
 
 TEST(ProfileFile, DoesNotExistWithoutFileOrDirectory) {
   const support::ScratchDirectory directory;
   directory.Write("file", "");
   std::filesystem::create_symlink("nowhere", directory / "link");
-  EXPECT_FALSE(app::ProfileFileExists(directory / "settings.ini"));
-  EXPECT_FALSE(app::ProfileFileExists(directory / "nowhere" / "settings.ini"));
-  EXPECT_FALSE(app::ProfileFileExists(directory / "file" / "settings.ini"));
-  EXPECT_FALSE(app::ProfileFileExists(directory / "link"));
+  EXPECT_FALSE(config::ProfileFileExists(directory / "settings.ini"));
+  EXPECT_FALSE(config::ProfileFileExists(directory / "nowhere" / "settings.ini"));
+  EXPECT_FALSE(config::ProfileFileExists(directory / "file" / "settings.ini"));
+  EXPECT_FALSE(config::ProfileFileExists(directory / "link"));
 }
 
 TEST(ProfileFile, ThrowsWhenItCannotBeToldWhetherItExists) {
   const support::ScratchDirectory directory;
   std::filesystem::create_symlink("circle", directory / "circle");
-  EXPECT_THROW(app::ProfileFileExists(directory / "circle"), std::filesystem::filesystem_error);
+  EXPECT_THROW(config::ProfileFileExists(directory / "circle"), std::filesystem::filesystem_error);
 }
 
 TEST(ProfileFile, GivesAnEmptyTextForADirectory) {
   const support::ScratchDirectory directory;
-  EXPECT_EQ(app::ReadProfileString(directory.path().string(), "Section", "key", 1023), "");
+  EXPECT_EQ(config::ReadProfileString(directory.path().string(), "Section", "key", 1023), "");
 }
 
 TEST(ProfileFile, CutsALongValue) {
   const support::ScratchDirectory directory;
   const std::string path = directory.Write("settings.ini", "[Section]\nkey=abcdef\n");
-  EXPECT_EQ(app::ReadProfileString(path, "Section", "key", 6), "abcdef");
-  EXPECT_EQ(app::ReadProfileString(path, "Section", "key", 5), "abcde");
+  EXPECT_EQ(config::ReadProfileString(path, "Section", "key", 6), "abcdef");
+  EXPECT_EQ(config::ReadProfileString(path, "Section", "key", 5), "abcde");
 }
 
 TEST(ProfileFile, KeepsLettersBeyondAscii) {

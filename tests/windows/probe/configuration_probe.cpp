@@ -2,7 +2,7 @@
 #include <iostream>
 #include <string>
 
-#include "app/migration_settings.h"
+#include "config/migration_settings.h"
 
 namespace {
 
@@ -15,7 +15,7 @@ void PrintHex(const std::string& text) {
   }
 }
 
-void Print(const app::ConnectionSettings& settings) {
+void Print(const config::ConnectionSettings& settings) {
   PrintHex(settings.dataSourceName);
   PrintHex(settings.login);
   PrintHex(settings.schema);
@@ -27,7 +27,7 @@ void Print(const app::ConnectionSettings& settings) {
 /// then the six settings that the file holds, each behind a blank, in hexadecimal.
 int main() {
   for (std::string name; std::getline(std::cin, name);) {
-    const app::MigrationSettings settings((std::filesystem::current_path() / name).string());
+    const config::MigrationSettings settings((std::filesystem::current_path() / name).string());
     std::cout << name;
     Print(settings.source);
     Print(settings.destination);

@@ -1,4 +1,4 @@
-#include "app/profile_file.h"
+#include "config/profile_file.h"
 
 #include <algorithm>
 #include <fstream>
@@ -6,7 +6,7 @@
 #include <string_view>
 #include <system_error>
 
-namespace app {
+namespace config {
 
 namespace {
 
@@ -113,4 +113,4 @@ std::string ReadProfileString(const std::string& path, const std::string& sectio
   return {};
 }
 
-}  // namespace app
+}  // namespace config

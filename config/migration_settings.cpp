@@ -1,8 +1,8 @@
-#include "app/migration_settings.h"
+#include "config/migration_settings.h"
 
-#include "app/profile_file.h"
+#include "config/profile_file.h"
 
-namespace app {
+namespace config {
 
 namespace {
 
@@ -27,4 +27,4 @@ MigrationSettings::MigrationSettings(std::string_view configurationPath)
       source(ReadConnectionSettings(path, "DBSource")),
       destination(ReadConnectionSettings(path, "DBDestination")) {}
 
-}  // namespace app
+}  // namespace config

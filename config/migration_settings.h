@@ -1,10 +1,10 @@
-#ifndef BW_APP_MIGRATION_SETTINGS_H
-#define BW_APP_MIGRATION_SETTINGS_H
+#ifndef BW_CONFIG_MIGRATION_SETTINGS_H
+#define BW_CONFIG_MIGRATION_SETTINGS_H
 
 #include <string>
 #include <string_view>
 
-namespace app {
+namespace config {
 
 /// What the configuration file says of one side.
 struct ConnectionSettings {
@@ -28,6 +28,6 @@ struct MigrationSettings {
   ConnectionSettings destination;
 };
 
-}  // namespace app
+}  // namespace config
 
-#endif  // BW_APP_MIGRATION_SETTINGS_H
+#endif  // BW_CONFIG_MIGRATION_SETTINGS_H

@@ -1,11 +1,11 @@
-#ifndef BW_APP_PROFILE_FILE_H
-#define BW_APP_PROFILE_FILE_H
+#ifndef BW_CONFIG_PROFILE_FILE_H
+#define BW_CONFIG_PROFILE_FILE_H
 
 #include <cstddef>
 #include <filesystem>
 #include <string>
 
-namespace app {
+namespace config {
 
 /// Whether there is something of that name; a directory counts.
 ///
@@ -22,6 +22,6 @@ bool ProfileFileExists(const std::filesystem::path& path);
 std::string ReadProfileString(const std::string& path, const std::string& section, const std::string& key,
                               std::size_t maxLength);
 
-}  // namespace app
+}  // namespace config
 
-#endif  // BW_APP_PROFILE_FILE_H
+#endif  // BW_CONFIG_PROFILE_FILE_H

@@ -1,10 +1,10 @@
-#include "app/profile_file.h"
+#include "config/profile_file.h"
 
 #include <windows.h>
 
 #include <system_error>
 
-namespace app {
+namespace config {
 
 namespace {
 
@@ -57,4 +57,4 @@ std::string ReadProfileString(const std::string& path, const std::string& sectio
   return buffer.substr(0, buffer.find('\0'));
 }
 
-}  // namespace app
+}  // namespace config
