@@ -52,14 +52,14 @@ bool DBConnection::Connect() {
   // The environment deliberately stays at the driver manager's default for this older call: no version is set, so the
   // drivers report the older states.
   if (!Succeeded(SQLAllocEnv(&environment_))) {
-    throw std::runtime_error(GetEnvironmentDiagnostics(environment_));
+    throw Error(ReadDiagnostics(SQL_HANDLE_ENV, environment_));
   }
   if (!Succeeded(SQLAllocHandle(SQL_HANDLE_DBC, environment_, &connection_))) {
-    throw std::runtime_error(GetEnvironmentDiagnostics(environment_));
+    throw Error(ReadDiagnostics(SQL_HANDLE_ENV, environment_));
   }
   if (!Succeeded(SQLConnect(connection_, AsSqlText(dataSourceName_), ShortLength(dataSourceName_), AsSqlText(login_),
                             ShortLength(login_), AsSqlText(password_), ShortLength(password_)))) {
-    throw std::runtime_error(GetConnectionDiagnostics(connection_));
+    throw Error(ReadDiagnostics(SQL_HANDLE_DBC, connection_));
   }
   connected_ = true;
   Wipe(password_);

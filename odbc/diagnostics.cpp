@@ -13,8 +13,8 @@ constexpr std::size_t kMessageSize = 512;
 
 }  // namespace
 
-std::string GetDiagnostics(SQLSMALLINT handleType, SQLHANDLE handle) {
-  std::string text = "SQL Error: ";
+Diagnostics ReadDiagnostics(SQLSMALLINT handleType, SQLHANDLE handle) {
+  Diagnostics diagnostics{.text = "SQL Error: ", .state = {}};
   for (SQLSMALLINT record = 1;; ++record) {
     std::array<char, kStateSize> state{};
     SQLINTEGER nativeCode = 0;
@@ -24,16 +24,23 @@ std::string GetDiagnostics(SQLSMALLINT handleType, SQLHANDLE handle) {
                                            &nativeCode, reinterpret_cast<SQLCHAR*>(message.data()),
                                            static_cast<SQLSMALLINT>(message.size()), &messageLength);
     if (!Succeeded(result)) {
-      return text;
+      return diagnostics;
     }
     // The buffers are read up to their first zero, not by messageLength, which counts what did not fit as well.
-    text += "State = ";
-    text += state.data();
-    text += " Code = ";
-    text += std::to_string(nativeCode);
-    text += " Message = ";
-    text += message.data();
+    if (record == 1) {
+      diagnostics.state = state.data();
+    }
+    diagnostics.text += "State = ";
+    diagnostics.text += state.data();
+    diagnostics.text += " Code = ";
+    diagnostics.text += std::to_string(nativeCode);
+    diagnostics.text += " Message = ";
+    diagnostics.text += message.data();
   }
+}
+
+std::string GetDiagnostics(SQLSMALLINT handleType, SQLHANDLE handle) {
+  return ReadDiagnostics(handleType, handle).text;
 }
 
 std::string GetStatementDiagnostics(SQLHSTMT statement) {

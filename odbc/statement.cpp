@@ -2,8 +2,6 @@
 
 #include <sqlext.h>
 
-#include <stdexcept>
-
 #include "odbc/diagnostics.h"
 #include "odbc/text.h"
 
@@ -11,7 +9,7 @@ namespace odbc {
 
 void RequireSuccess(SQLRETURN result, SQLHSTMT statement) {
   if (!Succeeded(result)) {
-    throw std::runtime_error(GetStatementDiagnostics(statement));
+    throw Error(ReadDiagnostics(SQL_HANDLE_STMT, statement));
   }
 }
 
@@ -30,6 +28,19 @@ void FreeStatement(SQLHSTMT& statement) noexcept {
 
 SQLRETURN ExecuteDirect(SQLHSTMT statement, std::string_view text) {
   return SQLExecDirect(statement, AsSqlText(text), static_cast<SQLINTEGER>(text.size()));
+}
+
+Statement::Statement(const DBConnection& connection) {
+  if (!Succeeded(SQLAllocStmt(connection.connection(), &handle_))) {
+    throw Error(ReadDiagnostics(SQL_HANDLE_DBC, connection.connection()));
+  }
+}
+
+void Statement::Execute(std::string_view sql) const {
+  const SQLRETURN result = ExecuteDirect(handle_, sql);
+  if (result != SQL_NO_DATA) {
+    Require(result);
+  }
 }
 
 }  // namespace odbc

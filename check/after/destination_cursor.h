@@ -9,6 +9,7 @@
 
 #include "check/sql/query.h"
 #include "odbc/connection.h"
+#include "odbc/statement.h"
 
 namespace check {
 
@@ -44,7 +45,7 @@ class DestinationCursor {
   void Take(char expected);
   std::string_view TakeQuoted();
 
-  OwnedStatement statement_;
+  odbc::Statement statement_;
   bool asBytes_;  ///< How rows are read: as texts, or as bytes where the driver would change texts.
   std::vector<char> buffer_;
   std::size_t fetched_ = 0;  ///< Rows read of those that were asked for last.

@@ -63,7 +63,7 @@ class SourceOrphans {
     }
   }
 
-  OwnedStatement statement_;
+  odbc::Statement statement_;
   std::int32_t number_ = 0;
   SQLLEN indicator_ = 0;
   bool there_ = false;

@@ -150,7 +150,7 @@ struct Arrival {
 
 /// Sends a text as a parameter, as the migrator does.
 Arrival SendToDestination(const odbc::DBConnection& destination, const std::string& text) {
-  const OwnedStatement statement(destination);
+  const odbc::Statement statement(destination);
   std::string value = text;
   for (SQLUSMALLINT number = 1; number <= 2; ++number) {
     odbc::RequireSuccess(SQLBindParameter(statement.handle(), number, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR,

@@ -56,7 +56,7 @@ bool IsReadOnlyDataSource(const odbc::DBConnection& destination) {
 /// \returns the diagnostics when it refuses the statement.
 /// \throws std::runtime_error with the diagnostics when the connection is lost.
 std::optional<std::string> WhyRefused(const odbc::DBConnection& destination, const db::TableDescription& table) {
-  const OwnedStatement statement(destination);
+  const odbc::Statement statement(destination);
   const std::string text = db::WithSchema(table.write, destination.schema());
   std::vector<char> value(sizeof(double));
   bool accepted = odbc::Succeeded(SQLPrepare(statement.handle(), odbc::AsSqlText(text), SQL_NTS));

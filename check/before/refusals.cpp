@@ -100,7 +100,7 @@ bool LetterCheck::Accepts(std::string_view text) {
     const std::string letter(text.substr(0, LetterSize(text)));
     const auto [known, isNew] = known_.emplace(letter, true);
     if (isNew) {
-      const OwnedStatement statement(destination_);
+      const odbc::Statement statement(destination_);
       known->second = odbc::Succeeded(odbc::ExecuteDirect(statement.handle(), "SELECT " + Literal(letter)));
       if (!known->second) {
         const std::string diagnostics = odbc::GetStatementDiagnostics(statement.handle());
@@ -216,7 +216,7 @@ void Refusals::AddUnique(const odbc::DBConnection& source, const UniqueKey& key)
     }
   }
   Unique unique{.name = key.name, .columns = *positions, .candidates = {}, .seen = {}};
-  const OwnedStatement statement(source);
+  const odbc::Statement statement(source);
   statement.Execute(DuplicatesQueryOf(*positions));
   std::array<char, 1024> part{};
   for (;;) {
@@ -345,7 +345,7 @@ std::optional<std::pair<std::size_t, Refusal>> Refusals::CheckAll(const std::vec
   }
   for (std::size_t i = 0; i < checks_.size();) {
     const CheckConstraint& check = checks_[i];
-    const OwnedStatement statement(destination_);
+    const odbc::Statement statement(destination_);
     std::string query = "SELECT \"#\" FROM (VALUES ";
     query.append(literals).append(") AS v(").append(names).append(") WHERE NOT (").append(check.expression);
     query.append(") ORDER BY \"#\" LIMIT 1");

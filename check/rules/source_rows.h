@@ -13,6 +13,7 @@
 #include "check/sql/query.h"
 #include "db/table_description.h"
 #include "odbc/connection.h"
+#include "odbc/statement.h"
 
 namespace check {
 
@@ -58,7 +59,7 @@ class SourceRows {
     SQLLEN indicator = 0;
   };
 
-  OwnedStatement statement_;
+  odbc::Statement statement_;
   std::vector<Field> fields_;
   std::string diagnostics_;
 };

@@ -3,10 +3,8 @@
 #include <sqlext.h>
 
 #include <array>
-#include <stdexcept>
 #include <utility>
 
-#include "odbc/diagnostics.h"
 #include "odbc/statement.h"
 
 namespace check {
@@ -38,36 +36,18 @@ std::optional<std::string> ReadText(SQLHSTMT statement, SQLUSMALLINT column) {
 
 }  // namespace
 
-OwnedStatement::OwnedStatement(const odbc::DBConnection& connection) {
-  if (!odbc::Succeeded(SQLAllocStmt(connection.connection(), &statement_))) {
-    throw std::runtime_error(odbc::GetConnectionDiagnostics(connection.connection()));
-  }
-}
-
-OwnedStatement::~OwnedStatement() {
-  odbc::FreeStatement(statement_);
-}
-
-void OwnedStatement::Execute(std::string_view sql) const {
-  // No row is the driver's SQL_NO_DATA for a statement that changes nothing.
-  const SQLRETURN result = odbc::ExecuteDirect(statement_, sql);
-  if (result != SQL_NO_DATA) {
-    odbc::RequireSuccess(result, statement_);
-  }
-}
-
 std::vector<TextRow> QueryRows(const odbc::DBConnection& connection, std::string_view sql) {
-  const OwnedStatement statement(connection);
+  const odbc::Statement statement(connection);
   statement.Execute(sql);
   SQLSMALLINT columns = 0;
-  odbc::RequireSuccess(SQLNumResultCols(statement.handle(), &columns), statement.handle());
+  statement.Require(SQLNumResultCols(statement.handle(), &columns));
   std::vector<TextRow> rows;
   for (;;) {
     const SQLRETURN result = SQLFetch(statement.handle());
     if (result == SQL_NO_DATA) {
       return rows;
     }
-    odbc::RequireSuccess(result, statement.handle());
+    statement.Require(result);
     TextRow row;
     for (SQLSMALLINT column = 1; column <= columns; ++column) {
       row.push_back(ReadText(statement.handle(), static_cast<SQLUSMALLINT>(column)));
@@ -82,7 +62,7 @@ std::optional<std::string> QueryValue(const odbc::DBConnection& connection, std:
 }
 
 void Execute(const odbc::DBConnection& connection, std::string_view sql) {
-  OwnedStatement(connection).Execute(sql);
+  odbc::Statement(connection).Execute(sql);
 }
 
 }  // namespace check
