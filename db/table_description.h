@@ -28,6 +28,9 @@ struct ColumnDescription {
 struct ParameterDescription {
   std::string_view column;
   SQLSMALLINT direction;  ///< SQL_PARAM_INPUT or SQL_PARAM_OUTPUT.
+  SQLSMALLINT cType;
+  SQLSMALLINT sqlType;
+  SQLULEN columnSize;
 };
 
 /// The views are of literals: they live as long as the program.
@@ -65,7 +68,11 @@ TableDescription Describe() {
       });
   std::transform(Table::parameters.begin(), Table::parameters.end(), std::back_inserter(description.parameters),
                  [](const Parameter<Row>& parameter) {
-                   return ParameterDescription{.column = parameter.column.name, .direction = parameter.direction};
+                   return ParameterDescription{.column = parameter.column.name,
+                                              .direction = parameter.direction,
+                                              .cType = parameter.cType,
+                                              .sqlType = parameter.column.sqlType,
+                                              .columnSize = parameter.columnSize};
                  });
   return description;
 }

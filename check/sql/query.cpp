@@ -34,11 +34,21 @@ std::optional<std::string> ReadText(SQLHSTMT statement, SQLUSMALLINT column) {
   }
 }
 
+void ExecuteWith(const odbc::Statement& statement, std::string_view sql, const Parameters& parameters) {
+  SQLUSMALLINT number = 0;
+  for (const std::string& parameter : parameters) {
+    statement.Require(SQLBindParameter(statement.handle(), ++number, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR,
+                                       parameter.size() + 1, 0, const_cast<char*>(parameter.c_str()), 0, nullptr));
+  }
+  statement.Execute(sql);
+}
+
 }  // namespace
 
-std::vector<TextRow> QueryRows(const odbc::DBConnection& connection, std::string_view sql) {
+std::vector<TextRow> QueryRows(const odbc::DBConnection& connection, std::string_view sql,
+                               const Parameters& parameters) {
   const odbc::Statement statement(connection);
-  statement.Execute(sql);
+  ExecuteWith(statement, sql, parameters);
   SQLSMALLINT columns = 0;
   statement.Require(SQLNumResultCols(statement.handle(), &columns));
   std::vector<TextRow> rows;
@@ -56,13 +66,14 @@ std::vector<TextRow> QueryRows(const odbc::DBConnection& connection, std::string
   }
 }
 
-std::optional<std::string> QueryValue(const odbc::DBConnection& connection, std::string_view sql) {
-  const std::vector<TextRow> rows = QueryRows(connection, sql);
+std::optional<std::string> QueryValue(const odbc::DBConnection& connection, std::string_view sql,
+                                      const Parameters& parameters) {
+  const std::vector<TextRow> rows = QueryRows(connection, sql, parameters);
   return rows.empty() || rows.front().empty() ? std::nullopt : rows.front().front();
 }
 
-void Execute(const odbc::DBConnection& connection, std::string_view sql) {
-  odbc::Statement(connection).Execute(sql);
+void Execute(const odbc::DBConnection& connection, std::string_view sql, const Parameters& parameters) {
+  ExecuteWith(odbc::Statement(connection), sql, parameters);
 }
 
 }  // namespace check

@@ -1,0 +1,99 @@
+#ifndef BW_CHECK_RULES_SOURCE_READER_H
+#define BW_CHECK_RULES_SOURCE_READER_H
+
+#include <sql.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "db/table_description.h"
+#include "odbc/connection.h"
+#include "odbc/statement.h"
+
+namespace check::rules {
+
+/// What the source's driver does with a NULL that is read without an indicator.
+enum class NullReading : std::uint8_t {
+  Fails,   ///< The call fails.
+  Keeps,   ///< It succeeds, and the buffer keeps what it held.
+  Clears,  ///< It succeeds, and the buffer holds zeros.
+};
+
+/// By db::ValueKind.
+using NullReadings = std::array<NullReading, 3>;
+
+/// Asks the driver, by reading a NULL of each kind.
+///
+/// \throws odbc::Error when the source cannot be asked.
+NullReadings ProbeNulls(const odbc::DBConnection& source);
+
+/// The values of one row of the source, by the columns' positions from 0. A copy is independent of the reader.
+class SourceRow {
+ public:
+  bool IsNull(std::size_t column) const { return fields_[column].indicator == SQL_NULL_DATA; }
+
+  /// The value of a column that is read as a number of 32 bits or as a double.
+  std::int32_t Number(std::size_t column) const;
+  double Real(std::size_t column) const;
+
+  /// The bytes that arrive in a field of the column's size; zero bytes among them are kept.
+  std::string_view Text(std::size_t column) const;
+
+  /// Whether the source's text is longer than what arrives in the field.
+  bool IsCut(std::size_t column) const;
+
+  /// The source's own value as a text, where its type is not that of the field and reading can change it.
+  std::optional<std::string_view> Original(std::size_t column) const;
+
+ private:
+  friend class SourceReader;
+
+  struct Field {
+    std::size_t offset = 0;
+    std::size_t size = 0;
+    SQLLEN indicator = 0;
+    std::size_t original = 0;  ///< The position of the field with the source's own value; 0 when there is none.
+  };
+
+  std::string_view TextOf(const Field& field) const;
+
+  std::vector<Field> fields_;
+  std::vector<char> data_;
+};
+
+/// Reads a source table with the migrator's own query, so in its order, and with buffers of the same sizes, so with the
+/// same cuts; but with indicators, so that a NULL is seen. A column whose type in the source is not that of the field is
+/// selected a second time, as a text.
+class SourceReader {
+ public:
+  enum class Result : std::uint8_t {
+    Row,
+    Unreadable,  ///< A value does not convert to the field's type: the migrator ends the table here.
+    End,
+  };
+
+  /// \throws odbc::Error with the diagnostics.
+  SourceReader(const odbc::DBConnection& source, const db::TableDescription& table);
+
+  /// \throws odbc::Error with the diagnostics when the server or the connection fails.
+  Result Next();
+
+  /// The row read last.
+  const SourceRow& row() const noexcept { return row_; }
+
+ private:
+  odbc::Statement statement_;
+  SourceRow row_;
+};
+
+/// The table's own query for none of its rows.
+std::string EmptyQuery(const db::TableDescription& table, std::string_view schema);
+
+}  // namespace check::rules
+
+#endif  // BW_CHECK_RULES_SOURCE_READER_H

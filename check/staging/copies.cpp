@@ -1,0 +1,398 @@
+#include "check/staging/copies.h"
+
+#include <algorithm>
+#include <set>
+
+#include "check/rules/catalogue.h"
+#include "check/rules/rules.h"
+#include "check/sql/query.h"
+#include "check/sql/sql_text.h"
+
+namespace check::staging {
+
+namespace {
+
+std::string Quoted(std::string_view name) {
+  return QuotedName(Side::Destination, name);
+}
+
+std::string Text(const TextRow& row, std::size_t column) {
+  return row.at(column).value_or("");
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  for (std::size_t start = 0; start < text.size();) {
+    const std::size_t end = std::min(text.find('\n', start), text.size());
+    lines.push_back(text.substr(start, end - start));
+    start = end + 1;
+  }
+  return lines;
+}
+
+/// A foreign key that the destination enforces when a row is inserted.
+struct ForeignKey {
+  ObjectId table;
+  ObjectId referred;
+  ObjectId id;
+  std::string name;
+  std::string columns;          ///< As they are written in SQL.
+  std::string referredColumns;  ///< The same.
+  std::string match;
+  std::string referredName;  ///< As it is written in SQL, after FROM.
+  bool mayRead = false;
+  std::vector<std::string> columnNames;
+};
+
+std::vector<ForeignKey> ReadForeignKeys(const odbc::DBConnection& destination, const Destination& model) {
+  // A foreign key without an enabled trigger is not looked at by the server.
+  constexpr std::string_view sql = R"(
+    SELECT k.conrelid::text, k.confrelid::text, k.oid::text, k.conname, own.list, referred.list,
+      CASE k.confmatchtype WHEN 'f' THEN ' MATCH FULL' ELSE '' END,
+      CASE c.relkind WHEN 'r' THEN 'ONLY ' ELSE '' END || format('%I.%I', n.nspname, c.relname),
+      (has_table_privilege(c.oid, 'SELECT') AND has_schema_privilege(n.oid, 'USAGE')
+        AND NOT row_security_active(c.oid))::text,
+      own.names
+    FROM pg_constraint k
+    JOIN pg_class c ON c.oid = k.confrelid
+    JOIN pg_namespace n ON n.oid = c.relnamespace
+    JOIN LATERAL (
+      SELECT string_agg(quote_ident(a.attname), ', ' ORDER BY x.place) AS list,
+        string_agg(a.attname, E'\n' ORDER BY x.place) AS names
+      FROM unnest(k.conkey) WITH ORDINALITY AS x (number, place)
+      JOIN pg_attribute a ON a.attrelid = k.conrelid AND a.attnum = x.number) AS own ON true
+    JOIN LATERAL (
+      SELECT string_agg(quote_ident(a.attname), ', ' ORDER BY x.place) AS list
+      FROM unnest(k.confkey) WITH ORDINALITY AS x (number, place)
+      JOIN pg_attribute a ON a.attrelid = k.confrelid AND a.attnum = x.number) AS referred ON true
+    WHERE k.contype = 'f' AND EXISTS (
+      SELECT FROM pg_trigger g WHERE g.tgconstraint = k.oid AND g.tgrelid = k.conrelid AND g.tgtype & 4 <> 0
+        AND g.tgenabled IN (CASE current_setting('session_replication_role') WHEN 'replica' THEN 'R' ELSE 'O' END, 'A'))
+    ORDER BY k.oid)";
+  std::vector<ForeignKey> keys;
+  std::set<ObjectId> ids;
+  for (const auto& [name, id] : model.tables) {
+    ids.insert(id);
+  }
+  for (const TextRow& row : QueryRows(destination, sql)) {
+    if (ids.contains(Text(row, 0))) {
+      keys.push_back({.table = Text(row, 0),
+                      .referred = Text(row, 1),
+                      .id = Text(row, 2),
+                      .name = Text(row, 3),
+                      .columns = Text(row, 4),
+                      .referredColumns = Text(row, 5),
+                      .match = Text(row, 6),
+                      .referredName = Text(row, 7),
+                      .mayRead = Text(row, 8) == "true",
+                      .columnNames = Lines(Text(row, 9))});
+    }
+  }
+  return keys;
+}
+
+std::size_t PlaceOf(std::string_view table) {
+  const auto& all = Catalogue();
+  return static_cast<std::size_t>(
+      std::find_if(all.begin(), all.end(), [table](const auto& each) { return each.name == table; }) - all.begin());
+}
+
+/// The table of the 22 that has this number; nothing for another one.
+std::optional<std::string_view> NameOf(const Destination& model, const ObjectId& id) {
+  const auto found =
+      std::find_if(model.tables.begin(), model.tables.end(), [&id](const auto& entry) { return entry.second == id; });
+  return found == model.tables.end() ? std::nullopt : std::optional(found->first);
+}
+
+/// Creates the copies, one table after the other in the order of the migration.
+class Creation {
+ public:
+  Creation(const odbc::DBConnection& destination, const Destination& model,
+           const std::map<std::string_view, std::vector<std::string>>& calls)
+      : destination_(destination), model_(model), calls_(calls), foreignKeys_(ReadForeignKeys(destination, model)) {
+    Run("CREATE TEMP TABLE bw_changed_rows (tab text, position integer)");
+    Run("CREATE TEMP TABLE bw_lost_numbers (tab text, number integer)");
+  }
+
+  void Create(const db::TableDescription& table) {
+    const Relation* const relation = model_.Find(table.name);
+    if (relation == nullptr) {
+      return;
+    }
+    if (!relation->unforeseen.empty()) {
+      result_.unforeseen.emplace(table.name, relation->unforeseen);
+      return;
+    }
+    for (const ForeignKey& key : foreignKeys_) {
+      if (key.table == relation->id) {
+        if (const std::optional<std::string> reason = WhyUnforeseen(key)) {
+          result_.unforeseen.emplace(table.name, *reason);
+          return;
+        }
+      }
+    }
+    Copy copy;
+    copy.table = &TableNamed(table.name);
+    copy.path = "pg_temp." + Quoted(table.name);
+    Run("CREATE TEMP TABLE " + Quoted(table.name) + " (LIKE " + relation->name + " INCLUDING ALL)");
+    GiveSequences(copy, *relation);
+    AddPartitionCheck(copy, *relation);
+    for (const ForeignKey& key : foreignKeys_) {
+      if (key.table == relation->id) {
+        AddForeignKey(copy, key);
+      }
+    }
+    AddOwnColumns(copy);
+    DescribeColumns(copy);
+    DescribeConstraints(copy, *relation);
+    result_.copies.emplace(table.name, std::move(copy));
+  }
+
+  Copies TakeResult() { return std::move(result_); }
+
+ private:
+  void Run(const std::string& sql) const { Execute(destination_, sql); }
+
+  /// Whether the migrator empties a table after it has come to one place and until it has come to another.
+  bool IsEmptiedBetween(const ObjectId& table, std::size_t after, std::size_t until) const {
+    for (std::size_t place = after; place <= until; ++place) {
+      const auto reach = model_.reaches.find(Catalogue()[place].name);
+      if (reach != model_.reaches.end() && reach->second.all.contains(table)) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+  std::optional<std::string> WhyUnforeseen(const ForeignKey& key) const {
+    const std::size_t own = PlaceOf(*NameOf(model_, key.table));
+    const std::optional<std::string_view> referred = NameOf(model_, key.referred);
+    if (referred && PlaceOf(*referred) < own) {
+      return result_.copies.contains(*referred) || IsEmptiedBetween(key.referred, PlaceOf(*referred) + 1, own)
+                 ? std::nullopt
+                 : std::optional("its foreign key " + key.name + " refers to " + std::string(*referred));
+    }
+    return key.mayRead || referred == NameOf(model_, key.table) || IsEmptiedBetween(key.referred, 0, own)
+               ? std::nullopt
+               : std::optional("its foreign key " + key.name +
+                               " refers to a table whose rows the login may not read");
+  }
+
+  /// What the table takes from a sequence, the copy takes from one of its own: restarted where the truncate restarts
+  /// the table's, else as it is now.
+  void GiveSequences(const Copy& copy, const Relation& relation) const {
+    constexpr std::string_view sql = R"(
+      SELECT quote_ident(a.attname), 'bw_sequence_' || s.seqrelid,
+        format('AS %s START %s INCREMENT %s MINVALUE %s MAXVALUE %s %s', s.seqtypid::regtype, s.seqstart,
+          s.seqincrement, s.seqmin, s.seqmax, CASE WHEN s.seqcycle THEN 'CYCLE' ELSE 'NO CYCLE' END),
+        CASE WHEN EXISTS (
+          SELECT FROM pg_depend o WHERE o.classid = 'pg_class'::regclass AND o.objid = s.seqrelid
+            AND o.refclassid = 'pg_class'::regclass AND o.refobjid = f.adrelid AND o.deptype IN ('a', 'i'))
+          THEN NULL ELSE s.seqrelid::regclass::text END
+      FROM pg_attrdef f
+      JOIN pg_attribute a ON a.attrelid = f.adrelid AND a.attnum = f.adnum
+      JOIN pg_depend d ON d.classid = f.tableoid AND d.objid = f.oid AND d.refclassid = 'pg_class'::regclass
+      JOIN pg_sequence s ON s.seqrelid = d.refobjid
+      WHERE f.adrelid = ?::oid)";
+    for (const TextRow& row : QueryRows(destination_, sql, {relation.id})) {
+      const std::string name = Text(row, 1);
+      Run("CREATE TEMP SEQUENCE IF NOT EXISTS " + name + " " + Text(row, 2));
+      if (row.at(3)) {
+        QueryValue(destination_,
+                   "SELECT setval('pg_temp." + name + "', last_value, is_called) FROM " + *row.at(3));
+      }
+      Run("ALTER TABLE " + copy.path + " ALTER COLUMN " + Text(row, 0) + " SET DEFAULT nextval('pg_temp." + name +
+          "')");
+    }
+  }
+
+  void AddPartitionCheck(const Copy& copy, const Relation& relation) const {
+    if (const auto check = QueryValue(destination_, "SELECT pg_get_partition_constraintdef(?::oid)", {relation.id})) {
+      Run("ALTER TABLE " + copy.path + " ADD CONSTRAINT \"partition constraint\" CHECK (" + *check + ")");
+    }
+  }
+
+  void AddForeignKey(Copy& copy, const ForeignKey& key) const {
+    const std::size_t own = PlaceOf(copy.table->name);
+    const std::optional<std::string_view> referred = NameOf(model_, key.referred);
+    std::string path = "pg_temp.bw_referred_" + key.id;
+    if (referred == copy.table->name) {
+      copy.refersToItself = true;
+      path = copy.path;
+    } else if (referred && PlaceOf(*referred) < own && !IsEmptiedBetween(key.referred, PlaceOf(*referred) + 1, own)) {
+      path = result_.copies.at(*referred).path;
+    } else {
+      // The rows that are there when the table is migrated. A temporary table cannot refer to the table itself.
+      const bool empty = IsEmptiedBetween(key.referred, 0, own);
+      Run("CREATE TEMP TABLE bw_referred_" + key.id + " AS SELECT " + key.referredColumns + " FROM " +
+          key.referredName + (empty ? " WITH NO DATA" : ""));
+      Run("ALTER TABLE " + path + " ADD UNIQUE (" + key.referredColumns + ")");
+    }
+    Run("ALTER TABLE " + copy.path + " ADD CONSTRAINT " + Quoted(key.name) + " FOREIGN KEY (" + key.columns +
+        ") REFERENCES " + path + " (" + key.referredColumns + ")" + key.match);
+    copy.constraints.push_back(
+        {.state = "23503", .name = key.name, .original = key.name, .columns = key.columnNames});
+  }
+
+  void AddOwnColumns(const Copy& copy) const {
+    std::string columns = "ADD COLUMN " + std::string(kPositionColumn) + " integer";
+    for (const std::string_view column : ReplacedNumbers(*copy.table)) {
+      columns += ", ADD COLUMN " + Quoted(SourceNumberColumn(column)) + " integer";
+    }
+    Run("ALTER TABLE " + copy.path + " " + columns);
+  }
+
+  void DescribeColumns(Copy& copy) const {
+    // What has no limit takes every value of its kind as it is; of a domain, the type below it is looked at.
+    constexpr std::string_view sql = R"(
+      SELECT a.attname, b.typname, information_schema._pg_char_max_length(b.oid,
+          CASE WHEN t.typtype = 'd' THEN t.typtypmod ELSE a.atttypmod END)::text,
+        (CASE WHEN t.typtype = 'd' THEN t.typtypmod ELSE a.atttypmod END)::text,
+        (SELECT coalesce(max(s.oid::regclass::text), '')
+          FROM pg_class s
+          WHERE s.relkind = 'S' AND s.oid IN (
+            SELECT d.objid FROM pg_depend d WHERE d.classid = 'pg_class'::regclass AND d.deptype = 'i'
+              AND d.refclassid = 'pg_class'::regclass AND d.refobjid = a.attrelid AND d.refobjsubid = a.attnum
+            UNION ALL
+            SELECT d.refobjid FROM pg_attrdef f JOIN pg_depend d ON d.classid = f.tableoid AND d.objid = f.oid
+            WHERE f.adrelid = a.attrelid AND f.adnum = a.attnum AND d.refclassid = 'pg_class'::regclass))
+      FROM pg_attribute a
+      JOIN pg_type t ON t.oid = a.atttypid
+      JOIN pg_type b ON b.oid = CASE WHEN t.typtype = 'd' THEN t.typbasetype ELSE t.oid END
+      WHERE a.attrelid = ?::regclass AND a.attnum > 0 AND NOT a.attisdropped
+      ORDER BY a.attnum)";
+    const auto called = calls_.find(copy.table->name);
+    for (std::size_t i = 0; called != calls_.end() && i < copy.table->parameters.size(); ++i) {
+      copy.parameterTypes.emplace(copy.table->parameters[i].column, called->second.at(i));
+    }
+    for (const TextRow& row : QueryRows(destination_, sql, {copy.path})) {
+      const std::string name = Text(row, 0);
+      if (const std::string sequence = Text(row, 4); !sequence.empty()) {
+        copy.numbered.push_back({.column = name, .sequence = sequence});
+      }
+      const auto column = std::find_if(copy.table->columns.begin(), copy.table->columns.end(),
+                                       [&name](const auto& each) { return each.name == name; });
+      if (column == copy.table->columns.end() || !rules::IsSent(*copy.table, name)) {
+        continue;
+      }
+      const std::string type = Text(row, 1);
+      bool same = false;
+      if (column->kind == db::ValueKind::Int32) {
+        same = type == "int4" || type == "int8" || (type == "numeric" && Text(row, 3) == "-1");
+      } else if (column->kind == db::ValueKind::Text) {
+        if (row.at(2)) {
+          copy.limits.emplace(name, std::stoul(*row.at(2)));
+        }
+        same = type == "text" || (type == "varchar" && (!row.at(2) || std::stoul(*row.at(2)) >= column->size - 1));
+      }
+      const auto parameter = copy.parameterTypes.find(name);
+      if (parameter != copy.parameterTypes.end()) {
+        const std::string& cast = parameter->second;
+        same = same && (column->kind == db::ValueKind::Text ? cast == "text" || cast == "character varying"
+                                                            : cast == "integer" || cast == "bigint");
+      }
+      if (!same) {
+        const auto position = static_cast<std::size_t>(column - copy.table->columns.begin());
+        copy.changing.push_back(position);
+        if (column->kind == db::ValueKind::Double && type == "float8") {
+          copy.exactDoubles.insert(position);
+        }
+      }
+    }
+  }
+
+  void DescribeConstraints(Copy& copy, const Relation& relation) const {
+    // An index of the copy has another name than the table's, whose definition is the same but for that.
+    constexpr std::string_view sql = R"(
+      SELECT CASE WHEN i.indisexclusion THEN '23P01' ELSE '23505' END, c.relname,
+        coalesce((
+          SELECT o.relname FROM pg_index j JOIN pg_class o ON o.oid = j.indexrelid
+          WHERE j.indrelid = ?::oid AND regexp_replace(pg_get_indexdef(j.indexrelid), '^.*? USING ', '')
+            = regexp_replace(pg_get_indexdef(i.indexrelid), '^.*? USING ', '')
+          ORDER BY j.indisunique DESC, o.oid LIMIT 1), c.relname),
+        (SELECT string_agg(a.attname, E'\n' ORDER BY a.attnum) FROM pg_attribute a
+          WHERE a.attrelid = i.indrelid AND a.attnum = ANY (i.indkey))
+      FROM pg_index i JOIN pg_class c ON c.oid = i.indexrelid
+      WHERE i.indrelid = ?::regclass AND (i.indisunique OR i.indisexclusion)
+      UNION ALL
+      SELECT '23514', k.conname, k.conname,
+        (SELECT string_agg(a.attname, E'\n' ORDER BY a.attnum) FROM pg_attribute a
+          WHERE a.attrelid = k.conrelid AND a.attnum = ANY (k.conkey))
+      FROM pg_constraint k WHERE k.contype = 'c' AND k.conrelid = ?::regclass
+      UNION ALL
+      SELECT '23514', d.conname, d.conname, a.attname
+      FROM pg_attribute a JOIN pg_constraint d ON d.contypid = a.atttypid AND d.contype = 'c'
+      WHERE a.attrelid = ?::regclass AND a.attnum > 0
+      UNION ALL
+      SELECT '23502', a.attname, a.attname, a.attname FROM pg_attribute a
+      WHERE a.attrelid = ?::regclass AND a.attnum > 0 AND NOT a.attisdropped)";
+    for (const TextRow& row :
+         QueryRows(destination_, sql, {relation.id, copy.path, copy.path, copy.path, copy.path})) {
+      copy.constraints.push_back(
+          {.state = Text(row, 0), .name = Text(row, 1), .original = Text(row, 2), .columns = Lines(Text(row, 3))});
+    }
+  }
+
+  const odbc::DBConnection& destination_;
+  const Destination& model_;
+  const std::map<std::string_view, std::vector<std::string>>& calls_;
+  std::vector<ForeignKey> foreignKeys_;
+  Copies result_;
+};
+
+}  // namespace
+
+std::string SourceNumberColumn(std::string_view column) {
+  return "bw_source_" + std::string(column);
+}
+
+std::vector<std::string_view> ReplacedNumbers(const db::TableDescription& table) {
+  const rules::TableRules& rules = rules::RulesOf(table.name);
+  std::vector<std::string_view> columns;
+  if (!rules.assigned.empty()) {
+    columns.push_back(rules.assigned);
+  }
+  for (const rules::ColumnRule& rule : rules.columns) {
+    if (rule.reference && rule.reference->kind != rules::ReferenceKind::KeepsNumber) {
+      columns.push_back(rule.column);
+    }
+  }
+  return columns;
+}
+
+std::vector<db::TableDescription> TablesNeeded(const odbc::DBConnection& destination, const Destination& model,
+                                               const std::vector<std::string>& chosen) {
+  const std::vector<db::TableDescription>& all = Catalogue();
+  if (chosen.empty()) {
+    return all;
+  }
+  const std::vector<ForeignKey> keys = ReadForeignKeys(destination, model);
+  std::set<std::string_view> needed(chosen.begin(), chosen.end());
+  for (std::size_t before = 0; before != needed.size();) {
+    before = needed.size();
+    for (const std::string_view table : std::set(needed)) {
+      const std::vector<std::string_view> referred = rules::ReferredTables(table);
+      needed.insert(referred.begin(), referred.end());
+    }
+    for (const ForeignKey& key : keys) {
+      const std::optional<std::string_view> referred = NameOf(model, key.referred);
+      if (referred && needed.contains(*NameOf(model, key.table))) {
+        needed.insert(*referred);
+      }
+    }
+  }
+  std::vector<db::TableDescription> tables;
+  std::copy_if(all.begin(), all.end(), std::back_inserter(tables),
+               [&needed](const db::TableDescription& table) { return needed.contains(table.name); });
+  return tables;
+}
+
+Copies CreateCopies(const odbc::DBConnection& destination, const Destination& model,
+                    const std::vector<db::TableDescription>& tables,
+                    const std::map<std::string_view, std::vector<std::string>>& calls) {
+  Creation creation(destination, model, calls);
+  std::for_each(tables.begin(), tables.end(), [&creation](const auto& table) { creation.Create(table); });
+  return creation.TakeResult();
+}
+
+}  // namespace check::staging

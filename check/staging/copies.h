@@ -1,0 +1,86 @@
+#ifndef BW_CHECK_STAGING_COPIES_H
+#define BW_CHECK_STAGING_COPIES_H
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "check/staging/destination.h"
+#include "db/table_description.h"
+#include "odbc/connection.h"
+
+/// Copies of the destination's tables, in temporary tables of the check's own session. PostgreSQL makes them: types,
+/// defaults, numbering, constraints and indexes are the table's own, so what a copy does to a row is what the table
+/// would do.
+namespace check::staging {
+
+/// What can refuse a row, by the name that the server's message has for it.
+struct CopyConstraint {
+  std::string state;  ///< Of the refusal, such as "23505".
+  std::string name;   ///< In the copy.
+  std::string original;
+  std::vector<std::string> columns;
+};
+
+/// A column that takes its numbers from a sequence.
+struct NumberedColumn {
+  std::string column;
+  std::string sequence;  ///< The copy's own, as it is written in SQL.
+};
+
+struct Copy {
+  const db::TableDescription* table = nullptr;
+  std::string path;  ///< As it is written in SQL.
+  /// The types of a procedure's parameters by the columns that they get; empty where an INSERT is sent.
+  std::map<std::string, std::string, std::less<>> parameterTypes;
+  /// Columns that may store a value otherwise than it is sent, by their position in the table's columns.
+  std::vector<std::size_t> changing;
+  std::set<std::size_t> exactDoubles;  ///< Of these, what is a double in the destination too: the driver may round.
+  std::vector<NumberedColumn> numbered;
+  std::vector<CopyConstraint> constraints;
+  /// Characters that a text column takes at most, by column; those without a limit are left out.
+  std::map<std::string, std::size_t, std::less<>> limits;
+  /// Whether a row may refer to one that the same statement inserts, which single statements do not allow.
+  bool refersToItself = false;
+};
+
+/// Columns that a copy has besides the table's: the row's position in reading order, from 1, and the number that the
+/// source has in a column that is replaced.
+inline constexpr std::string_view kPositionColumn = "bw_position";
+std::string SourceNumberColumn(std::string_view column);
+
+/// The columns of a table whose source numbers the copy keeps.
+std::vector<std::string_view> ReplacedNumbers(const db::TableDescription& table);
+
+/// Tables beside the copies, for all of them. Names are written in SQL as they are here.
+inline constexpr std::string_view kChangedRows = "pg_temp.bw_changed_rows";  ///< (tab, position), with repetitions.
+inline constexpr std::string_view kLostNumbers = "pg_temp.bw_lost_numbers";  ///< (tab, number) of rows left out.
+
+
+/// The tables, in the order of the migration, that a statement about the chosen ones needs: by what their rows refer to
+/// and by the destination's foreign keys, transitively. All when none is chosen.
+std::vector<db::TableDescription> TablesNeeded(const odbc::DBConnection& destination, const Destination& model,
+                                               const std::vector<std::string>& chosen);
+
+struct Copies {
+  std::map<std::string_view, Copy> copies;
+  /// Why a table has no copy, or why what it does to a row is not all that the table does.
+  std::map<std::string_view, std::string> unforeseen;
+};
+
+/// Creates the copies of the tables. `calls` has the parameter types of the tables that a procedure writes. The session
+/// must be able to write.
+///
+/// \throws odbc::Error when the destination cannot be asked.
+Copies CreateCopies(const odbc::DBConnection& destination, const Destination& model,
+                    const std::vector<db::TableDescription>& tables,
+                    const std::map<std::string_view, std::vector<std::string>>& calls);
+
+}  // namespace check::staging
+
+#endif  // BW_CHECK_STAGING_COPIES_H

@@ -1,0 +1,320 @@
+#include "check/staging/copy_writer.h"
+
+#include <sqlext.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <charconv>
+#include <cstring>
+
+#include "check/rules/row_rules.h"
+#include "check/rules/rules.h"
+#include "check/sql/query.h"
+#include "check/sql/sql_text.h"
+#include "odbc/diagnostics.h"
+#include "odbc/text.h"
+
+namespace check::staging {
+
+namespace {
+
+// Room for what is stored of a value; what is longer was changed in any case.
+constexpr std::size_t kResultSize = 1024;
+
+std::string Quoted(std::string_view name) {
+  return QuotedName(Side::Destination, name);
+}
+
+std::string Joined(const std::vector<std::string>& parts) {
+  std::string text;
+  for (const std::string& part : parts) {
+    text += (text.empty() ? "" : ", ") + part;
+  }
+  return text;
+}
+
+/// Whether the server or the connection is in trouble, so that it was not the row that was refused.
+bool IsTrouble(const odbc::Error& error) {
+  constexpr std::array<std::string_view, 9> classes = {"08", "25", "40", "53", "55", "57", "58", "HY", "XX"};
+  return std::any_of(classes.begin(), classes.end(), [&error](std::string_view each) { return error.IsOfClass(each); });
+}
+
+template <class Value>
+Value ValueAt(const char* bytes) {
+  Value value{};
+  std::memcpy(&value, bytes, sizeof(value));
+  return value;
+}
+
+std::optional<double> NumberOf(std::string_view text) {
+  if (text == "t" || text == "true") {
+    return 1;
+  }
+  if (text == "f" || text == "false") {
+    return 0;
+  }
+  double number = 0;
+  const auto [end, error] = std::from_chars(text.begin(), text.end(), number);
+  return error == std::errc() && end == text.end() ? std::optional(number) : std::nullopt;
+}
+
+/// A float8 as float8send shows it: no setting of the session rounds that.
+std::optional<double> DoubleOfHex(std::string_view hex) {
+  std::uint64_t bits = 0;
+  const auto [end, error] = std::from_chars(hex.begin(), hex.end(), bits, 16);
+  return error == std::errc() && end == hex.end() && hex.size() == 16 ? std::optional(std::bit_cast<double>(bits))
+                                                                      : std::nullopt;
+}
+
+}  // namespace
+
+std::string_view CopyWriter::Result::Text() const {
+  const std::size_t room = text.size() - 1;
+  return {text.data(), length < 0 ? room : std::min(room, static_cast<std::size_t>(length))};
+}
+
+CopyWriter::CopyWriter(const odbc::DBConnection& destination, const Copy& copy)
+    : destination_(destination),
+      copy_(copy),
+      imageSize_(copy.table->rowSize),
+      numbersPerRow_(1 + ReplacedNumbers(*copy.table).size()),
+      images_((kBatch + 1) * imageSize_),
+      numbers_((kBatch + 1) * numbersPerRow_),
+      results_(copy.changing.size() + copy.numbered.size()) {
+  const std::string_view assigned = rules::RulesOf(copy.table->name).assigned;
+  for (const NumberedColumn& column : copy.numbered) {
+    if (column.column == assigned) {
+      assigned_ = numberings_.size();
+    }
+    const TextRow row =
+        QueryRows(destination, "SELECT last_value::text, is_called::text FROM " + column.sequence).at(0);
+    numberings_.push_back({.sequence = column.sequence, .value = row[0].value_or(""), .used = row[1] == "true"});
+  }
+  for (Result& result : results_) {
+    result.text.resize(kResultSize);
+  }
+  one_ = Prepare(1, kBatch);
+}
+
+std::unique_ptr<odbc::Statement> CopyWriter::Prepare(std::size_t rows, std::size_t firstSlot) {
+  const db::TableDescription& table = *copy_.table;
+  std::vector<std::string> names;
+  std::vector<std::string> markers;
+  for (const db::ParameterDescription& parameter : table.parameters) {
+    if (parameter.direction == SQL_PARAM_INPUT) {
+      names.push_back(Quoted(parameter.column));
+      const auto type = copy_.parameterTypes.find(parameter.column);
+      markers.push_back(type == copy_.parameterTypes.end() ? "?" : "CAST(? AS " + type->second + ")");
+    }
+  }
+  names.emplace_back(kPositionColumn);
+  for (const std::string_view column : ReplacedNumbers(table)) {
+    names.push_back(Quoted(SourceNumberColumn(column)));
+  }
+  markers.resize(names.size(), "?");
+  const std::string row = "(" + Joined(markers) + ")";
+  std::string sql = "INSERT INTO " + copy_.path + " (" + Joined(names) + ") VALUES " + row;
+  for (std::size_t i = 1; i < rows; ++i) {
+    sql += ", " + row;
+  }
+  std::vector<std::string> returned;
+  for (const std::size_t column : copy_.changing) {
+    const std::string name = Quoted(table.columns[column].name);
+    returned.push_back(copy_.exactDoubles.contains(column) ? "encode(float8send(" + name + "), 'hex')"
+                                                           : name + "::text");
+  }
+  for (const NumberedColumn& column : copy_.numbered) {
+    returned.push_back(Quoted(column.column) + "::text");
+  }
+  if (!returned.empty()) {
+    sql += " RETURNING " + Joined(returned);
+  }
+
+  auto statement = std::make_unique<odbc::Statement>(destination_);
+  statement->Require(SQLPrepare(statement->handle(), odbc::AsSqlText(sql), static_cast<SQLINTEGER>(sql.size())));
+  SQLUSMALLINT number = 0;
+  for (std::size_t slot = firstSlot; slot < firstSlot + rows; ++slot) {
+    for (const db::ParameterDescription& parameter : table.parameters) {
+      if (parameter.direction == SQL_PARAM_INPUT) {
+        const std::size_t offset = table.columns[rules::ColumnPosition(table, parameter.column)].offset;
+        statement->Require(SQLBindParameter(statement->handle(), ++number, SQL_PARAM_INPUT, parameter.cType,
+                                            parameter.sqlType, parameter.columnSize, 0,
+                                            images_.data() + slot * imageSize_ + offset, 0, nullptr));
+      }
+    }
+    for (std::size_t i = 0; i < numbersPerRow_; ++i) {
+      statement->Require(SQLBindParameter(statement->handle(), ++number, SQL_PARAM_INPUT, SQL_C_LONG, SQL_INTEGER, 0, 0,
+                                          &numbers_[slot * numbersPerRow_ + i], 0, nullptr));
+    }
+  }
+  for (std::size_t i = 0; i < results_.size(); ++i) {
+    statement->Require(SQLBindCol(statement->handle(), static_cast<SQLUSMALLINT>(i + 1), SQL_C_CHAR,
+                                  results_[i].text.data(), static_cast<SQLLEN>(results_[i].text.size()),
+                                  &results_[i].length));
+  }
+  return statement;
+}
+
+void CopyWriter::Add(const char* image, std::int32_t position, const std::vector<std::int32_t>& sourceNumbers) {
+  std::memcpy(images_.data() + rows_ * imageSize_, image, imageSize_);
+  const auto numbers = numbers_.begin() + static_cast<std::ptrdiff_t>(rows_ * numbersPerRow_);
+  *numbers = position;
+  std::copy(sourceNumbers.begin(), sourceNumbers.end(), numbers + 1);
+  ++rows_;
+}
+
+const std::vector<Stored>& CopyWriter::Write() {
+  stored_.assign(rows_, {});
+  // A row may refer to an earlier one of the same statement, but not to a later one: then they are sent one by one.
+  if (rows_ < kBatch || copy_.refersToItself || !WriteAll()) {
+    for (std::size_t row = 0; row < rows_; ++row) {
+      WriteOne(row);
+    }
+  }
+  rows_ = 0;
+  return stored_;
+}
+
+bool CopyWriter::WriteAll() {
+  if (!many_) {
+    many_ = Prepare(kBatch, 0);
+  }
+  const SQLRETURN result = SQLExecute(many_->handle());
+  if (!odbc::Succeeded(result)) {
+    const odbc::Error error(odbc::ReadDiagnostics(SQL_HANDLE_STMT, many_->handle()));
+    if (IsTrouble(error)) {
+      throw error;
+    }
+    SQLFreeStmt(many_->handle(), SQL_CLOSE);
+    RestoreNumbers();
+    return false;
+  }
+  Read(*many_, 0, kBatch);
+  return true;
+}
+
+void CopyWriter::WriteOne(std::size_t row) {
+  std::memcpy(images_.data() + kBatch * imageSize_, image(row), imageSize_);
+  std::copy_n(numbers_.begin() + static_cast<std::ptrdiff_t>(row * numbersPerRow_), numbersPerRow_,
+              numbers_.begin() + static_cast<std::ptrdiff_t>(kBatch * numbersPerRow_));
+  const SQLRETURN result = SQLExecute(one_->handle());
+  if (odbc::Succeeded(result)) {
+    Read(*one_, row, 1);
+    return;
+  }
+  const odbc::Error error(odbc::ReadDiagnostics(SQL_HANDLE_STMT, one_->handle()));
+  if (IsTrouble(error)) {
+    throw error;
+  }
+  SQLFreeStmt(one_->handle(), SQL_CLOSE);
+  RestoreNumbers();
+  stored_[row].refusal = Explain(error, row);
+}
+
+void CopyWriter::Read(const odbc::Statement& statement, std::size_t firstRow, std::size_t rows) {
+  for (std::size_t row = firstRow; !results_.empty() && row < firstRow + rows; ++row) {
+    statement.Require(SQLFetch(statement.handle()));
+    ReadChanges(row);
+    for (std::size_t i = 0; i < numberings_.size(); ++i) {
+      const Result& result = results_[copy_.changing.size() + i];
+      if (result.IsNull()) {
+        continue;
+      }
+      numberings_[i].value = result.Text();
+      numberings_[i].used = true;
+      if (i == assigned_) {
+        std::int32_t number = 0;
+        const std::string_view text = result.Text();
+        if (std::from_chars(text.begin(), text.end(), number).ec == std::errc()) {
+          stored_[row].assigned = number;
+        }
+      }
+    }
+  }
+  SQLFreeStmt(statement.handle(), SQL_CLOSE);
+}
+
+/// Compares what came back with what was sent.
+void CopyWriter::ReadChanges(std::size_t row) {
+  for (std::size_t i = 0; i < copy_.changing.size(); ++i) {
+    const std::size_t column = copy_.changing[i];
+    const db::ColumnDescription& description = copy_.table->columns[column];
+    const char* const field = image(row) + description.offset;
+    const Result& result = results_[i];
+    const std::string_view text = result.Text();
+    bool same = false;
+    std::string shown = "NULL";
+    if (copy_.exactDoubles.contains(column)) {
+      const std::optional<double> number = result.IsNull() ? std::nullopt : DoubleOfHex(text);
+      same = number && std::memcmp(&*number, field, sizeof(double)) == 0;
+      shown = number ? rules::Shown(*number) : shown;
+    } else if (!result.IsNull()) {
+      const bool isText = description.kind == db::ValueKind::Text && !SentAsNumber(description.name);
+      if (isText) {
+        same = text == std::string_view(field, static_cast<std::size_t>(
+                                                    std::find(field, field + description.size, '\0') - field));
+      } else {
+        const double sent = description.kind == db::ValueKind::Double
+                                ? ValueAt<double>(field)
+                                : static_cast<double>(ValueAt<std::int32_t>(field));
+        same = NumberOf(text) == sent;
+      }
+      shown = isText ? rules::Shown(text) : std::string(text);
+    }
+    if (!same) {
+      stored_[row].changed.push_back({.column = column, .value = std::move(shown)});
+    }
+  }
+}
+
+/// Sets the sequences back to the last row that was stored: a refused statement has used numbers up.
+void CopyWriter::RestoreNumbers() {
+  for (const Numbering& numbering : numberings_) {
+    QueryValue(destination_, "SELECT setval(?::regclass, ?::bigint, ?::boolean)",
+               {numbering.sequence, numbering.value, numbering.used ? "true" : "false"});
+  }
+}
+
+bool CopyWriter::SentAsNumber(std::string_view column) const {
+  const auto& parameters = copy_.table->parameters;
+  return std::find_if(parameters.begin(), parameters.end(), [column](const db::ParameterDescription& parameter) {
+           return parameter.column == column;
+         })->cType == SQL_C_LONG;
+}
+
+Refusal CopyWriter::Explain(const odbc::Error& error, std::size_t row) const {
+  Refusal refusal{.state = error.state(), .constraint = {}, .columns = {}, .message = error.what()};
+  // The message names the constraint, in whatever language it is; the longest name that it has is meant.
+  const CopyConstraint* named = nullptr;
+  for (const CopyConstraint& constraint : copy_.constraints) {
+    if (constraint.state == refusal.state && refusal.message.find(constraint.name) != std::string::npos &&
+        (named == nullptr || constraint.name.size() > named->name.size())) {
+      named = &constraint;
+    }
+  }
+  if (named != nullptr) {
+    refusal.constraint = named->original;
+    refusal.columns = named->columns;
+  } else if (refusal.state == "22001") {
+    refusal.columns = ColumnTooLong(row);
+  }
+  return refusal;
+}
+
+/// The first column whose text has more characters than it takes; the server counts them.
+std::vector<std::string> CopyWriter::ColumnTooLong(std::size_t row) const {
+  for (const auto& [name, limit] : copy_.limits) {
+    const db::ColumnDescription& column = copy_.table->columns[rules::ColumnPosition(*copy_.table, name)];
+    const char* const field = image(row) + column.offset;
+    const std::string text(field, static_cast<std::size_t>(std::find(field, field + column.size, '\0') - field));
+    const std::optional<std::string> length =
+        QueryValue(destination_, "SELECT char_length(?::text)::text", {text});
+    if (length && std::stoul(*length) > limit) {
+      return {name};
+    }
+  }
+  return {};
+}
+
+}  // namespace check::staging

@@ -1,0 +1,190 @@
+#include "check/staging/destination.h"
+
+#include <algorithm>
+
+#include "check/rules/catalogue.h"
+#include "check/sql/query.h"
+#include "check/sql/sql_text.h"
+
+namespace check::staging {
+
+namespace {
+
+std::string Text(const TextRow& row, std::size_t column) {
+  return row.at(column).value_or("");
+}
+
+/// A condition that the query has made a text of: the driver has settings for how it shows booleans.
+bool Yes(const TextRow& row, std::size_t column) {
+  return Text(row, column) == "true";
+}
+
+/// As PostgreSQL writes an array.
+std::string ArrayOf(const std::set<ObjectId>& ids) {
+  std::string list;
+  for (const ObjectId& id : ids) {
+    list += (list.empty() ? "" : ",") + id;
+  }
+  return "{" + list + "}";
+}
+
+// Triggers: 4 stands for INSERT, 32 for TRUNCATE. A function outside pg_catalog that is not immutable may do anything;
+// what a default, a constraint or a domain calls is in pg_depend, but for the functions that PostgreSQL brings along.
+constexpr std::string_view kRelations = R"(
+  WITH firing AS (
+    SELECT g.tgrelid, g.tgtype, string_agg(g.tgname, ', ' ORDER BY g.tgname) AS names
+    FROM pg_trigger g
+    WHERE NOT g.tgisinternal AND g.tgenabled IN
+      (CASE current_setting('session_replication_role') WHEN 'replica' THEN 'R' ELSE 'O' END, 'A')
+    GROUP BY g.tgrelid, g.tgtype),
+  calls AS (
+    SELECT d.classid, d.objid, d.refobjid AS function FROM pg_depend d
+    WHERE d.refclassid = 'pg_proc'::regclass
+    UNION ALL
+    SELECT d.classid, d.objid, o.oprcode FROM pg_depend d JOIN pg_operator o ON o.oid = d.refobjid
+    WHERE d.refclassid = 'pg_operator'::regclass),
+  callers AS (
+    SELECT k.conrelid AS tab, 'the check constraint ' || k.conname AS name, k.tableoid AS class, k.oid AS id
+    FROM pg_constraint k WHERE k.contype IN ('c', 'x')
+    UNION ALL
+    SELECT a.attrelid, 'the domain of ' || a.attname, k.tableoid, k.oid
+    FROM pg_attribute a JOIN pg_constraint k ON k.contypid = a.atttypid AND k.contype = 'c' WHERE a.attnum > 0
+    UNION ALL
+    SELECT f.adrelid, 'the default of ' || a.attname, f.tableoid, f.oid
+    FROM pg_attrdef f JOIN pg_attribute a ON a.attrelid = f.adrelid AND a.attnum = f.adnum AND a.attgenerated = ''),
+  unknown AS (
+    SELECT c.tab, string_agg(DISTINCT c.name || ' calls ' || p.oid::regproc, ', ') AS reasons
+    FROM callers c
+    JOIN calls l ON l.classid = c.class AND l.objid = c.id
+    JOIN pg_proc p ON p.oid = l.function AND p.provolatile <> 'i'
+      AND p.pronamespace <> 'pg_catalog'::regnamespace
+    GROUP BY c.tab),
+  numbering AS (
+    SELECT f.adrelid AS tab, string_agg(a.attname, ', ') AS columns
+    FROM pg_attrdef f
+    JOIN pg_attribute a ON a.attrelid = f.adrelid AND a.attnum = f.adnum
+    JOIN pg_depend d ON d.classid = f.tableoid AND d.objid = f.oid AND d.refclassid = 'pg_class'::regclass
+    JOIN pg_class s ON s.oid = d.refobjid AND s.relkind = 'S'
+    WHERE NOT (pg_get_expr(f.adbin, f.adrelid) = format('nextval(%L::regclass)', s.oid::regclass)
+      AND has_sequence_privilege(s.oid, 'SELECT'))
+    GROUP BY f.adrelid)
+  SELECT c.oid::text, format('%I.%I', n.nspname, c.relname), c.relkind::text,
+    EXISTS (SELECT FROM pg_inherits i WHERE i.inhparent = c.oid)::text,
+    has_table_privilege(c.oid, 'TRUNCATE')::text,
+    (has_table_privilege(c.oid, 'SELECT') AND has_schema_privilege(n.oid, 'USAGE'))::text,
+    (NOT EXISTS (
+      SELECT FROM pg_depend d JOIN pg_class s ON s.oid = d.objid AND s.relkind = 'S'
+      WHERE d.classid = 'pg_class'::regclass AND d.refclassid = 'pg_class'::regclass AND d.refobjid = c.oid
+        AND d.deptype IN ('a', 'i') AND NOT pg_has_role(s.relowner, 'USAGE')))::text,
+    (SELECT string_agg(names, ', ') FROM firing WHERE tgrelid = c.oid AND tgtype & 4 <> 0),
+    (SELECT string_agg(names, ', ') FROM firing WHERE tgrelid = c.oid AND tgtype & 32 <> 0),
+    concat_ws('; ',
+      CASE c.relkind WHEN 'r' THEN NULL WHEN 'p' THEN 'it is partitioned' WHEN 'f' THEN 'it is a foreign table'
+        ELSE 'it is no table' END,
+      (SELECT 'an INSERT fires ' || string_agg(names, ', ') FROM firing WHERE tgrelid = c.oid AND tgtype & 4 <> 0),
+      (SELECT 'the rule ' || string_agg(r.rulename, ', ') || ' changes what an INSERT does' FROM pg_rewrite r
+        WHERE r.ev_class = c.oid AND r.ev_type = '3' AND r.ev_enabled IN ('O', 'A')),
+      CASE WHEN row_security_active(c.oid) THEN 'row security applies to the login' END,
+      (SELECT reasons FROM unknown WHERE tab = c.oid),
+      (SELECT 'the default of ' || columns || ' takes numbers from a sequence in its own way' FROM numbering
+        WHERE tab = c.oid),
+      CASE WHEN NOT has_table_privilege(c.oid, 'SELECT') THEN 'the login has no SELECT right on it' END)
+  FROM pg_class c JOIN pg_namespace n ON n.oid = c.relnamespace WHERE c.oid = ANY (?::oid[]))";
+
+std::map<ObjectId, Relation> ReadRelations(const odbc::DBConnection& destination, const std::set<ObjectId>& ids) {
+  std::map<ObjectId, Relation> relations;
+  for (const TextRow& row : QueryRows(destination, kRelations, {ArrayOf(ids)})) {
+    const std::string kind = Text(row, 2);
+    relations.emplace(Text(row, 0), Relation{.id = Text(row, 0),
+                                             .name = Text(row, 1),
+                                             .kind = kind.empty() ? ' ' : kind.front(),
+                                             .hasChildren = Yes(row, 3),
+                                             .mayTruncate = Yes(row, 4),
+                                             .mayRead = Yes(row, 5),
+                                             .ownsSequences = Yes(row, 6),
+                                             .insertTriggers = Text(row, 7),
+                                             .truncateTriggers = Text(row, 8),
+                                             .unforeseen = Text(row, 9)});
+  }
+  return relations;
+}
+
+/// What a truncate follows from table to table.
+class TruncateGraph {
+ public:
+  explicit TruncateGraph(const odbc::DBConnection& destination) {
+    for (const TextRow& row : QueryRows(
+             destination,
+             "SELECT confrelid::text, conrelid::text FROM pg_constraint WHERE contype = 'f' ORDER BY oid")) {
+      referring_.emplace(Text(row, 0), Text(row, 1));
+    }
+    for (const TextRow& row : QueryRows(destination, "SELECT inhparent::text, inhrelid::text FROM pg_inherits")) {
+      children_.emplace(Text(row, 0), Text(row, 1));
+    }
+  }
+
+  Reach Truncate(const ObjectId& table, bool cascade) const {
+    Reach reach;
+    AddWithChildren(table, reach.all);
+    for (bool grows = true; grows;) {
+      grows = false;
+      for (const auto& [referred, referring] : referring_) {
+        if (!reach.all.contains(referred) || reach.all.contains(referring)) {
+          continue;
+        }
+        if (cascade) {
+          reach.emptied.push_back(referring);
+          AddWithChildren(referring, reach.all);
+          grows = true;
+        } else if (std::find(reach.refusedBy.begin(), reach.refusedBy.end(), referring) == reach.refusedBy.end()) {
+          reach.refusedBy.push_back(referring);
+        }
+      }
+    }
+    return reach;
+  }
+
+ private:
+  void AddWithChildren(const ObjectId& table, std::set<ObjectId>& all) const {
+    if (all.insert(table).second) {
+      const auto [begin, end] = children_.equal_range(table);
+      std::for_each(begin, end, [&](const auto& child) { AddWithChildren(child.second, all); });
+    }
+  }
+
+  std::multimap<ObjectId, ObjectId> referring_;  ///< From a table to one that refers to it.
+  std::multimap<ObjectId, ObjectId> children_;
+};
+
+}  // namespace
+
+const Relation* Destination::Find(std::string_view table) const {
+  const auto found = tables.find(table);
+  return found == tables.end() ? nullptr : &relations.at(found->second);
+}
+
+std::string PathOf(const odbc::DBConnection& destination, std::string_view table) {
+  return destination.schema() + QuotedName(Side::Destination, table);
+}
+
+Destination ReadDestination(const odbc::DBConnection& destination) {
+  Destination model;
+  const TruncateGraph graph(destination);
+  std::set<ObjectId> ids;
+  for (const db::TableDescription& table : Catalogue()) {
+    const std::optional<std::string> id =
+        QueryValue(destination, "SELECT to_regclass(?)::oid::text", {PathOf(destination, table.name)});
+    if (!id) {
+      continue;
+    }
+    Reach reach = graph.Truncate(*id, table.truncation == db::Truncation::Cascade);
+    ids.insert(reach.all.begin(), reach.all.end());
+    ids.insert(reach.refusedBy.begin(), reach.refusedBy.end());
+    model.tables.emplace(table.name, *id);
+    model.reaches.emplace(table.name, std::move(reach));
+  }
+  model.relations = ReadRelations(destination, ids);
+  return model;
+}
+
+}  // namespace check::staging

@@ -1,0 +1,149 @@
+#include "check/staging/references.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "check/rules/rules.h"
+#include "check/sql/query.h"
+#include "check/sql/sql_text.h"
+#include "check/staging/staging.h"
+
+namespace check::staging {
+
+namespace {
+
+std::string Quoted(std::string_view name) {
+  return QuotedName(Side::Destination, name);
+}
+
+/// A column of the copy with what the source has in it.
+std::string AsInSource(const db::TableDescription& table, std::string_view column) {
+  const std::vector<std::string_view> replaced = ReplacedNumbers(table);
+  const bool isReplaced = std::find(replaced.begin(), replaced.end(), column) != replaced.end();
+  return "c." + Quoted(isReplaced ? SourceNumberColumn(column) : std::string(column));
+}
+
+/// The key columns of a copy's row, with what the source has in them, as texts.
+std::string KeyList(const db::TableDescription& table) {
+  std::string list;
+  for (const std::string_view column : rules::RulesOf(table.name).key) {
+    list += (list.empty() ? "" : ", ") + AsInSource(table, column) + "::text";
+  }
+  return list;
+}
+
+RowName NameOf(const db::TableDescription& table, const TextRow& row) {
+  RowName name;
+  std::size_t place = 0;
+  for (const std::string_view column : rules::RulesOf(table.name).key) {
+    const std::string value = row.at(place++).value_or("NULL");
+    const bool text = table.columns[rules::ColumnPosition(table, column)].kind == db::ValueKind::Text;
+    name.key += (name.key.empty() ? "" : ", ") + std::string(column) + " = " + value;
+    name.condition += (name.condition.empty() ? "([" : " AND [") + std::string(column) + "] = " +
+                      (text ? Literal(value) : value);
+  }
+  name.condition += ")";
+  return name;
+}
+
+/// Adds the rows of a query to a remark: their number, the key of the row, what is there and what it becomes.
+void AddRows(const odbc::DBConnection& destination, const db::TableDescription& table, const std::string& rows,
+             const Parameters& parameters, const RemarkKey& key, StagedTable& staged) {
+  const std::string count =
+      QueryValue(destination, "SELECT count(DISTINCT c.bw_position)::text" + rows, parameters).value_or("0");
+  if (count == "0") {
+    return;
+  }
+  RemarkedRows& remarked = staged.remarks[key];
+  for (const TextRow& row :
+       QueryRows(destination,
+                 "SELECT " + KeyList(table) + ", old_number::text, coalesce(new_number::text, 'no row')" + rows +
+                     " ORDER BY c.bw_position LIMIT " + std::to_string(RemarkedRows::kShown),
+                 parameters)) {
+    remarked.Add(NameOf(table, row), row[row.size() - 2].value_or("") + " becomes " + row.back().value_or(""));
+  }
+  remarked.rows = std::stoull(count);
+}
+
+void LookAtReference(const odbc::DBConnection& destination, const Copy& copy, const rules::ColumnRule& rule,
+                     const Copy& referred, StagedTable& staged) {
+  const std::string assigned(rules::RulesOf(rule.reference->table).assigned);
+  if (assigned.empty()) {
+    return;
+  }
+  const std::string number = Quoted(assigned);
+  const std::string source = Quoted(SourceNumberColumn(assigned));
+  const std::string kept = "c." + Quoted(rule.column);
+  const std::string old = AsInSource(*copy.table, rule.column);
+  // A number that names no row in the source is no reference, unless it names one afterwards.
+  const std::string rows = " FROM (SELECT c.*, " + old + " AS old_number, n." + source +
+                           " AS new_number FROM " + copy.path + " c LEFT JOIN " + referred.path + " n ON n." + number +
+                           " = " + kept + " LEFT JOIN (SELECT " + source + " AS number FROM " + referred.path +
+                           " UNION SELECT number FROM " + std::string(kLostNumbers) + " WHERE tab = ?) s ON s.number = " +
+                           old + " WHERE CASE WHEN s.number IS NULL THEN n." + number + " IS NOT NULL ELSE n." +
+                           source + " IS DISTINCT FROM " + old + " END) c";
+  const Parameters parameters = {std::string(rule.reference->table)};
+  AddRows(destination, *copy.table, rows, parameters,
+          {Remark::PointsElsewhere, {std::string(rule.column)}, {}, std::string(rule.reference->table)}, staged);
+  Execute(destination,
+          "INSERT INTO " + std::string(kChangedRows) + " SELECT " + Literal(copy.table->name) + ", c.bw_position" + rows,
+          parameters);
+}
+
+void LookAtNumbers(const odbc::DBConnection& destination, const Copy& copy, StagedTable& staged) {
+  const rules::TableRules& rules = rules::RulesOf(copy.table->name);
+  const std::string number = Quoted(rules.assigned);
+  const std::string source = Quoted(SourceNumberColumn(rules.assigned));
+  if (rules::IsFollowed(copy.table->name)) {
+    AddRows(destination, *copy.table,
+            " FROM (SELECT c.*, c." + source + " AS old_number, c." + number +
+                " AS new_number, row_number() OVER (PARTITION BY c." + source + " ORDER BY c.bw_position) AS place FROM " +
+                copy.path + " c) c WHERE c.place > 1",
+            {}, {Remark::DuplicateNumber, {std::string(rules.assigned)}, {}, {}}, staged);
+  }
+  if (rules.knownOutside) {
+    AddRows(destination, *copy.table,
+            " FROM (SELECT c.*, c." + source + " AS old_number, c." + number + " AS new_number FROM " + copy.path +
+                " c) c WHERE c." + number + " IS DISTINCT FROM c." + source,
+            {}, {Remark::NumbersChange, {std::string(rules.assigned)}, {}, {}}, staged);
+  }
+}
+
+}  // namespace
+
+void LookAtReferences(const odbc::DBConnection& destination, const Copies& copies, Staged& staged) {
+  for (const auto& [name, copy] : copies.copies) {
+    Execute(destination, "ANALYZE " + copy.path);
+  }
+  for (StagedTable& table : staged.tables) {
+    const auto copy = copies.copies.find(table.table->name);
+    if (copy == copies.copies.end()) {
+      continue;
+    }
+    const rules::TableRules& rules = rules::RulesOf(table.table->name);
+    for (const rules::ColumnRule& rule : rules.columns) {
+      if (!rule.reference || rule.reference->kind == rules::ReferenceKind::FollowsNumber) {
+        continue;
+      }
+      const auto referred = copies.copies.find(rule.reference->table);
+      if (referred == copies.copies.end()) {
+        table.unchangedKnown = false;
+      } else {
+        LookAtReference(destination, copy->second, rule, referred->second, table);
+      }
+    }
+    if (!rules.assigned.empty()) {
+      LookAtNumbers(destination, copy->second, table);
+    }
+    table.unchangedRows =
+        table.arrivingRows -
+        std::stoull(QueryValue(destination,
+                               "SELECT count(DISTINCT position)::text FROM " + std::string(kChangedRows) +
+                                   " WHERE tab = ? AND position <= ?::integer",
+                               {std::string(table.table->name), std::to_string(table.arrivingRows)})
+                        .value_or("0"));
+  }
+}
+
+}  // namespace check::staging

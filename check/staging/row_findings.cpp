@@ -1,0 +1,234 @@
+#include "check/staging/row_findings.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "check/rules/rules.h"
+
+namespace check::staging {
+
+namespace {
+
+std::string Rows(std::uint64_t count) {
+  return std::to_string(count) + (count == 1 ? " row" : " rows");
+}
+
+struct Kind {
+  std::string_view id;
+  Cost cost;
+};
+
+Kind RefusalKind(std::string_view state) {
+  if (state == "22001") {
+    return {"text-too-long", Cost::RunEnds};
+  }
+  if (state == "22021" || state == "22P05") {
+    return {"character-refused", Cost::RunEnds};
+  }
+  if (state == "23505") {
+    return {"duplicate-key", Cost::RunEnds};
+  }
+  if (state == "23503") {
+    return {"foreign-key", Cost::RunEnds};
+  }
+  if (state == "23514") {
+    return {"check-violated", Cost::RunEnds};
+  }
+  return {"row-refused", Cost::RunEnds};
+}
+
+std::string RefusalText(const RemarkKey& key, const RemarkedRows& rows) {
+  const std::string_view id = RefusalKind(key.state).id;
+  if (id == "text-too-long") {
+    return "the text is longer than the destination's column";
+  }
+  if (id == "character-refused") {
+    return "a text has a character that the destination does not have, or bytes that are no character";
+  }
+  if (id == "duplicate-key") {
+    return "an earlier row has the same key (" + key.detail + ")";
+  }
+  if (id == "foreign-key") {
+    return "the row that it refers to has not arrived (" + key.detail + ")";
+  }
+  if (id == "check-violated") {
+    return "it violates " + key.detail;
+  }
+  return rows.message;
+}
+
+/// Words the remarks on one table.
+class Wording {
+ public:
+  Wording(const StagedTable& staged, const std::string& sourceSchema)
+      : staged_(staged), table_(*staged.table), sourceSchema_(sourceSchema) {}
+
+  Finding Word(const RemarkKey& key, const RemarkedRows& rows) const {
+    Finding finding;
+    finding.rows = rows.rows;
+    finding.keys = rows.keys;
+    finding.arrives = rows.arrives;
+    finding.column = key.columns.size() == 1 ? key.columns.front() : "";
+    const std::string column = finding.column.empty() ? "" : "[" + finding.column + "]";
+    std::string where = rows.conditions;
+    switch (key.remark) {
+      case Remark::NullEndsTable:
+        Set(finding, "null-ends-table", Cost::RowsLost, "NULL ends the table without a message. " + EndText());
+        where = column + " IS NULL";
+        break;
+      case Remark::Unreadable:
+        Set(finding, "value-unreadable", Cost::RowsLost,
+            "A value does not convert to the column's type, which ends the table without a message. " + EndText());
+        break;
+      case Remark::ReferenceMissing:
+        Set(finding, "reference-missing", Cost::RunEnds,
+            "There is no row of this number in " + Referred(key) +
+                ": the first such row ends the run with \"invalid map<K, T> key\" in the log.");
+        where = ReferenceCondition(key);
+        break;
+      case Remark::ReferenceNotMigrated:
+        Set(finding, "reference-not-migrated", Cost::RunEnds,
+            "The row of " + Referred(key) +
+                " does not arrive: the first such row ends the run with \"invalid map<K, T> key\" in the log.");
+        break;
+      case Remark::NullReplaced:
+        Set(finding, "null-replaced", Cost::ValueChanged, "NULL arrives as a value.");
+        where = column + " IS NULL";
+        break;
+      case Remark::NullRepeats:
+        Set(finding, "null-repeats-row-before", Cost::ValueChanged,
+            "With this driver a NULL arrives as what the previous row left in its place.");
+        where = column + " IS NULL";
+        break;
+      case Remark::TextCut: {
+        const std::string bytes = std::to_string(table_.columns[rules::ColumnPosition(table_, finding.column)].size - 1);
+        Set(finding, "text-cut", Cost::TextCut, "The text is longer than the " + bytes + " bytes that are migrated.");
+        where = "DATALENGTH(" + column + ") > " + bytes;
+        break;
+      }
+      case Remark::ZeroByte:
+        Set(finding, "zero-byte", Cost::TextCut, "The text arrives up to its first zero byte.");
+        break;
+      case Remark::ValueChanged:
+        Set(finding, "value-changed", Cost::ValueChanged, ChangeText(finding.column));
+        break;
+      case Remark::StoredChanged:
+        Set(finding, "stored-changed", Cost::ValueChanged,
+            "The destination stores another value than the one that is sent: its column has another type, or the "
+            "driver rounds.");
+        break;
+      case Remark::Refused:
+        Set(finding, RefusalKind(key.state).id, Cost::RunEnds,
+            "The destination refuses the row, which ends the run: " + RefusalText(key, rows) + ".");
+        break;
+      case Remark::PointsElsewhere:
+        Set(finding, "points-elsewhere", Cost::WrongRow, PointsText(key));
+        break;
+      case Remark::DuplicateNumber:
+        Set(finding, "duplicate-number", Cost::WrongRow,
+            "An earlier row has the same number: what refers to it follows the first row.");
+        where = column + " IN (SELECT " + column + " FROM " + SourceTable() + " GROUP BY " + column +
+                " HAVING COUNT(*) > 1)";
+        break;
+      case Remark::NumbersChange:
+        Set(finding, "numbers-change", Cost::WrongRow,
+            "The rows are numbered again, and what refers to them keeps the old numbers.");
+        where.clear();
+        break;
+    }
+    if (key.remark != Remark::Unreadable) {
+      finding.query = Query{.side = Side::Source, .text = Select(finding.column, where)};
+    }
+    return finding;
+  }
+
+ private:
+  static void Set(Finding& finding, std::string_view id, Cost cost, std::string text) {
+    finding.id = id;
+    finding.cost = cost;
+    finding.text = std::move(text);
+  }
+
+  std::string SourceTable() const { return sourceSchema_ + "[" + std::string(table_.name) + "]"; }
+
+  std::string EndText() const {
+    std::string text;
+    if (staged_.endsEarly && staged_.foreseen) {
+      text = "As the source gives its rows now, " + std::to_string(staged_.arrivingRows) + " of " +
+             Rows(staged_.sourceRows) + " will arrive. ";
+    }
+    return text + "The source promises no order: at least " + Rows(staged_.endingRows) +
+           " will be lost, at most all " + std::to_string(staged_.sourceRows) + ".";
+  }
+
+  rules::ColumnRule RuleOf(std::string_view column) const {
+    return rules::RuleOf(rules::RulesOf(table_.name), column);
+  }
+
+  std::string Referred(const RemarkKey& key) const {
+    const bool byPosition = RuleOf(key.columns.front()).reference->kind == rules::ReferenceKind::ByPosition;
+    return key.detail + (byPosition ? " at this position" : "");
+  }
+
+  std::string ReferenceCondition(const RemarkKey& key) const {
+    const std::string column = "[" + key.columns.front() + "]";
+    const std::string referred = sourceSchema_ + "[" + key.detail + "]";
+    if (RuleOf(key.columns.front()).reference->kind == rules::ReferenceKind::ByPosition) {
+      return column + " < 1 OR " + column + " > (SELECT COUNT(*) FROM " + referred + ")";
+    }
+    return column + " NOT IN (SELECT [" + std::string(rules::RulesOf(key.detail).assigned) + "] FROM " + referred + ")";
+  }
+
+  std::string ChangeText(const std::string& column) const {
+    const auto parameter =
+        std::find_if(table_.parameters.begin(), table_.parameters.end(),
+                     [&column](const db::ParameterDescription& each) { return each.column == column; });
+    if (RuleOf(column).reading == rules::Reading::DoubleIntoInt32) {
+      return "The number arrives as the lower four bytes of itself as a double.";
+    }
+    if (RuleOf(column).reading == rules::Reading::Int32IntoText) {
+      return "The text is read as a number, whose bytes up to the first zero arrive as the text.";
+    }
+    if (parameter != table_.parameters.end() && parameter->cType == SQL_C_LONG &&
+        table_.columns[rules::ColumnPosition(table_, column)].kind == db::ValueKind::Text) {
+      return "The text arrives as the decimal number of its first four bytes; after a short text there are bytes of "
+             "earlier rows.";
+    }
+    return "The value is read as another one: the source's column has another type than the migrator reads.";
+  }
+
+  std::string PointsText(const RemarkKey& key) const {
+    return RuleOf(key.columns.front()).reference->kind == rules::ReferenceKind::ByPosition
+               ? "The number is treated as the position of a row of " + key.detail +
+                     ": the row arrives with a number that leads to another row, or to none."
+               : "The column keeps its number while " + key.detail +
+                     " is numbered again: it leads to another row than in the source, or to none.";
+  }
+
+  std::string Select(const std::string& column, const std::string& where) const {
+    const std::vector<std::string_view>& key = rules::RulesOf(table_.name).key;
+    std::string list;
+    for (const std::string_view name : key) {
+      list += (list.empty() ? "[" : ", [") + std::string(name) + "]";
+    }
+    if (!column.empty() && std::find(key.begin(), key.end(), column) == key.end()) {
+      list += ", [" + column + "]";
+    }
+    return "SELECT " + list + " FROM " + SourceTable() + (where.empty() ? "" : " WHERE " + where) + ";";
+  }
+
+  const StagedTable& staged_;
+  const db::TableDescription& table_;
+  const std::string& sourceSchema_;
+};
+
+}  // namespace
+
+void AddRowFindings(const StagedTable& table, const std::string& sourceSchema, TableReport& report) {
+  const Wording wording(table, sourceSchema);
+  for (const auto& [key, rows] : table.remarks) {
+    report.findings.push_back(wording.Word(key, rows));
+  }
+}
+
+}  // namespace check::staging

@@ -1,0 +1,17 @@
+#ifndef BW_CHECK_STAGING_ROW_FINDINGS_H
+#define BW_CHECK_STAGING_ROW_FINDINGS_H
+
+#include <string>
+
+#include "check/report/finding.h"
+#include "check/staging/staging.h"
+
+namespace check::staging {
+
+/// The findings about a table's rows, in words: the same before and after a run. `sourceSchema` is the source's schema
+/// prefix; it goes into the queries.
+void AddRowFindings(const StagedTable& table, const std::string& sourceSchema, TableReport& report);
+
+}  // namespace check::staging
+
+#endif  // BW_CHECK_STAGING_ROW_FINDINGS_H

@@ -1,0 +1,380 @@
+#include "check/staging/staging.h"
+
+#include <algorithm>
+#include <chrono>
+#include <limits>
+#include <optional>
+#include <set>
+#include <utility>
+
+#include "check/rules/row_rules.h"
+#include "check/rules/rules.h"
+#include "check/sql/query.h"
+#include "check/sql/sql_text.h"
+#include "check/staging/copy_writer.h"
+#include "check/staging/references.h"
+
+namespace check::staging {
+
+namespace {
+
+// Between two calls of the progress.
+constexpr std::uint64_t kRowsBetweenReports = 1024;
+
+std::string ValueOf(const db::TableDescription& table, const rules::SourceRow& row, std::size_t column) {
+  if (row.IsNull(column)) {
+    return "NULL";
+  }
+  if (const std::optional<std::string_view> original = row.Original(column)) {
+    return std::string(*original);
+  }
+  switch (table.columns[column].kind) {
+    case db::ValueKind::Int32:
+      return rules::RuleOf(rules::RulesOf(table.name), table.columns[column].name).reading ==
+                     rules::Reading::DoubleIntoInt32
+                 ? rules::Shown(row.Real(column))
+                 : std::to_string(row.Number(column));
+    case db::ValueKind::Double:
+      return rules::Shown(row.Real(column));
+    case db::ValueKind::Text:
+      break;
+  }
+  return std::string(row.Text(column));
+}
+
+std::string ShownValue(const db::TableDescription& table, const rules::SourceRow& row, std::size_t column) {
+  const std::string value = ValueOf(table, row, column);
+  return table.columns[column].kind == db::ValueKind::Text && !row.IsNull(column) ? rules::Shown(value) : value;
+}
+
+/// Numbers as PostgreSQL writes an array.
+std::string ArrayOf(const std::vector<std::int32_t>& numbers) {
+  std::string list;
+  for (const std::int32_t number : numbers) {
+    list += (list.empty() ? "" : ",") + std::to_string(number);
+  }
+  return "{" + list + "}";
+}
+
+Remark RemarkOf(rules::ChangeKind kind) {
+  switch (kind) {
+    case rules::ChangeKind::NullReplaced:
+      return Remark::NullReplaced;
+    case rules::ChangeKind::NullRepeats:
+      return Remark::NullRepeats;
+    case rules::ChangeKind::Cut:
+      return Remark::TextCut;
+    case rules::ChangeKind::CutAtZeroByte:
+      return Remark::ZeroByte;
+    case rules::ChangeKind::OtherValue:
+      break;
+  }
+  return Remark::ValueChanged;
+}
+
+/// What tables leave to later ones.
+struct RunState {
+  rules::NumberMaps numbers;
+  std::optional<std::string> endsIn;
+  std::string endsBecause;
+};
+
+/// Stages one table.
+class TableStaging {
+ public:
+  TableStaging(const odbc::DBConnection& source, const odbc::DBConnection& destination,
+               const db::TableDescription& table, const Copy* copy, const rules::NullReadings& nulls,
+               std::optional<std::string> cannotWrite, RunState& state, StagedTable& result)
+      : destination_(destination),
+        table_(table),
+        replaced_(ReplacedNumbers(table)),
+        assigned_(rules::RulesOf(table.name).assigned),
+        isFollowed_(rules::IsFollowed(table.name)),
+        cannotWrite_(std::move(cannotWrite)),
+        state_(state),
+        result_(result),
+        reader_(source, table),
+        rules_(table, state.numbers, nulls) {
+    if (copy != nullptr) {
+      writer_.emplace(destination, *copy);
+    }
+    if (isFollowed_) {
+      state_.numbers[table.name];
+    }
+  }
+
+  void Run(Progress& progress) {
+    using Result = rules::SourceReader::Result;
+    for (Result read = reader_.Next(); read != Result::End; read = reader_.Next()) {
+      ++result_.sourceRows;
+      if (result_.sourceRows % kRowsBetweenReports == 0) {
+        progress.Rows(result_.sourceRows);
+      }
+      if (read == Result::Unreadable) {
+        EndTable({Remark::Unreadable, {}, {}, {}}, {.key = "row " + std::to_string(result_.sourceRows), .condition = {}});
+      } else {
+        Take(rules_.Apply(reader_.row()));
+      }
+    }
+    Write();
+    RecordChangedRows(true);
+    RecordLostNumbers(true);
+  }
+
+ private:
+  struct Pending {
+    rules::SourceRow row;
+    std::vector<rules::Change> changes;
+    std::int32_t position = 0;
+  };
+
+  void Take(const rules::Outcome& outcome) {
+    if (outcome.fate == rules::Fate::EndsTable) {
+      EndTable({Remark::NullEndsTable, {Name(outcome.column)}, {}, {}}, NameOfRow(table_, reader_.row()));
+      Lose(reader_.row());
+    } else if (outcome.fate == rules::Fate::EndsRun) {
+      MissReference(outcome);
+      Lose(reader_.row());
+    } else if (result_.endsEarly) {
+      Lose(reader_.row());
+    } else {
+      Keep(outcome);
+    }
+  }
+
+  void EndTable(const RemarkKey& key, const RowName& name) {
+    Write();
+    result_.remarks[key].Add(name, {});
+    ++result_.endingRows;
+    result_.endsEarly = true;
+  }
+
+  void MissReference(const rules::Outcome& outcome) {
+    Write();
+    const Remark remark = outcome.inSource ? Remark::ReferenceNotMigrated : Remark::ReferenceMissing;
+    const rules::ColumnRule rule = rules::RuleOf(rules::RulesOf(table_.name), Name(outcome.column));
+    const RowName name = NameOfRow(table_, reader_.row());
+    result_.remarks[{remark, {Name(outcome.column)}, {}, std::string(rule.reference->table)}].Add(name, {});
+    if (!result_.endsEarly) {
+      EndRun(Name(outcome.column) + " of " + name.key + " names " +
+             (outcome.inSource ? "a row that is not migrated" : "no row"));
+    }
+  }
+
+  void EndRun(const std::string& because) {
+    if (!state_.endsIn) {
+      state_.endsIn = std::string(table_.name);
+      state_.endsBecause = because;
+    }
+  }
+
+  /// Takes a row that is sent.
+  void Keep(const rules::Outcome& outcome) {
+    if (pendingRows_ == pending_.size()) {
+      pending_.emplace_back();
+    }
+    Pending& pending = pending_[pendingRows_++];
+    pending.row = reader_.row();
+    pending.changes = outcome.changes;
+    pending.position = ++position_;
+    if (!writer_ || cannotWrite_) {
+      Settle(pending, {}, rules_.image());
+      pendingRows_ = 0;
+      return;
+    }
+    std::vector<std::int32_t>& numbers = numbersOfRow_;
+    numbers.clear();
+    for (const std::string_view column : replaced_) {
+      numbers.push_back(reader_.row().Number(rules::ColumnPosition(table_, column)));
+    }
+    writer_->Add(rules_.image(), pending.position, numbers);
+    if (writer_->IsFull()) {
+      Write();
+    }
+  }
+
+  void Write() {
+    if (writer_ && pendingRows_ > 0) {
+      const std::vector<Stored>& stored = writer_->Write();
+      for (std::size_t i = 0; i < pendingRows_; ++i) {
+        Settle(pending_[i], stored[i], writer_->image(i));
+      }
+    }
+    pendingRows_ = 0;
+  }
+
+  /// Notes what became of a row.
+  void Settle(const Pending& pending, const Stored& stored, const char* image) {
+    if (cannotWrite_) {
+      ++result_.refusedRows;
+      EndRun(*cannotWrite_);
+      Lose(pending.row);
+      return;
+    }
+    if (stored.refusal) {
+      Refuse(pending, *stored.refusal);
+      return;
+    }
+    if (isFollowed_) {
+      const std::int32_t source = pending.row.Number(rules::ColumnPosition(table_, assigned_));
+      state_.numbers[table_.name].Add(source, stored.assigned.value_or(static_cast<std::int32_t>(result_.storedRows + 1)));
+    }
+    ++result_.storedRows;
+    result_.arrivingRows += state_.endsIn ? 0 : 1;
+    if (pending.changes.empty() && stored.changed.empty()) {
+      result_.unchangedRows += state_.endsIn ? 0 : 1;
+      return;
+    }
+    changedRows_.push_back(pending.position);
+    RecordChangedRows(false);
+    const RowName name = NameOfRow(table_, pending.row);
+    for (const rules::Change& change : pending.changes) {
+      result_.remarks[{RemarkOf(change.kind), {Name(change.column)}, {}, {}}].Add(
+          name, ShownValue(table_, pending.row, change.column) + " arrives as " + change.arrives);
+    }
+    for (const StoredValue& value : stored.changed) {
+      result_.remarks[{Remark::StoredChanged, {Name(value.column)}, {}, {}}].Add(
+          name, rules_.Shown(image, value.column) + " is stored as " + value.value);
+    }
+  }
+
+  void Refuse(const Pending& pending, const Refusal& refusal) {
+    ++result_.refusedRows;
+    const RowName name = NameOfRow(table_, pending.row);
+    RemarkedRows& remarked = result_.remarks[{Remark::Refused, refusal.columns, refusal.state, refusal.constraint}];
+    if (remarked.rows == 0) {
+      remarked.message = refusal.message;
+    }
+    remarked.Add(name, {});
+    EndRun("the destination refuses " + name.key + " (" + refusal.state +
+           (refusal.constraint.empty() ? "" : ", " + refusal.constraint) + ")");
+    Lose(pending.row);
+  }
+
+  /// Takes note of the number of a row that does not arrive.
+  void Lose(const rules::SourceRow& row) {
+    if (assigned_.empty() || row.IsNull(rules::ColumnPosition(table_, assigned_))) {
+      return;
+    }
+    const std::int32_t number = row.Number(rules::ColumnPosition(table_, assigned_));
+    if (isFollowed_) {
+      state_.numbers[table_.name].AddLost(number);
+    }
+    lostNumbers_.push_back(number);
+    RecordLostNumbers(false);
+  }
+
+  void RecordChangedRows(bool all) { Record(changedRows_, kChangedRows, all); }
+  void RecordLostNumbers(bool all) { Record(lostNumbers_, kLostNumbers, all); }
+
+  void Record(std::vector<std::int32_t>& numbers, std::string_view into, bool all) const {
+    if (writer_ && (numbers.size() >= CopyWriter::kBatch || (all && !numbers.empty()))) {
+      Execute(destination_, "INSERT INTO " + std::string(into) + " SELECT ?::text, unnest(?::integer[])",
+              {std::string(table_.name), ArrayOf(numbers)});
+      numbers.clear();
+    }
+  }
+
+  std::string Name(std::size_t column) const { return std::string(table_.columns[column].name); }
+
+  const odbc::DBConnection& destination_;
+  const db::TableDescription& table_;
+  std::vector<std::string_view> replaced_;
+  std::string_view assigned_;
+  bool isFollowed_;
+  std::optional<std::string> cannotWrite_;
+  RunState& state_;
+  StagedTable& result_;
+  rules::SourceReader reader_;
+  rules::RowRules rules_;
+  std::optional<CopyWriter> writer_;
+  std::vector<Pending> pending_;  ///< Its storage is used again.
+  std::size_t pendingRows_ = 0;
+  std::vector<std::int32_t> numbersOfRow_;
+  std::int32_t position_ = 0;
+  std::vector<std::int32_t> changedRows_;
+  std::vector<std::int32_t> lostNumbers_;
+};
+
+std::optional<std::string> ReasonOf(const std::map<std::string, std::string, std::less<>>& reasons,
+                                    std::string_view table) {
+  const auto found = reasons.find(table);
+  return found == reasons.end() ? std::nullopt : std::optional(found->second);
+}
+
+}  // namespace
+
+RowName NameOfRow(const db::TableDescription& table, const rules::SourceRow& row) {
+  const std::vector<std::string_view>& key = rules::RulesOf(table.name).key;
+  RowName name;
+  for (const std::string_view part : key) {
+    const std::size_t column = rules::ColumnPosition(table, part);
+    const std::string value = ValueOf(table, row, column);
+    const bool text = table.columns[column].kind == db::ValueKind::Text;
+    name.key += (name.key.empty() ? "" : ", ") + std::string(part) + " = " + value;
+    name.condition += (name.condition.empty() ? "[" : " AND [") + std::string(part) + "]" +
+                      (row.IsNull(column) ? " IS NULL" : " = " + (text ? Literal(value) : value));
+  }
+  return key.size() == 1 ? name : RowName{.key = name.key, .condition = "(" + name.condition + ")"};
+}
+
+void RemarkedRows::Add(const RowName& name, std::string arriving) {
+  ++rows;
+  if (keys.size() < kShown) {
+    keys.push_back(name.key);
+    if (!name.condition.empty()) {
+      conditions += (conditions.empty() ? "" : " OR ") + name.condition;
+    }
+    if (!arriving.empty()) {
+      arrives.push_back(std::move(arriving));
+    }
+  }
+}
+
+Staged Stage(const odbc::DBConnection& source, const odbc::DBConnection& destination,
+             const std::vector<db::TableDescription>& tables, const Copies& copies, const Obstacles& obstacles,
+             Progress& progress) {
+  const rules::NullReadings nulls = rules::ProbeNulls(source);
+  Staged staged;
+  RunState state;
+  std::set<std::string_view> unread;
+  for (const db::TableDescription& table : tables) {
+    const auto start = std::chrono::steady_clock::now();
+    progress.Begin(table.name);
+    StagedTable& result = staged.tables.emplace_back();
+    result.table = &table;
+    const auto copy = copies.copies.find(table.name);
+    result.foreseen = copy != copies.copies.end();
+    for (const auto* const reasons : {&obstacles.cannotEmpty, &obstacles.cannotRead}) {
+      const std::optional<std::string> reason = ReasonOf(*reasons, table.name);
+      if (reason && !state.endsIn) {
+        state.endsIn = table.name;
+        state.endsBecause = *reason;
+      }
+    }
+    // Of rows that refer to those of a table that cannot be read, nothing is known.
+    const std::vector<std::string_view> referred = rules::FollowedTables(table.name);
+    if (ReasonOf(obstacles.cannotRead, table.name) ||
+        std::any_of(referred.begin(), referred.end(), [&unread](std::string_view name) { return unread.contains(name); })) {
+      unread.insert(table.name);
+      result.readable = false;
+      result.foreseen = false;
+      continue;
+    }
+    TableStaging(source, destination, table, result.foreseen ? &copy->second : nullptr, nulls,
+                 ReasonOf(obstacles.cannotWrite, table.name), state, result)
+        .Run(progress);
+    if (rules::IsFollowedByNumber(table.name)) {
+      state.numbers[table.name].SortByNumber();
+    }
+    result.milliseconds =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count();
+  }
+  progress.Begin("references");
+  LookAtReferences(destination, copies, staged);
+  staged.endsIn = std::move(state.endsIn);
+  staged.endsBecause = std::move(state.endsBecause);
+  return staged;
+}
+
+}  // namespace check::staging
