@@ -48,13 +48,6 @@ std::string OnOneLine(std::string text) {
   return text.size() <= longest ? text : text.substr(0, longest) + " ...";
 }
 
-Finding MakeFinding(std::string id, Cost cost) {
-  Finding finding;
-  finding.id = std::move(id);
-  finding.cost = cost;
-  return finding;
-}
-
 std::size_t IndexOf(std::string_view table) {
   const auto& all = Catalogue();
   return static_cast<std::size_t>(
@@ -200,7 +193,7 @@ class AfterReport {
   /// Says what the log is, and whether it can be relied on.
   void LookAtLog() {
     if (!log_) {
-      Finding finding = MakeFinding("log-missing", Cost::CannotForesee);
+      Finding finding(finding::LogMissing);
       finding.text =
           "There is no bw_db_migrate.log that can be read here: how the run ended can be told by the rows only.";
       report_.general.push_back(std::move(finding));
@@ -219,7 +212,7 @@ class AfterReport {
     }
     report_.facts.push_back(fact);
     if (log_->foreignLines > 0) {
-      Finding finding = MakeFinding("log-unclear", Cost::CannotForesee);
+      Finding finding(finding::LogUnclear);
       finding.text = "The log holds " + Counted(log_->foreignLines, "line") +
                      " that one run of the migrator does not write: it is not relied on.";
       report_.general.push_back(std::move(finding));
@@ -227,14 +220,14 @@ class AfterReport {
     }
     const std::vector<std::string> stale = TablesThatDisagree();
     if (!stale.empty()) {
-      Finding finding = MakeFinding("log-stale", Cost::CannotForesee);
+      Finding finding(finding::LogStale);
       finding.text = "The log counts other rows than both databases, in " + Listed(stale) +
                      ": it is of another run, or a side was changed since. It is not relied on.";
       report_.general.push_back(std::move(finding));
       return;
     }
     if (log_->tables.empty() && HasRows()) {
-      Finding finding = MakeFinding("log-stale", Cost::CannotForesee);
+      Finding finding(finding::LogStale);
       finding.text = "The log is of a run that ended before its first table" +
                      (log_->error ? ", with: " + OnOneLine(*log_->error) : std::string(".")) +
                      " The destination holds what another run brought.";
@@ -335,7 +328,7 @@ class AfterReport {
   /// The end of the run, where its table is not reported.
   void ReportEndElsewhere() {
     if (end_ && !IsChosen(Catalogue()[end_->table])) {
-      Finding finding = MakeFinding("run-ended", Cost::RunEnds);
+      Finding finding(finding::RunEnded);
       finding.text = "The run ended in " + std::string(Catalogue()[end_->table].name) + ": " + end_->because + ".";
       report_.general.push_back(std::move(finding));
     }
@@ -343,7 +336,7 @@ class AfterReport {
 
   void ReportTable(const TableComparison& result, TableReport& entry) {
     if (!result.isThere) {
-      Finding finding = MakeFinding("table-missing", Cost::RunEnds);
+      Finding finding(finding::TableMissing);
       finding.rows = result.rows.missing;
       finding.text = "The destination has no table of this name.";
       entry.findings.push_back(std::move(finding));
@@ -367,7 +360,7 @@ class AfterReport {
     if (result.rows.Same()) {
       return;
     }
-    Finding finding = MakeFinding("table-not-migrated", Cost::RowsLost);
+    Finding finding(finding::TableNotMigrated);
     finding.rows = result.rows.missing + result.rows.changed;
     finding.text = "The run ended before this table.";
     if (result.rows.foundRows > 0) {
@@ -377,7 +370,7 @@ class AfterReport {
   }
 
   void ReportEnd(const TableComparison& result, TableReport& entry) const {
-    Finding finding = MakeFinding("run-ended", Cost::RunEnds);
+    Finding finding(finding::RunEnded);
     const std::uint64_t found = result.rows.foundRows;
     finding.rows = result.sourceRows > found ? result.sourceRows - found : result.rows.missing;
     finding.text = "The run ended here: " + end_->because + ". Of " + Rows(result.sourceRows) + " of the source " +
@@ -390,7 +383,7 @@ class AfterReport {
   }
 
   void ReportEarlyEnd(const TableComparison& result, TableReport& entry) const {
-    Finding finding = MakeFinding("table-ended-early", Cost::RowsLost);
+    Finding finding(finding::TableEndedEarly);
     finding.rows = result.sourceRows - result.rows.expectedRows;
     finding.text = "The migrator's rules end the table before the source does: " +
                    (result.tableEnds ? *result.tableEnds : *result.runEnds) + ". The rows from there on do not arrive.";
@@ -407,7 +400,7 @@ class AfterReport {
     const Comparison& rows = result.rows;
     // What the run did not come to is told with its end.
     if (rows.missing > 0 && !IsEnd(result)) {
-      Finding finding = DifferenceFinding("rows-missing", Cost::RowsLost, result, rows.missing, rows.firstMissing);
+      Finding finding = DifferenceFinding(finding::RowsMissing, result, rows.missing, rows.firstMissing);
       finding.text = "Rows that the migrator's rules let through are not there." + LogOfMissing(result);
       if (!RulesFor(result.table->name).assigned.empty()) {
         for (const Example& example : rows.firstMissing) {
@@ -418,8 +411,7 @@ class AfterReport {
       entry.findings.push_back(std::move(finding));
     }
     if (rows.unexpected > 0) {
-      Finding finding =
-          DifferenceFinding("rows-unexpected", Cost::ValueChanged, result, rows.unexpected, rows.firstUnexpected);
+      Finding finding = DifferenceFinding(finding::RowsUnexpected, result, rows.unexpected, rows.firstUnexpected);
       finding.text = "Rows are there that the migrator's rules do not bring.";
       finding.query = Select(Side::Destination, *result.table, rows.firstUnexpected);
       entry.findings.push_back(std::move(finding));
@@ -429,9 +421,9 @@ class AfterReport {
     }
   }
 
-  Finding DifferenceFinding(std::string id, Cost cost, const TableComparison& result, std::uint64_t count,
+  Finding DifferenceFinding(const FindingKind& kind, const TableComparison& result, std::uint64_t count,
                             const std::vector<Example>& examples) const {
-    Finding finding = MakeFinding(std::move(id), cost);
+    Finding finding(kind);
     finding.rows = count;
     for (const Example& example : examples) {
       const std::optional<Values>& values = example.found ? example.found : example.expected;
@@ -442,7 +434,7 @@ class AfterReport {
 
   Finding ChangedFinding(const TableComparison& result) const {
     const Comparison& rows = result.rows;
-    Finding finding = DifferenceFinding("rows-different", Cost::ValueChanged, result, rows.changed, rows.firstChanged);
+    Finding finding = DifferenceFinding(finding::RowsDifferent, result, rows.changed, rows.firstChanged);
     const std::vector<std::string_view> columns = ComparedColumns(*result.table);
     std::set<std::size_t> differing;
     for (const Example& example : rows.firstChanged) {
@@ -457,7 +449,7 @@ class AfterReport {
       }
     }
     if (differing.size() == 1) {
-      finding.column = columns[*differing.begin()];
+      finding.columns = {std::string(columns[*differing.begin()])};
     }
     std::vector<std::string> names;
     std::transform(differing.begin(), differing.end(), std::back_inserter(names),
@@ -494,11 +486,13 @@ class AfterReport {
 
   void ReportConsistency(const TableComparison& result, TableReport& entry) const {
     if (result.ambiguous > 0) {
-      Finding finding = MakeFinding("match-ambiguous", Cost::CannotForesee);
+      Finding finding(finding::MatchAmbiguous);
       finding.rows = result.ambiguous;
       finding.keys = result.ambiguousKeys;
       for (const Reference& reference : ReferencesOf(*result.table)) {
-        finding.column = reference.kind == Reference::Kind::Translated ? reference.column : finding.column;
+        if (reference.kind == Reference::Kind::Translated) {
+          finding.columns = {std::string(reference.column)};
+        }
       }
       finding.text =
           "They refer to one of several rows with the same content: whether it is the right one cannot be "

@@ -21,9 +21,8 @@ std::string SelectLast(const Identity& identity) {
 }
 
 Finding NextIsUnknown(const Identity& identity) {
-  Finding finding;
-  finding.id = "identity-unknown";
-  finding.column = identity.column;
+  Finding finding(finding::IdentityUnknown);
+  finding.columns = {identity.column};
   finding.text = "The role may not see what the sequence " + identity.sequence + " gives next.";
   finding.query = Query{.side = Side::Destination, .text = SelectLast(identity)};
   return finding;
@@ -45,9 +44,8 @@ std::string FromColliding(const odbc::DBConnection& destination, std::string_vie
 
 Finding FindCollisions(const odbc::DBConnection& destination, std::string_view table, const Identity& identity) {
   const std::string from = FromColliding(destination, table, identity);
-  Finding finding;
-  finding.id = "identity-collides";
-  finding.column = identity.column;
+  Finding finding(finding::IdentityCollides);
+  finding.columns = {identity.column};
   finding.rows = std::stoull(QueryValue(destination, "SELECT count(*)" + from).value_or("0"));
   if (*finding.rows == 0) {
     return finding;

@@ -203,15 +203,14 @@ std::vector<Finding> CheckOrphans(const odbc::DBConnection& source, const odbc::
   if (orphans.rows == 0) {
     return {};
   }
-  return {{.id = "orphans",
-           .cost = Cost::WrongRow,
-           .column = std::string(reference.column),
-           .rows = orphans.rows,
-           .keys = KeysOf(destination, table, reference, orphans.numbers),
-           .arrives = {},
-           .text = "They refer to rows of " + std::string(reference.table) + " that are not there.",
-           .query = Query{.side = Side::Destination,
-                          .text = "SELECT *" + FromOrphans(destination, Side::Destination, table, reference) + ";"}}};
+  Finding finding(finding::Orphans);
+  finding.columns = {std::string(reference.column)};
+  finding.rows = orphans.rows;
+  finding.keys = KeysOf(destination, table, reference, orphans.numbers);
+  finding.text = "They refer to rows of " + std::string(reference.table) + " that do not exist.";
+  finding.query = Query{.side = Side::Destination,
+                        .text = "SELECT *" + FromOrphans(destination, Side::Destination, table, reference) + ";"};
+  return {finding};
 }
 
 }  // namespace check

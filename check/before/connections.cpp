@@ -58,10 +58,8 @@ std::string OptionalValue(const odbc::DBConnection& connection, const std::strin
   return rows.empty() ? std::string(kUnknown) : rows.front().front().value_or(std::string(kUnknown));
 }
 
-Finding GeneralFinding(std::string id, Cost cost, std::string text, std::optional<Query> query) {
-  Finding finding;
-  finding.id = std::move(id);
-  finding.cost = cost;
+Finding GeneralFinding(const FindingKind& kind, std::string text, std::optional<Query> query) {
+  Finding finding(kind);
   finding.text = std::move(text);
   finding.query = std::move(query);
   return finding;
@@ -193,7 +191,7 @@ std::optional<std::string> BytesFromSource(const odbc::DBConnection& source, std
 
 void CheckLetters(const odbc::DBConnection& source, const odbc::DBConnection& destination, Report& report) {
   if (QueryValue(destination, "SHOW server_encoding") == "SQL_ASCII") {
-    report.general.push_back(GeneralFinding("encoding-unchecked", Cost::CannotForesee,
+    report.general.push_back(GeneralFinding(finding::EncodingUnchecked,
                                             "The destination database has the encoding SQL_ASCII: it takes letters "
                                             "beyond ASCII as bytes, whatever they are.",
                                             std::nullopt));
@@ -231,14 +229,13 @@ void CheckLetters(const odbc::DBConnection& source, const odbc::DBConnection& de
       " The encodings of the two data sources have to agree: ClientCharset of the source, client_encoding of the "
       "destination.";
   if (!garbled.empty()) {
-    report.general.push_back(
-        GeneralFinding("encoding-garbles", Cost::ValueChanged,
-                       "Letters beyond ASCII arrive as others without a notice: " + garbled + "." + advice,
-                       Query{Side::Destination, "SHOW client_encoding;"}));
+    report.general.push_back(GeneralFinding(
+        finding::EncodingGarbles, "Letters beyond ASCII arrive as others without a notice: " + garbled + "." + advice,
+        Query{Side::Destination, "SHOW client_encoding;"}));
   }
   if (!refused.empty()) {
     report.general.push_back(
-        GeneralFinding("encoding-refuses", Cost::RunEnds,
+        GeneralFinding(finding::EncodingRefuses,
                        "The destination refuses letters that the source's encoding has: " + refused +
                            ". A row with one of them ends the run." + advice + " " + refusal,
                        Query{Side::Destination, "SHOW client_encoding;"}));
@@ -264,7 +261,7 @@ std::set<std::string, std::less<>> CheckSourceRights(const odbc::DBConnection& s
       QueryRows(source, sql);
     } catch (const std::runtime_error& failure) {
       unreadable.emplace(table.name);
-      report.general.push_back(GeneralFinding("source-cannot-read", Cost::RunEnds,
+      report.general.push_back(GeneralFinding(finding::SourceCannotRead,
                                               "The source's table " + std::string(table.name) +
                                                   " cannot be read, and the run ends where it is its turn. " +
                                                   failure.what(),

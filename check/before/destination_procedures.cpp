@@ -39,11 +39,11 @@ class Complaints {
              (parameter.name.empty() ? "" : " (" + parameter.name + ")") + " " + complaint;
   }
 
-  std::optional<Finding> Found(const std::string& id, const Procedure& procedure) const {
+  std::optional<Finding> Found(const FindingKind& kind, const Procedure& procedure) const {
     if (text_.empty()) {
       return std::nullopt;
     }
-    return SchemaFinding(id, cost_, procedure.signature + ": " + text_);
+    return SchemaFinding(kind, cost_, procedure.signature + ": " + text_);
   }
 
  private:
@@ -63,7 +63,7 @@ std::optional<Finding> JudgeOrder(const db::TableDescription& table, const Proce
       complaints.Add(Cost::ValueChanged, i, parameter, "gets " + std::string(table.parameters[i].column) + ".");
     }
   }
-  return complaints.Found("procedure-order", procedure);
+  return complaints.Found(finding::ProcedureOrder, procedure);
 }
 
 }  // namespace
@@ -78,7 +78,7 @@ std::optional<std::string> CalledProcedure(const db::TableDescription& table) {
 
 std::optional<Finding> JudgeParameters(const db::TableDescription& table, const Procedure& procedure) {
   if (procedure.parameters.size() < table.parameters.size()) {
-    return SchemaFinding("procedure-parameters", Cost::CannotForesee,
+    return SchemaFinding(finding::ProcedureParameters, Cost::CannotForesee,
                          procedure.signature + " takes any number of values; what becomes of them cannot be told.");
   }
   // Wrong types and directions follow from a wrong order.
@@ -115,7 +115,7 @@ std::optional<Finding> JudgeParameters(const db::TableDescription& table, const 
       complaints.Add(type->cost, i, parameter, "gets " + std::string(column.name) + ". " + type->text);
     }
   }
-  return complaints.Found("procedure-parameters", procedure);
+  return complaints.Found(finding::ProcedureParameters, procedure);
 }
 
 }  // namespace check

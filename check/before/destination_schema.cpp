@@ -128,7 +128,7 @@ class SchemaCheck {
           "table.");
     }
     if (!PreparesOnServer(destination_)) {
-      General("client-side-prepare", Cost::RunEnds,
+      General(finding::ClientSidePrepare, Cost::RunEnds,
               "The data source has UseServerSidePrepare = 0, with which the driver leaves the returned values out of a "
               "call: the run ends at the first row of GroupDesc, GroupOrders, Orders or SecGroups (42883).");
       for (const db::TableDescription& table : Catalogue()) {
@@ -140,7 +140,7 @@ class SchemaCheck {
   }
 
   void NothingCanBeWritten(const std::string& text) {
-    General("destination-read-only", Cost::RunEnds, text);
+    General(finding::DestinationReadOnly, Cost::RunEnds, text);
     CannotEmptyAny("the destination is read-only");
   }
 
@@ -159,19 +159,19 @@ class SchemaCheck {
     } catch (const std::runtime_error&) {
       // The destination does not take the schema for a name, or does not let the login look into it.
       if (const std::optional<std::string> refused = WhyRefused(destination_, Catalogue().front())) {
-        General("destination-schema", Cost::RunEnds,
+        General(finding::DestinationSchema, Cost::RunEnds,
                 "The destination refuses the configured schema " + SchemaText() +
                     ": the run ends at the first table. " + *refused);
         CannotEmptyAny("the destination refuses the schema " + SchemaText());
       } else {
-        General("destination-schema", Cost::CannotForesee,
+        General(finding::DestinationSchema, Cost::CannotForesee,
                 "The configured schema " + SchemaText() +
                     " is more than a name. The destination's tables, columns and procedures were not looked at.");
       }
       return false;
     }
     if (!schemaName_.exists) {
-      General("destination-schema", Cost::RunEnds,
+      General(finding::DestinationSchema, Cost::RunEnds,
               "There is no schema " + SchemaText() + " in the destination: the run ends at the first table.",
               "SELECT nspname FROM pg_namespace ORDER BY nspname;");
       CannotEmptyAny("there is no schema " + SchemaText());
@@ -231,21 +231,21 @@ class SchemaCheck {
         EmptiedWith(table, place, relations_.at(other), emptied);
       }
       if (relation.kind != 'r' || graph.HasChildren(id)) {
-        Add(table.name, "unusual-table", Cost::CannotForesee,
+        Add(table.name, finding::UnusualTable, Cost::CannotForesee,
             relation.name + " is partitioned, inherited from or foreign. It was looked at as a plain table.");
       }
     }
   }
 
   void MissingTable(const db::TableDescription& table) {
-    Add(table.name, "missing-table", Cost::RunEnds,
+    Add(table.name, finding::MissingTable, Cost::RunEnds,
         "There is no such table in the destination: the run ends where it is to be emptied (42P01).",
         "SELECT schemaname, tablename FROM pg_tables WHERE tablename ILIKE " + Literal(table.name) + ";");
     schema_.cannotEmpty.emplace(table.name, "the destination has no such table");
   }
 
   void NotATable(const db::TableDescription& table, const Relation& relation) {
-    Add(table.name, "not-a-table", Cost::RunEnds,
+    Add(table.name, finding::NotATable, Cost::RunEnds,
         relation.name + " is no table but a view or something else: the run ends where it is to be emptied (42809).");
     schema_.cannotEmpty.emplace(table.name, "it is no table in the destination");
   }
@@ -256,7 +256,7 @@ class SchemaCheck {
       for (const ObjectId& other : reach.refusedBy) {
         others += (others.empty() ? "" : ", ") + relations_.at(other).name;
       }
-      Add(table.name, "truncate-fails", Cost::RunEnds,
+      Add(table.name, finding::TruncateFails, Cost::RunEnds,
           "The run ends where the table is to be emptied (0A000), because of a foreign key to it from " + others +
               ", whether that has rows or not.",
           "SELECT conrelid::regclass, conname FROM pg_constraint WHERE contype = 'f' AND confrelid = " +
@@ -270,13 +270,13 @@ class SchemaCheck {
       const std::string with = id == relation.id ? "" : ", because its truncate reaches " + other.name;
       // What inherits from a table is emptied with the rights on that table.
       if (!other.mayTruncate && named.contains(id)) {
-        Add(table.name, "no-truncate-right", Cost::RunEnds,
+        Add(table.name, finding::NoTruncateRight, Cost::RunEnds,
             "The login has no TRUNCATE right on " + other.name + ": the run ends where " + std::string(table.name) +
                 " is to be emptied (42501)" + with + ".");
         schema_.cannotEmpty.emplace(table.name, "the login may not truncate " + other.name);
       }
       if (!other.ownsSequences) {
-        Add(table.name, "not-sequence-owner", Cost::RunEnds,
+        Add(table.name, finding::NotSequenceOwner, Cost::RunEnds,
             "The login does not own the sequences of " + other.name +
                 ", which RESTART IDENTITY asks for: the run ends "
                 "where " +
@@ -284,7 +284,7 @@ class SchemaCheck {
         schema_.cannotEmpty.emplace(table.name, "the login does not own the sequences of " + other.name);
       }
       if (!other.truncateTriggers.empty()) {
-        Add(table.name, "has-triggers", Cost::CannotForesee,
+        Add(table.name, finding::HasTriggers, Cost::CannotForesee,
             "Truncating " + other.name + " fires " + other.truncateTriggers + ", which may do anything.");
       }
     }
@@ -301,7 +301,7 @@ class SchemaCheck {
         return;
       }
       const std::optional<std::uint64_t> rows = CountRows(destination_, other);
-      Finding finding = SchemaFinding("cascade-empties", Cost::RowsLost,
+      Finding finding = SchemaFinding(finding::CascadeEmpties, Cost::RowsLost,
                                       "The truncate of " + std::string(table.name) + " cascades to " + other.name +
                                           ", which is not migrated: its rows are lost and do not come back." +
                                           (rows ? "" : " The login may not count them."));
@@ -311,7 +311,7 @@ class SchemaCheck {
       return;
     }
     if (own - all.begin() < static_cast<std::ptrdiff_t>(place)) {
-      Add(own->name, "cascade-empties-migrated", Cost::RowsLost,
+      Add(own->name, finding::CascadeEmptiesMigrated, Cost::RowsLost,
           "The rows that are migrated are emptied again: the table refers to " + std::string(table.name) +
               ", which comes later and whose truncate cascades.",
           "SELECT conname, confrelid::regclass FROM pg_constraint WHERE contype = 'f' AND conrelid = " +
@@ -331,13 +331,13 @@ class SchemaCheck {
         continue;
       }
       if (!relation->second.mayRead) {
-        Add(table.name, "no-select-right", Cost::CannotForesee,
+        Add(table.name, finding::NoSelectRight, Cost::CannotForesee,
             "The login has no SELECT right on " + relation->second.name +
                 ": the rows that it holds cannot be counted, bw_db_check after cannot compare it, and a procedure that "
                 "returns a new number may need it.");
       }
       if (relation->second.rowSecurity) {
-        Add(table.name, "row-security", Cost::CannotForesee,
+        Add(table.name, finding::RowSecurity, Cost::CannotForesee,
             "Row security holds for the login: policies may refuse rows, and hide some.",
             "SELECT * FROM pg_policies WHERE tablename = " + Literal(table.name) + ";");
       }
@@ -384,7 +384,7 @@ class SchemaCheck {
         schema_.textWidths[std::string(table.name)].emplace(column.name, *width);
       }
       if (!Describes(table, column.name) && column.notNull && !IsFilled(column)) {
-        Add(table.name, "not-null-column", cost,
+        Add(table.name, finding::NotNullColumn, cost,
             called ? "The migrator does not know the column, which is NOT NULL and has no default: the procedure has "
                      "to fill it."
                    : "The migrator does not fill the column, which is NOT NULL and has no default: the run ends at the "
@@ -399,11 +399,11 @@ class SchemaCheck {
       CheckInsertRight(table, relation, columns);
     }
     if (!relation.insertTriggers.empty()) {
-      Add(table.name, "has-triggers", Cost::CannotForesee,
+      Add(table.name, finding::HasTriggers, Cost::CannotForesee,
           "An INSERT fires " + relation.insertTriggers + ", which may change or refuse rows.");
     }
     if (relation.hasInsertRules) {
-      Add(table.name, "has-rules", Cost::CannotForesee, "A rule changes what an INSERT does.",
+      Add(table.name, finding::HasRules, Cost::CannotForesee, "A rule changes what an INSERT does.",
           "SELECT rulename, definition FROM pg_rules WHERE tablename = " + Literal(table.name) + ";");
     }
   }
@@ -421,15 +421,15 @@ class SchemaCheck {
   void MissingColumn(const db::TableDescription& table, const db::ColumnDescription& described, bool sent, Cost cost) {
     const std::string name(described.name);
     if (!sent) {
-      Add(table.name, "missing-column", Cost::ValueChanged,
+      Add(table.name, finding::MissingColumn, Cost::ValueChanged,
           "There is no such column in the destination: the rows get no number.", ColumnsQuery(table), name);
     } else if (cost == Cost::RunEnds) {
-      Add(table.name, "missing-column", cost,
+      Add(table.name, finding::MissingColumn, cost,
           "There is no such column in the destination: the run ends at the first row (42703).", ColumnsQuery(table),
           name);
       CannotWrite(table.name, "the destination has no column " + name);
     } else {
-      Add(table.name, "missing-column", cost,
+      Add(table.name, finding::MissingColumn, cost,
           "There is no such column in the destination. Whether the procedure needs it cannot be told.",
           ColumnsQuery(table), name);
     }
@@ -438,16 +438,16 @@ class SchemaCheck {
   void CheckSentColumn(const db::TableDescription& table, const db::ColumnDescription& described,
                        const DestinationColumn& column, Cost cost) {
     if (std::optional<Finding> type = JudgeType(described.kind, LettersSent(described, table.name), column.type)) {
-      type->column = column.name;
+      type->columns = {column.name};
       type->query = Query{.side = Side::Destination, .text = ColumnsQuery(table)};
       AddFinding(table.name, *std::move(type));
     }
     if (column.domainWithRules) {
-      Add(table.name, "unforeseen-constraint", Cost::CannotForesee,
+      Add(table.name, finding::UnforeseenConstraint, Cost::CannotForesee,
           "The column's domain has rules of its own, which were not looked at.", ColumnsQuery(table), column.name);
     }
     if (column.alwaysGenerated) {
-      Add(table.name, "generated-column", cost,
+      Add(table.name, finding::GeneratedColumn, cost,
           cost == Cost::RunEnds
               ? "The destination generates the column always and takes no value for it: the run ends at the first row "
                 "(428C9)."
@@ -464,7 +464,7 @@ class SchemaCheck {
   void CheckNumberedColumn(const db::TableDescription& table, const DestinationColumn& column, Cost cost) {
     if (!IsFilled(column)) {
       const bool ends = cost == Cost::RunEnds && column.notNull;
-      Add(table.name, "not-numbered", cost == Cost::RunEnds && !ends ? Cost::ValueChanged : cost,
+      Add(table.name, finding::NotNumbered, cost == Cost::RunEnds && !ends ? Cost::ValueChanged : cost,
           ends
               ? "The destination has to number the rows, but the column has neither an identity nor a default: the run "
                 "ends at the first row (23502)."
@@ -480,14 +480,14 @@ class SchemaCheck {
     }
     const std::optional<Sequence>& sequence = column.sequence;
     if (sequence && !sequence->mayUse && cost == Cost::RunEnds) {
-      Add(table.name, "no-sequence-right", cost,
+      Add(table.name, finding::NoSequenceRight, cost,
           "The login has no USAGE right on the sequence that numbers the column: the run ends at the first row "
           "(42501).",
           {}, column.name);
       CannotWrite(table.name, "the login may not use the sequence of " + column.name);
     }
     if (!sequence || !sequence->restarted || sequence->start != 1 || sequence->increment != 1) {
-      Add(table.name, "numbering", Cost::CannotForesee,
+      Add(table.name, finding::Numbering, Cost::CannotForesee,
           sequence && sequence->restarted
               ? "The destination numbers the rows from " + std::to_string(sequence->start) + " in steps of " +
                     std::to_string(sequence->increment) + ". What is said of new numbers holds for 1, 2, 3."
@@ -508,7 +508,7 @@ class SchemaCheck {
   }
 
   void NoInsertRight(const db::TableDescription& table, const std::string& role) {
-    Add(table.name, "no-insert-right", Cost::RunEnds,
+    Add(table.name, finding::NoInsertRight, Cost::RunEnds,
         role + " has no INSERT right on the table: the run ends at the first row (42501).");
     CannotWrite(table.name, "the login may not insert");
   }
@@ -548,17 +548,17 @@ class SchemaCheck {
       }
     }
     if (named.empty()) {
-      Add(table.name, "missing-procedure", Cost::RunEnds,
+      Add(table.name, finding::MissingProcedure, Cost::RunEnds,
           "There is no procedure " + name + " in the destination: the run ends at the first row (42883).", query);
       CannotWrite(table.name, "the destination has no procedure " + name);
     } else if (fitting.empty()) {
-      Add(table.name, "procedure-parameters", Cost::RunEnds,
+      Add(table.name, finding::ProcedureParameters, Cost::RunEnds,
           name + " takes " + std::to_string(named.front()->parameters.size()) + " parameters and is called with " +
               std::to_string(table.parameters.size()) + ": the run ends at the first row (42883).",
           query);
       CannotWrite(table.name, name + " takes another number of parameters");
     } else if (fitting.size() > 1) {
-      Add(table.name, "procedure-overloaded", Cost::CannotForesee,
+      Add(table.name, finding::ProcedureOverloaded, Cost::CannotForesee,
           "There are " + std::to_string(fitting.size()) + " procedures " + name +
               " that the call fits. Which one is called cannot be told.",
           query);
@@ -581,7 +581,7 @@ class SchemaCheck {
       CannotWrite(table.name, procedure.name + " does not return the new number");
     }
     if (!procedure.mayExecute) {
-      Add(table.name, "no-execute-right", Cost::RunEnds,
+      Add(table.name, finding::NoExecuteRight, Cost::RunEnds,
           "The login has no EXECUTE right on " + procedure.signature + ": the run ends at the first row (42501).",
           query);
       CannotWrite(table.name, "the login may not call " + procedure.name);
@@ -687,7 +687,7 @@ class SchemaCheck {
   }
 
   void Unforeseen(const db::TableDescription& table, const std::string& text) {
-    Add(table.name, "unforeseen-constraint", Cost::CannotForesee, text);
+    Add(table.name, finding::UnforeseenConstraint, Cost::CannotForesee, text);
   }
 
   // The statements.
@@ -695,7 +695,7 @@ class SchemaCheck {
   void CheckStatement(const db::TableDescription& table) {
     const std::optional<std::string> refused = WhyRefused(destination_, table);
     if (refused && !schema_.cannotEmpty.contains(table.name) && !schema_.cannotWrite.contains(table.name)) {
-      Add(table.name, "statement-refused", Cost::RunEnds,
+      Add(table.name, finding::StatementRefused, Cost::RunEnds,
           "The destination refuses the statement that writes the rows: the run ends at the first row. " + *refused);
       CannotWrite(table.name, "the destination refuses the statement");
     }
@@ -705,13 +705,13 @@ class SchemaCheck {
 
   void CannotWrite(std::string_view table, const std::string& reason) { schema_.cannotWrite.emplace(table, reason); }
 
-  void General(const std::string& id, Cost cost, const std::string& text, const std::string& query = {}) {
-    report_.general.push_back(WithQuery(SchemaFinding(id, cost, text), query));
+  void General(const FindingKind& kind, Cost cost, const std::string& text, const std::string& query = {}) {
+    report_.general.push_back(WithQuery(SchemaFinding(kind, cost, text), query));
   }
 
-  void Add(std::string_view table, const std::string& id, Cost cost, const std::string& text,
+  void Add(std::string_view table, const FindingKind& kind, Cost cost, const std::string& text,
            const std::string& query = {}, const std::string& column = {}) {
-    AddFinding(table, WithQuery(SchemaFinding(id, cost, text, column), query));
+    AddFinding(table, WithQuery(SchemaFinding(kind, cost, text, column), query));
   }
 
   static Finding WithQuery(Finding finding, const std::string& query) {

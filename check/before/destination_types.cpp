@@ -36,7 +36,7 @@ std::optional<Digits> DigitsOf(const DestinationType& type) {
 }
 
 Finding OfType(Cost cost, std::string text) {
-  return SchemaFinding("destination-type", cost, std::move(text));
+  return SchemaFinding(finding::DestinationType, cost, std::move(text));
 }
 
 /// A number that goes into a text.
@@ -117,13 +117,13 @@ std::optional<Finding> JudgeText(std::size_t letters, const DestinationType& typ
   }
   const std::optional<std::size_t> width = WidthOf(type);
   if (width && *width < letters) {
-    return SchemaFinding("destination-narrow", Cost::CannotForesee,
+    return SchemaFinding(finding::DestinationNarrow, Cost::CannotForesee,
                          "It holds " + std::to_string(*width) + " letters, " + std::to_string(letters) +
                              " may be sent: a longer text ends the run (22001). Whether the source has one now is "
                              "said for its rows.");
   }
   if (width && type.name == "bpchar") {
-    return SchemaFinding("destination-pads", Cost::ValueChanged,
+    return SchemaFinding(finding::DestinationPads, Cost::ValueChanged,
                          "Its type is char(" + std::to_string(*width) +
                              "): shorter texts, empty ones too, arrive with blanks up to its width.");
   }
@@ -132,11 +132,12 @@ std::optional<Finding> JudgeText(std::size_t letters, const DestinationType& typ
 
 }  // namespace
 
-Finding SchemaFinding(std::string id, Cost cost, std::string text, std::string column) {
-  Finding finding;
-  finding.id = std::move(id);
+Finding SchemaFinding(const FindingKind& kind, Cost cost, std::string text, std::string column) {
+  Finding finding(kind);
   finding.cost = cost;
-  finding.column = std::move(column);
+  if (!column.empty()) {
+    finding.columns = {std::move(column)};
+  }
   finding.text = std::move(text);
   return finding;
 }

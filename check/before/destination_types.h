@@ -28,7 +28,7 @@ std::size_t LettersSent(const db::ColumnDescription& column, std::string_view ta
 std::optional<Finding> JudgeType(db::ValueKind kind, std::size_t lettersSent, const DestinationType& type);
 
 /// A finding that is about no rows.
-Finding SchemaFinding(std::string id, Cost cost, std::string text, std::string column = {});
+Finding SchemaFinding(const FindingKind& kind, Cost cost, std::string text, std::string column = {});
 
 }  // namespace check
 

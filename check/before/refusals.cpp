@@ -289,12 +289,12 @@ std::optional<Refusal> Refusals::Check(const Values& values, const std::vector<s
       continue;
     }
     if (!letters_.Accepts(value.text)) {
-      return Refusal{.id = "letter-refused", .constraint = {}, .column = sent[i]};
+      return Refusal{.kind = &finding::CharacterRefused, .constraint = {}, .column = sent[i]};
     }
     const std::optional<std::size_t>& width = widths_[sent[i]];
     // Blanks behind the width are dropped by the destination without an error.
     if (width && value.text.size() > *width && letters_.LettersIn(WithoutTrailingBlanks(value.text)) > *width) {
-      return Refusal{.id = "text-too-long", .constraint = {}, .column = sent[i]};
+      return Refusal{.kind = &finding::TextTooLong, .constraint = {}, .column = sent[i]};
     }
   }
   for (Unique& unique : uniques_) {
@@ -313,7 +313,7 @@ std::optional<Refusal> Refusals::Check(const Values& values, const std::vector<s
       }
     }
     if (unique.candidates.contains(candidate) && !unique.seen.insert(key).second) {
-      return Refusal{.id = "duplicate-key", .constraint = unique.name, .column = unique.columns.front()};
+      return Refusal{.kind = &finding::DuplicateKey, .constraint = unique.name, .column = unique.columns.front()};
     }
   }
   for (const Referred& referred : referred_) {
@@ -321,7 +321,7 @@ std::optional<Refusal> Refusals::Check(const Values& values, const std::vector<s
   }
   for (const Foreign& foreign : foreigns_) {
     if (!arrivedKeys_[foreign.referred].contains(KeyHash(values, sent, foreign.columns, position))) {
-      return Refusal{.id = "foreign-key", .constraint = foreign.name, .column = foreign.columns.front()};
+      return Refusal{.kind = &finding::ForeignKey, .constraint = foreign.name, .column = foreign.columns.front()};
     }
   }
   return std::nullopt;
@@ -365,7 +365,7 @@ std::optional<std::pair<std::size_t, Refusal>> Refusals::CheckAll(const std::vec
                            statement.handle());
       if (!first || static_cast<std::size_t>(row) < first->first) {
         first = {static_cast<std::size_t>(row),
-                 Refusal{.id = "check-violated", .constraint = check.name, .column = std::nullopt}};
+                 Refusal{.kind = &finding::CheckViolated, .constraint = check.name, .column = std::nullopt}};
       }
     }
     ++i;

@@ -44,8 +44,8 @@ class LetterCheck {
 using ArrivedKeys = std::map<std::string, std::unordered_set<std::uint64_t>, std::less<>>;
 
 struct Refusal {
-  std::string id;                     ///< Of the finding.
-  std::string constraint;             ///< Its name; empty for a text that is too long or has a letter too many.
+  const FindingKind* kind;            ///< Of the finding.
+  std::string constraint;             ///< Its name; empty for a text that is too long or has a character too many.
   std::optional<std::size_t> column;  ///< Position in the table's columns.
 };
 

@@ -68,7 +68,7 @@ class TablePrediction {
         progress_.Rows(read_);
       }
       if (result == SourceRows::Result::Unreadable) {
-        EndTable("value-unreadable", table_.columns.size());
+        EndTable(finding::ValueUnreadable, table_.columns.size());
       } else {
         Look(simulation_.Apply(rows_));
       }
@@ -79,7 +79,7 @@ class TablePrediction {
 
  private:
   /// Identifier, column and a detail that tells two findings of one column apart.
-  using FindingKey = std::tuple<std::string, std::size_t, std::string>;
+  using FindingKey = std::tuple<std::string_view, std::size_t, std::string>;
 
   /// What names a row: to a person, and in a WHERE clause.
   struct RowName {
@@ -118,7 +118,7 @@ class TablePrediction {
   void Look(const Outcome& outcome) {
     switch (outcome.fate) {
       case Fate::EndsTable:
-        EndTable(outcome.unreadable ? "value-unreadable" : "null-ends-table", outcome.column);
+        EndTable(outcome.unreadable ? finding::ValueUnreadable : finding::NullEndsTable, outcome.column);
         return;
       case Fate::EndsRun:
         NoteMissing(outcome);
@@ -158,8 +158,8 @@ class TablePrediction {
     }
   }
 
-  void EndTable(const std::string& id, std::size_t column) {
-    Note(id, Cost::RowsLost, column);
+  void EndTable(const FindingKind& kind, std::size_t column) {
+    Note(kind, column);
     ++endingRows_;
     AskForChecks();
     if (arriving_) {
@@ -173,7 +173,7 @@ class TablePrediction {
     if (!arriving_ && outcome.inSource) {
       return;
     }
-    Note("reference-missing", Cost::RunEnds, outcome.column, outcome.inSource ? "not migrated" : "");
+    Note(finding::ReferenceMissing, outcome.column, outcome.inSource ? "not migrated" : "");
     AskForChecks();
     if (arriving_) {
       EndRun(Name(outcome.column) + " of " + Row().key + " names " +
@@ -188,20 +188,19 @@ class TablePrediction {
   void NoteChange(const Change& change) {
     switch (change.kind) {
       case ChangeKind::NullReplaced:
-        Note("null-replaced", Cost::ValueChanged, change.column, "", "NULL arrives as " + change.arrives.Shown());
+        Note(finding::NullReplaced, change.column, "", "NULL arrives as " + change.arrives.Shown());
         break;
       case ChangeKind::NullRepeats:
-        Note("null-repeats-row-before", Cost::ValueChanged, change.column, "",
-             "NULL arrives as " + change.arrives.Shown());
+        Note(finding::NullRepeatsRowBefore, change.column, "", "NULL arrives as " + change.arrives.Shown());
         break;
       case ChangeKind::Cut:
-        Note("text-cut", Cost::TextCut, change.column, "", "arrives as " + change.arrives.Shown());
+        Note(finding::TextCut, change.column, "", "arrives as " + change.arrives.Shown());
         break;
       case ChangeKind::CutAtZeroByte:
-        Note("zero-byte", Cost::TextCut, change.column, "", "arrives as " + change.arrives.Shown());
+        Note(finding::ZeroByte, change.column, "", "arrives as " + change.arrives.Shown());
         break;
       case ChangeKind::OtherValue:
-        Note("value-changed", Cost::ValueChanged, change.column, "",
+        Note(finding::ValueChanged, change.column, "",
              SourceText(change.column) + " arrives as " + change.arrives.Shown());
         break;
     }
@@ -226,8 +225,7 @@ class TablePrediction {
       } else if (!rule.refersTo.empty()) {
         const auto renumbering = state_.renumberings.find(rule.refersTo);
         if (renumbering != state_.renumberings.end() && !renumbering->second.KeepsMeaning(rows_.Number(i))) {
-          Note("points-elsewhere", Cost::WrongRow, i, std::string(rule.refersTo),
-               "stays " + std::to_string(rows_.Number(i)));
+          Note(finding::PointsElsewhere, i, std::string(rule.refersTo), "stays " + std::to_string(rows_.Number(i)));
           same = false;
         }
       }
@@ -243,7 +241,7 @@ class TablePrediction {
         pools[static_cast<std::size_t>(after) - 1] == before) {
       return true;
     }
-    Note("points-elsewhere", Cost::WrongRow, column, "PoolOrders",
+    Note(finding::PointsElsewhere, column, "PoolOrders",
          std::to_string(before) + " arrives as " + std::to_string(after));
     return false;
   }
@@ -257,11 +255,11 @@ class TablePrediction {
     Renumbering& renumbering = state_.renumberings[std::string(table_.name)];
     const bool isNew = renumbering.Add(number);
     if (IsFollowed() && !isNew) {
-      Note("duplicate-number", Cost::WrongRow, column);
+      Note(finding::DuplicateNumber, column);
     }
     // What refers to these tables keeps the old numbers, and so do lists outside the database.
     if ((table_.name == "SecGroups" || table_.name == "RatingAgencies") && renumbering.LastChanged()) {
-      Note("numbers-change", Cost::WrongRow, column, "",
+      Note(finding::NumbersChange, column, "",
            std::to_string(number) + " becomes " + std::to_string(renumbering.size()));
     }
   }
@@ -273,8 +271,8 @@ class TablePrediction {
 
   void NoteRefusal(const Refusal& refusal, const RowName& row) {
     const std::size_t column = refusal.column.value_or(table_.columns.size());
-    NoteRow(refusal.id, Cost::RunEnds, column, refusal.constraint, row);
-    EndRun(RefusalText(refusal.id, refusal.constraint, column) + " (" + row.key + ")");
+    NoteRow(*refusal.kind, column, refusal.constraint, row);
+    EndRun(RefusalText(*refusal.kind, refusal.constraint, column) + " (" + row.key + ")");
     Stop();
   }
 
@@ -302,22 +300,26 @@ class TablePrediction {
 
   // The findings.
 
-  void Note(const std::string& id, Cost cost, std::size_t column, const std::string& detail = {},
+  void Note(const FindingKind& kind, std::size_t column, const std::string& detail = {},
             const std::string& arrives = {}) {
-    const bool shown = findings_[{id, column, detail}].finding.keys.size() < kKeysShown;
-    Finding& finding = NoteRow(id, cost, column, detail, shown ? Row() : RowName());
+    const bool shown = Noted(kind, column, detail).finding.keys.size() < kKeysShown;
+    Finding& finding = NoteRow(kind, column, detail, shown ? Row() : RowName());
     if (shown && !arrives.empty()) {
       finding.arrives.push_back(arrives);
     }
   }
 
-  Finding& NoteRow(const std::string& id, Cost cost, std::size_t column, const std::string& detail,
-                   const RowName& row) {
-    NotedFinding& noted = findings_[{id, column, detail}];
+  NotedFinding& Noted(const FindingKind& kind, std::size_t column, const std::string& detail) {
+    return findings_.try_emplace({kind.id, column, detail}, NotedFinding{.finding = Finding(kind), .conditions = {}})
+        .first->second;
+  }
+
+  Finding& NoteRow(const FindingKind& kind, std::size_t column, const std::string& detail, const RowName& row) {
+    NotedFinding& noted = Noted(kind, column, detail);
     Finding& finding = noted.finding;
-    finding.id = id;
-    finding.cost = cost;
-    finding.column = column < table_.columns.size() ? Name(column) : "";
+    if (column < table_.columns.size()) {
+      finding.columns = {Name(column)};
+    }
     finding.rows = finding.rows.value_or(0) + 1;
     if (finding.keys.size() < kKeysShown) {
       finding.keys.push_back(row.key);
@@ -380,17 +382,17 @@ class TablePrediction {
     return "SELECT " + list + " FROM " + sourceTable_ + (where.empty() ? "" : " WHERE " + where) + ";";
   }
 
-  std::string RefusalText(const std::string& id, const std::string& constraint, std::size_t column) const {
-    if (id == "letter-refused") {
+  std::string RefusalText(const FindingKind& kind, const std::string& constraint, std::size_t column) const {
+    if (&kind == &finding::CharacterRefused) {
       return Name(column) + " holds a letter that the destination does not have, or bytes that are no letter";
     }
-    if (id == "text-too-long") {
+    if (&kind == &finding::TextTooLong) {
       return Name(column) + " is longer than the destination's column";
     }
-    if (id == "duplicate-key") {
+    if (&kind == &finding::DuplicateKey) {
       return "a row with this key has arrived before (" + constraint + ")";
     }
-    if (id == "foreign-key") {
+    if (&kind == &finding::ForeignKey) {
       return "the row that it refers to has not arrived (" + constraint + ")";
     }
     return "the row violates " + constraint;
@@ -400,14 +402,14 @@ class TablePrediction {
   void Explain(Finding& finding, std::size_t column, const std::string& detail, const std::string& conditions) const {
     const std::string name = column < table_.columns.size() ? "[" + Name(column) + "]" : "";
     Query query{.side = Side::Source, .text = {}};
-    if (finding.id == "null-ends-table") {
+    if (finding.kind == &finding::NullEndsTable) {
       finding.text = "NULL ends the table without a message. " + EndText();
       query.text = Select(column, name + " IS NULL");
-    } else if (finding.id == "value-unreadable") {
+    } else if (finding.kind == &finding::ValueUnreadable) {
       finding.text =
           "A value does not convert to the column's type, which ends the table without a message. " + EndText();
       query.text = Select(column, conditions);
-    } else if (finding.id == "reference-missing") {
+    } else if (finding.kind == &finding::ReferenceMissing) {
       const std::string referred = ReferredTable(column);
       finding.text = detail.empty() ? "There is no row of this number in " + referred +
                                           ": the first such row ends the run with \"invalid map<K, T> key\" in the log."
@@ -415,39 +417,40 @@ class TablePrediction {
                                           " does not arrive: the first such row ends the run with \"invalid map<K, T> "
                                           "key\" in the log.";
       query.text = ReferenceQuery(column);
-    } else if (finding.id == "null-replaced") {
+    } else if (finding.kind == &finding::NullReplaced) {
       finding.text = "NULL arrives as a value.";
       query.text = Select(column, name + " IS NULL");
-    } else if (finding.id == "null-repeats-row-before") {
+    } else if (finding.kind == &finding::NullRepeatsRowBefore) {
       finding.text = "With this driver a NULL here arrives with what the row before left in its place.";
       query.text = Select(column, name + " IS NULL");
-    } else if (finding.id == "text-cut") {
+    } else if (finding.kind == &finding::TextCut) {
       finding.text = "The text is longer than the " + std::to_string(table_.columns[column].size - 1) +
                      " bytes that are migrated.";
       query.text = Select(column, "DATALENGTH(" + name + ") > " + std::to_string(table_.columns[column].size - 1));
-    } else if (finding.id == "zero-byte") {
+    } else if (finding.kind == &finding::ZeroByte) {
       finding.text = "The text arrives up to its first zero byte.";
       query.text = Select(column, conditions);
-    } else if (finding.id == "value-changed") {
+    } else if (finding.kind == &finding::ValueChanged) {
       finding.text = ChangeText(column);
       query.text =
           Select(column, columnRules_[column].treatment == Treatment::LowHalfOfDouble ? name + " <> 0" : conditions);
-    } else if (finding.id == "points-elsewhere") {
+    } else if (finding.kind == &finding::PointsElsewhere) {
       finding.text =
           columnRules_[column].treatment == Treatment::PoolAtPosition
               ? "The number is taken for a pool's position: the order arrives at another pool, or at none."
               : "The column keeps its number while " + detail + " is numbered anew: it will name another row, or none.";
       query.text = Select(column, conditions);
-    } else if (finding.id == "duplicate-number") {
+    } else if (finding.kind == &finding::DuplicateNumber) {
       finding.text = "The number is there more than once: what refers to it follows the first row.";
       query.text = "SELECT " + name + " FROM " + sourceTable_ + " GROUP BY " + name + " HAVING COUNT(*) > 1;";
-    } else if (finding.id == "numbers-change") {
+    } else if (finding.kind == &finding::NumbersChange) {
       finding.text = "The rows are numbered anew from 1, and what refers to them keeps the old numbers.";
       query.text = "SELECT " + name + " FROM " + sourceTable_ + ";";
     } else {
       finding.text =
-          "The destination refuses the row, which ends the run: " + RefusalText(finding.id, detail, column) + ".";
-      query.text = finding.id == "duplicate-key" ? refusals_.DuplicatesQuery(detail) : Select(column, conditions);
+          "The destination refuses the row, which ends the run: " + RefusalText(*finding.kind, detail, column) + ".";
+      query.text =
+          finding.kind == &finding::DuplicateKey ? refusals_.DuplicatesQuery(detail) : Select(column, conditions);
     }
     finding.query = std::move(query);
   }
@@ -505,14 +508,8 @@ class TablePrediction {
       report_.findings.push_back(std::move(noted.finding));
     }
     for (const std::string& reason : refusals_.unforeseen()) {
-      report_.findings.push_back({.id = "cannot-foresee",
-                                  .cost = Cost::CannotForesee,
-                                  .column = {},
-                                  .rows = {},
-                                  .keys = {},
-                                  .arrives = {},
-                                  .text = reason + ".",
-                                  .query = {}});
+      Finding& finding = report_.findings.emplace_back(finding::CannotForesee);
+      finding.text = reason + ".";
     }
   }
 

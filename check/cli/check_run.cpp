@@ -148,6 +148,8 @@ int Answer(const Request& request) {
   }
   if (std::holds_alternative<HelpRequest>(request)) {
     std::cout << HelpText();
+  } else if (std::holds_alternative<FindingsRequest>(request)) {
+    std::cout << FindingsText();
   } else {
     std::cout << "bw_db_check " << ProgramVersion() << '\n';
   }

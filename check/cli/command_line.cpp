@@ -98,9 +98,11 @@ Request ReadCommandLine(const std::vector<std::string>& arguments) {
   std::set<std::string_view> seen;
   for (Arguments rest(arguments); !rest.AtEnd();) {
     const std::string_view name = rest.TakeName();
-    if (name == "--help" || name == "--version") {
+    if (name == "--help" || name == "--help-findings" || name == "--version") {
       rest.RequireNoValue(name);
-      return name == "--help" ? Request(HelpRequest{}) : Request(VersionRequest{});
+      return name == "--help"      ? Request(HelpRequest{})
+             : name == "--version" ? Request(VersionRequest{})
+                                   : Request(FindingsRequest{});
     }
     if (name == "--json") {
       RequireOnce(seen, name);
@@ -137,13 +139,22 @@ Reads bw_migrate.ini, and after a run bw_db_migrate.log, in the working director
 passwords of the source and of the destination; where standard input is no terminal, they are its
 first two lines. Writes to neither side.
 
-  --json FILE   also write the report to FILE, as JSON
-  --tables A,B  report on these tables only
-  --help        show this text
-  --version     show the version
+  --json FILE      also write the report to FILE, as JSON
+  --tables A,B     report on these tables only
+  --help           show this text
+  --help-findings  show every finding that a report may have, its cost and what it is
+  --version        show the version
 
 Exit status: 0 nothing found, 1 findings, 2 could not check.
 )";
+}
+
+std::string FindingsText() {
+  std::string text;
+  for (const FindingKind* const kind : AllFindings()) {
+    text.append(kind->id).append(" (").append(NameOf(kind->cost)).append("): ").append(kind->meaning).append("\n");
+  }
+  return text;
 }
 
 std::string_view ProgramVersion() {

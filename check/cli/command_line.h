@@ -21,9 +21,10 @@ struct CheckRequest {
 };
 
 struct HelpRequest {};
+struct FindingsRequest {};
 struct VersionRequest {};
 
-using Request = std::variant<CheckRequest, HelpRequest, VersionRequest>;
+using Request = std::variant<CheckRequest, HelpRequest, FindingsRequest, VersionRequest>;
 
 /// The command line cannot be understood; the message says what is wrong with it.
 class WrongUse : public std::invalid_argument {
@@ -38,6 +39,9 @@ Request ReadCommandLine(const std::vector<std::string>& arguments);
 
 /// What --help shows.
 std::string_view HelpText();
+
+/// What --help-findings shows: every finding with its cost and meaning, a line each.
+std::string FindingsText();
 
 /// Such as "1.0.0".
 std::string_view ProgramVersion();

@@ -7,19 +7,10 @@
 #include <string_view>
 #include <vector>
 
+#include "check/report/findings.h"
+
 /// What a check found: the material of the report, without a word about how it is shown.
 namespace check {
-
-/// What a finding costs, the dearest first. Findings of a table are shown in this order.
-enum class Cost {
-  RunRefused,     ///< The migrator will not start, or could not have: a connection, a version, a right.
-  RunEnds,        ///< The run ends here; later tables are not migrated.
-  RowsLost,       ///< Rows do not arrive, or are emptied away; or they are missing afterwards.
-  WrongRow,       ///< Something points at another row than before.
-  ValueChanged,   ///< A value arrives as another one.
-  TextCut,        ///< A text arrives shortened.
-  CannotForesee,  ///< Something that this program cannot tell beforehand.
-};
 
 /// Which server a query is for.
 enum class Side { Source, Destination };
@@ -31,9 +22,12 @@ struct Query {
 };
 
 struct Finding {
-  std::string id;  ///< Stable name for programs, such as "null-ends-table".
-  Cost cost = Cost::CannotForesee;
-  std::string column;                 ///< Empty when the finding is not about one column.
+  /// \param of one of AllFindings.
+  explicit Finding(const FindingKind& of) : kind(&of), cost(of.cost) {}
+
+  const FindingKind* kind;
+  Cost cost;                          ///< That of its kind, unless the case is milder or graver.
+  std::vector<std::string> columns;   ///< Empty when the finding is not about columns.
   std::optional<std::uint64_t> rows;  ///< How many rows; none when the finding is not about rows.
   std::vector<std::string> keys;      ///< The first five rows' keys, such as "ID = 7" or "GroupID = 1, ClientCode = A".
   /// For the same rows, where the finding is about values: what is there and what arrives, such as "'1' arrives as
@@ -50,11 +44,12 @@ struct TableReport {
   std::optional<std::uint64_t> arrivingRows;     ///< Before: will arrive. After: should have arrived.
   std::optional<std::uint64_t> destinationRows;  ///< After only.
   std::optional<std::uint64_t> unchangedRows;    ///< Before only: of the arriving ones.
+  std::optional<std::uint64_t> refusedRows;      ///< Before only: that the destination refuses.
   std::int64_t milliseconds = 0;
   std::vector<Finding> findings;
 };
 
-/// The findings by cost, the dearest first; those that cost the same stay in their order.
+/// The findings by cost, most severe first; those that cost the same stay in their order.
 std::vector<const Finding*> ByCost(const std::vector<Finding>& findings);
 
 enum class Command { Before, After };

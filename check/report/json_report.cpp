@@ -17,7 +17,7 @@ namespace check {
 namespace {
 
 constexpr std::string_view kFormat = "bw_db_check report";
-constexpr std::uint64_t kFormatVersion = 1;
+constexpr std::uint64_t kFormatVersion = 2;
 
 /// Builds a JSON text, a member or an element on each line.
 class JsonWriter {
@@ -120,26 +120,6 @@ class JsonWriter {
   bool named_ = false;  // A name stands there, its value does not.
 };
 
-std::string_view CostName(Cost cost) {
-  switch (cost) {
-    case Cost::RunRefused:
-      return "run-refused";
-    case Cost::RunEnds:
-      return "run-ends";
-    case Cost::RowsLost:
-      return "rows-lost";
-    case Cost::WrongRow:
-      return "wrong-row";
-    case Cost::ValueChanged:
-      return "value-changed";
-    case Cost::TextCut:
-      return "text-cut";
-    case Cost::CannotForesee:
-      break;
-  }
-  return "cannot-foresee";
-}
-
 void WriteTexts(JsonWriter& json, std::string_view name, const std::vector<std::string>& texts) {
   json.Name(name).BeginArray();
   for (const std::string& text : texts) {
@@ -150,10 +130,9 @@ void WriteTexts(JsonWriter& json, std::string_view name, const std::vector<std::
 
 void WriteFinding(JsonWriter& json, const Finding& finding) {
   json.BeginObject();
-  json.Name("id").String(finding.id);
-  json.Name("cost").String(CostName(finding.cost));
-  json.Name("column");
-  finding.column.empty() ? json.Null() : json.String(finding.column);
+  json.Name("id").String(finding.kind->id);
+  json.Name("cost").String(NameOf(finding.cost));
+  WriteTexts(json, "columns", finding.columns);
   json.Name("rows").Number(finding.rows);
   WriteTexts(json, "keys", finding.keys);
   WriteTexts(json, "arrives", finding.arrives);
@@ -184,6 +163,7 @@ void WriteTable(JsonWriter& json, const TableReport& table) {
   json.Name("source_rows").Number(table.sourceRows);
   json.Name("arriving_rows").Number(table.arrivingRows);
   json.Name("unchanged_rows").Number(table.unchangedRows);
+  json.Name("refused_rows").Number(table.refusedRows);
   json.Name("destination_rows").Number(table.destinationRows);
   json.Name("milliseconds").Number(static_cast<std::uint64_t>(std::max<std::int64_t>(table.milliseconds, 0)));
   WriteFindings(json, "findings", table.findings);

@@ -137,7 +137,8 @@ class Printer {
     }
     const bool before = report.command == Command::Before;
     stream_ << '\n';
-    TableLine("Table", {"Source", before ? "Arriving" : "Expected", before ? "Unchanged" : "Destination", "Time"});
+    TableLine("Table", before ? std::vector<std::string>{"Source", "Arriving", "Unchanged", "Refused", "Time"}
+                              : std::vector<std::string>{"Source", "Expected", "Destination", "Time"});
     bool blockBefore = false;
     for (const TableReport& table : report.tables) {
       const bool block = !table.findings.empty();
@@ -145,15 +146,19 @@ class Printer {
         stream_ << '\n';
       }
       blockBefore = block;
-      const auto number = [](const std::optional<std::uint64_t>& rows) { return rows ? std::to_string(*rows) : "-"; };
-      TableLine(table.table,
-                {number(table.sourceRows), number(table.arrivingRows),
-                 number(before ? table.unchangedRows : table.destinationRows), Seconds(table.milliseconds)});
+      const auto number = [](const std::optional<std::uint64_t>& rows) { return rows ? std::to_string(*rows) : "?"; };
+      std::vector<std::string> columns = {number(table.sourceRows), number(table.arrivingRows),
+                                          number(before ? table.unchangedRows : table.destinationRows)};
+      if (before) {
+        columns.push_back(number(table.refusedRows));
+      }
+      columns.push_back(Seconds(table.milliseconds));
+      TableLine(table.table, columns);
       Findings(table.findings);
     }
   }
 
-  void TableLine(std::string_view name, const std::array<std::string, 4>& columns) {
+  void TableLine(std::string_view name, const std::vector<std::string>& columns) {
     stream_ << std::left << std::setw(kTableNameWidth) << name << std::right;
     for (const std::string& column : columns) {
       stream_ << std::setw(kNumberWidth) << column;
@@ -170,13 +175,13 @@ class Printer {
   void Print(const Finding& finding) {
     const CostStyle style = StyleOf(finding.cost);
     stream_ << "  " << Coloured(style.colour) << style.title << Coloured(kPlain);
-    if (!finding.column.empty()) {
-      stream_ << ", " << finding.column;
+    for (const std::string& column : finding.columns) {
+      stream_ << ", " << Printable(column);
     }
     if (finding.rows) {
       stream_ << ", " << CountOfRows(*finding.rows);
     }
-    stream_ << " [" << finding.id << "]\n";
+    stream_ << " [" << finding.kind->id << "]\n";
     Wrapped(4, finding.text);
     Rows(finding);
     if (finding.query) {

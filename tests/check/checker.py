@@ -1,6 +1,7 @@
 """Runs the built bw_db_check."""
 
 import dataclasses
+import functools
 import json
 import os
 import pathlib
@@ -21,13 +22,19 @@ class Result:
     report: dict | None  # the JSON report, if one was written
 
     def findings(self) -> list[tuple]:
-        """Table (None for a general one), identifier, column, rows and keys of each finding."""
+        """Table (None for a general one), identifier, columns, rows and keys of each finding."""
         found = [(None, each) for each in self.report["general"]]
         found += [(table["table"], each) for table in self.report["tables"] for each in table["findings"]]
-        return [(table, each["id"], each["column"], each["rows"], each["keys"]) for table, each in found]
+        return [(table, each["id"], ", ".join(each["columns"]) or None, each["rows"], each["keys"]) for table, each in found]
 
     def table(self, name) -> dict:
         return next(table for table in self.report["tables"] if table["table"] == name)
+
+
+@functools.cache
+def declared_findings() -> frozenset[str]:
+    listed = subprocess.run([PROGRAM, "--help-findings"], capture_output=True, text=True, timeout=60, check=True).stdout
+    return frozenset(line.split()[0] for line in listed.splitlines())
 
 
 def check(workspace, command, *arguments, passwords=(lab.SOURCE_PASSWORD, lab.DESTINATION_PASSWORD)) -> Result:
@@ -44,4 +51,7 @@ def check(workspace, command, *arguments, passwords=(lab.SOURCE_PASSWORD, lab.DE
         check=False,
     )
     written = json.loads(report.read_text()) if report.exists() else None
-    return Result(run.returncode, run.stdout.decode(errors="replace"), run.stderr.decode(errors="replace"), written)
+    result = Result(run.returncode, run.stdout.decode(errors="replace"), run.stderr.decode(errors="replace"), written)
+    if written:
+        assert {finding[1] for finding in result.findings()} <= declared_findings()
+    return result

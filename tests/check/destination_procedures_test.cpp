@@ -60,7 +60,7 @@ TEST(DestinationProceduresTest, NamesOfOtherColumnsTellAnotherOrder) {
   const std::optional<Finding> finding = Judge(procedure);
 
   ASSERT_TRUE(finding);
-  EXPECT_EQ(finding->id, "procedure-order");
+  EXPECT_EQ(finding->kind->id, "procedure-order");
   EXPECT_EQ(finding->cost, Cost::ValueChanged);
   EXPECT_EQ(finding->text, "create_group(...): Parameter 4 (mode) gets Filter. Parameter 5 (filter) gets mode.");
 }
@@ -69,7 +69,7 @@ TEST(DestinationProceduresTest, AnotherOrderIsSaidOnceWhateverTheTypes) {
   Procedure procedure = CreateGroup();
   std::swap(procedure.parameters[4], procedure.parameters[5]);
 
-  EXPECT_EQ(Judge(procedure)->id, "procedure-order");
+  EXPECT_EQ(Judge(procedure)->kind->id, "procedure-order");
 }
 
 TEST(DestinationProceduresTest, TheDearestComplaintCounts) {
@@ -79,7 +79,7 @@ TEST(DestinationProceduresTest, TheDearestComplaintCounts) {
   const std::optional<Finding> finding = Judge(procedure);
 
   ASSERT_TRUE(finding);
-  EXPECT_EQ(finding->id, "procedure-parameters");
+  EXPECT_EQ(finding->kind->id, "procedure-parameters");
   EXPECT_EQ(finding->cost, Cost::WrongRow);
   EXPECT_THAT(finding->text, HasSubstr("Parameter 7 (list_level) returns a value where none is expected"));
   EXPECT_THAT(finding->text, HasSubstr("Parameter 7 (list_level) gets ListLevel. Numbers beyond 16777216"));

@@ -40,7 +40,7 @@ void ExpectFinding(ValueKind kind, const DestinationType& type, const std::strin
                    const std::string& text) {
   const std::optional<Finding> finding = JudgeType(kind, kLetters, type);
   ASSERT_TRUE(finding) << type.name;
-  EXPECT_EQ(finding->id, id) << type.name;
+  EXPECT_EQ(finding->kind->id, id) << type.name;
   EXPECT_EQ(finding->cost, cost) << type.name;
   EXPECT_THAT(finding->text, HasSubstr(text));
 }

@@ -407,8 +407,8 @@ def test_translated_references_to_rows_that_are_not_there(migrated):
 
     orphans = sorted({1, *(number for (number,) in orders)})
     finding = _finding(result, "Orders", "orphans")
-    assert (finding["column"], finding["rows"], finding["keys"]) == (
-        "GroupOrderID",
+    assert (finding["columns"], finding["rows"], finding["keys"]) == (
+        ["GroupOrderID"],
         len(orphans),
         [f"OrderID = {number}" for number in orphans],
     )
@@ -445,7 +445,7 @@ def test_prices_of_a_security_that_is_not_there(migrated):
     result = check(migrated, "after")
 
     finding = _finding(result, "LoadedSecuritiesClientPrices", "orphans")
-    assert (finding["column"], finding["rows"]) == ("SecID", 3)
+    assert (finding["columns"], finding["rows"]) == (["SecID"], 3)
     assert [identifier for _, identifier, *_ in result.findings()] == ["rows-missing", "orphans"]
 
 

@@ -167,7 +167,7 @@ def test_letter_that_the_destination_lacks(workspace, shared_lab):
         workspace.database = original
     finally:
         shared_lab.postgres.execute("DROP DATABASE cyrillic WITH (FORCE)")
-    assert ("SecGroups", "letter-refused", "SecGName", 1, ["ID = 2"]) in result.findings()
+    assert ("SecGroups", "character-refused", "SecGName", 1, ["ID = 2"]) in result.findings()
     assert result.report["run_ends_in"] == "SecGroups"
     assert result.table("SecGroups")["arriving_rows"] == 1
 
@@ -179,7 +179,7 @@ def test_letter_without_room_in_a_column_of_one(workspace):
 
     # Its two bytes are cut to one, which is no letter.
     assert result.findings() == [
-        ("SecGroups", "letter-refused", "disabled", 1, ["ID = 2"]),
+        ("SecGroups", "character-refused", "disabled", 1, ["ID = 2"]),
         ("SecGroups", "text-cut", "disabled", 1, ["ID = 2"]),
     ]
     assert result.report["run_ends_in"] == "SecGroups"

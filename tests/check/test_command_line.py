@@ -262,7 +262,7 @@ def test_json_says_the_same_as_the_text(new_workspace):
 
     report = json.loads((workspace.directory / "report.json").read_bytes())
     assert report["format"] == "bw_db_check report"
-    assert report["version"] == 1
+    assert report["version"] == 2
     assert report["program_version"] == "1.0.0"
     assert report["command"] == "before"
     assert [table["table"] for table in report["tables"]] == ALL_TABLES

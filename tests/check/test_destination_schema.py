@@ -488,7 +488,7 @@ def _findings(result) -> list[tuple]:
     found = [(None, each) for each in result.report["general"]]
     found += [(table["table"], each) for table in result.report["tables"] for each in table["findings"]]
     assert all(each["keys"] == [] for _, each in found)
-    return [(table, each["id"], each["column"], each["cost"], each["rows"]) for table, each in found]
+    return [(table, each["id"], ", ".join(each["columns"]) or None, each["cost"], each["rows"]) for table, each in found]
 
 
 def _unfinished_table(console) -> str | None:

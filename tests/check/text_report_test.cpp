@@ -24,14 +24,13 @@ TableReport Table(const std::string& name, std::vector<Finding> findings = {}) {
           .arrivingRows = 20,
           .destinationRows = std::nullopt,
           .unchangedRows = 18,
+          .refusedRows = 2,
           .milliseconds = 1234,
           .findings = std::move(findings)};
 }
 
-Finding Found(const std::string& id, Cost cost, const std::string& text = "It is so.") {
-  Finding finding;
-  finding.id = id;
-  finding.cost = cost;
+Finding Found(const FindingKind& kind, const std::string& text = "It is so.") {
+  Finding finding(kind);
   finding.text = text;
   return finding;
 }
@@ -48,9 +47,9 @@ TEST(TextReport, WithoutFindings) {
 Source: Microsoft SQL Server
 Destination: PostgreSQL
 
-Table                                 Source      Arriving     Unchanged          Time
-SystemData                                24            20            18       1.234 s
-LoadedSecuritiesClientPrices              24            20            18       1.234 s
+Table                                 Source      Arriving     Unchanged       Refused          Time
+SystemData                                24            20            18             2       1.234 s
+LoadedSecuritiesClientPrices              24            20            18             2       1.234 s
 
 The run ends by itself.
 )");
@@ -59,13 +58,13 @@ The run ends by itself.
 TEST(TextReport, WithFindings) {
   Report report;
   report.facts = {"Source: Microsoft SQL Server"};
-  report.general = {Found("no-right", Cost::RunRefused, "The login may not read Clients.")};
-  Finding lost = Found("null-ends-table", Cost::RowsLost, "A NULL ends the table.");
-  lost.column = "Comment";
+  report.general = {Found(finding::NoSelectRight, "The login may not read Clients.")};
+  Finding lost = Found(finding::NullEndsTable, "A NULL ends the table.");
+  lost.columns = {"Comment"};
   lost.rows = 4;
   lost.keys = {"ClientCode = A", "ClientCode = B"};
   lost.query = Query{Side::Source, "SELECT [ClientCode]\n  FROM [dbo].[Clients]\n WHERE [Comment] IS NULL;\n"};
-  Finding one = Found("trigger", Cost::CannotForesee, "A trigger is there.");
+  Finding one = Found(finding::HasTriggers, "A trigger is there.");
   one.rows = 1;
   one.query = Query{Side::Destination, "SELECT 1;"};
   report.tables = {Table("SystemData"), Table("Clients", {lost, one}), Table("Orders"), Table("SecGroups")};
@@ -77,13 +76,13 @@ TEST(TextReport, WithFindings) {
 Source: Microsoft SQL Server
 
 General
-  Run refused [no-right]
+  Cannot foresee [no-select-right]
     The login may not read Clients.
 
-Table                                 Source      Arriving     Unchanged          Time
-SystemData                                24            20            18       1.234 s
+Table                                 Source      Arriving     Unchanged       Refused          Time
+SystemData                                24            20            18             2       1.234 s
 
-Clients                                   24            20            18       1.234 s
+Clients                                   24            20            18             2       1.234 s
   Rows lost, Comment, 4 rows [null-ends-table]
     A NULL ends the table.
     First rows: ClientCode = A; ClientCode = B
@@ -91,13 +90,13 @@ Clients                                   24            20            18       1
       SELECT [ClientCode]
         FROM [dbo].[Clients]
        WHERE [Comment] IS NULL;
-  Cannot foresee, 1 row [trigger]
+  Cannot foresee, 1 row [has-triggers]
     A trigger is there.
     SQL on the destination:
       SELECT 1;
 
-Orders                                    24            20            18       1.234 s
-SecGroups                                 24            20            18       1.234 s
+Orders                                    24            20            18             2       1.234 s
+SecGroups                                 24            20            18             2       1.234 s
 
 The run ends in Clients.
 )");
@@ -117,18 +116,25 @@ TEST(TextReport, AfterARunShowsTheDestinationsRows) {
             R"(bw_db_check after
 
 Table                                 Source      Expected   Destination          Time
-Clients                                    -            20            19       0.007 s
+Clients                                    ?            20            19       0.007 s
 
 different
 )");
 }
 
+constexpr FindingKind kRefused{"a", Cost::RunRefused, ""};
+constexpr FindingKind kEnds{"b", Cost::RunEnds, ""};
+constexpr FindingKind kMissing{"c1", Cost::RowsLost, ""};
+constexpr FindingKind kLost{"c2", Cost::RowsLost, ""};
+constexpr FindingKind kWrong{"d", Cost::WrongRow, ""};
+constexpr FindingKind kChanged{"e", Cost::ValueChanged, ""};
+constexpr FindingKind kCut{"f", Cost::TextCut, ""};
+constexpr FindingKind kForeseen{"g", Cost::CannotForesee, ""};
+
 TEST(TextReport, FindingsAreSortedByCostAndStayInOrderOtherwise) {
   Report report;
-  report.tables = {
-      Table("Clients", {Found("g", Cost::CannotForesee), Found("f", Cost::TextCut), Found("e", Cost::ValueChanged),
-                        Found("d", Cost::WrongRow), Found("c2", Cost::RowsLost), Found("c1", Cost::RowsLost),
-                        Found("b", Cost::RunEnds), Found("a", Cost::RunRefused)})};
+  report.tables = {Table("Clients", {Found(kForeseen), Found(kCut), Found(kChanged), Found(kWrong), Found(kLost),
+                                     Found(kMissing), Found(kEnds), Found(kRefused)})};
 
   EXPECT_THAT(Printed(report), HasSubstr(R"(
   Run refused [a]
@@ -157,7 +163,7 @@ TEST(TextReport, BreaksLongTextsBetweenWords) {
   const std::string fourth(55, 'd');
   const std::string tooLong(120, 'e');
   Report report;
-  report.general = {Found("a", Cost::RunEnds, first + " bb  " + third + "\n" + fourth + " f " + tooLong + " g")};
+  report.general = {Found(kEnds, first + " bb  " + third + "\n" + fourth + " f " + tooLong + " g")};
 
   EXPECT_THAT(Printed(report), HasSubstr("\n    " + first + "\n    bb " + third + " " + fourth + "\n    f\n    " +
                                          tooLong + "\n    g\n"));
@@ -165,7 +171,7 @@ TEST(TextReport, BreaksLongTextsBetweenWords) {
 
 TEST(TextReport, KeysThatDoNotFitOnALineAreNotBroken) {
   Report report;
-  Finding finding = Found("a", Cost::RunEnds);
+  Finding finding = Found(kEnds);
   finding.keys = {"Code = '" + std::string(60, 'a') + "  b'", "Code = '" + std::string(60, 'c') + "'"};
   report.general = {finding};
 
@@ -175,7 +181,7 @@ TEST(TextReport, KeysThatDoNotFitOnALineAreNotBroken) {
 
 TEST(TextReport, ShowsWhatArrivesBesideTheKey) {
   Report report;
-  Finding finding = Found("a", Cost::ValueChanged);
+  Finding finding = Found(kChanged);
   finding.keys = {"ID = 7", "ID = 8", "ID = 9"};
   finding.arrives = {"'65' arrives as 'A'", "", "'\xE9' arrives as ''"};
   report.general = {finding};
@@ -188,7 +194,7 @@ TEST(TextReport, ShowsWhatArrivesBesideTheKey) {
 /// What the report shows of a query.
 std::string PrintedQuery(const std::string& sql) {
   Report report;
-  Finding finding = Found("a", Cost::RunEnds);
+  Finding finding = Found(kEnds);
   finding.query = Query{Side::Source, sql};
   report.general = {finding};
   const std::string printed = Printed(report);
@@ -221,7 +227,7 @@ TEST(TextReport, BreaksNoQueryWithAComment) {
 TEST(TextReport, ShowsControlCharactersAsNumbersEverywhere) {
   Report report;
   report.facts = {"fact\x1b[2J"};
-  Finding finding = Found("a", Cost::RunEnds, "text\x07");
+  Finding finding = Found(kEnds, "text\x07");
   finding.keys = {"Code = 'a\nb\xE9'"};
   finding.query = Query{Side::Source, "SELECT\t'\x1b';"};
   report.general = {finding};
@@ -237,12 +243,12 @@ TEST(TextReport, ShowsControlCharactersAsNumbersEverywhere) {
 
 TEST(TextReport, ColoursTheCostAndTheVerdict) {
   Report report;
-  report.general = {Found("a", Cost::RunEnds), Found("b", Cost::WrongRow)};
+  report.general = {Found(kEnds), Found(kWrong)};
   report.verdict = "The run ends.";
 
   const std::string printed = Printed(report, Colour::On);
-  EXPECT_THAT(printed, HasSubstr("  \x1b[1;31mRun ends\x1b[0m [a]\n"));
-  EXPECT_THAT(printed, HasSubstr("  \x1b[1;33mWrong row\x1b[0m [b]\n"));
+  EXPECT_THAT(printed, HasSubstr("  \x1b[1;31mRun ends\x1b[0m [b]\n"));
+  EXPECT_THAT(printed, HasSubstr("  \x1b[1;33mWrong row\x1b[0m [d]\n"));
   EXPECT_THAT(printed, HasSubstr("\n\x1b[1;33mThe run ends.\x1b[0m\n"));
   EXPECT_THAT(Printed(report, Colour::Off), Not(HasSubstr("\x1b")));
 

@@ -1,0 +1,105 @@
+#include "check/report/findings.h"
+
+#include <array>
+
+namespace check {
+
+namespace {
+
+constexpr std::array kAll = {
+    &finding::SourceCannotRead,
+    &finding::EncodingGarbles,
+    &finding::EncodingRefuses,
+    &finding::EncodingUnchecked,
+    &finding::DestinationReadOnly,
+    &finding::ClientSidePrepare,
+    &finding::DestinationSchema,
+    &finding::MissingTable,
+    &finding::NotATable,
+    &finding::UnusualTable,
+    &finding::TruncateFails,
+    &finding::NoTruncateRight,
+    &finding::NotSequenceOwner,
+    &finding::CascadeEmpties,
+    &finding::CascadeEmptiesMigrated,
+    &finding::HasTriggers,
+    &finding::HasRules,
+    &finding::RowSecurity,
+    &finding::NoInsertRight,
+    &finding::NoExecuteRight,
+    &finding::NoSequenceRight,
+    &finding::NoSelectRight,
+    &finding::MissingColumn,
+    &finding::GeneratedColumn,
+    &finding::NotNullColumn,
+    &finding::NotNumbered,
+    &finding::Numbering,
+    &finding::DestinationType,
+    &finding::DestinationNarrow,
+    &finding::DestinationPads,
+    &finding::MissingProcedure,
+    &finding::ProcedureParameters,
+    &finding::ProcedureOrder,
+    &finding::ProcedureOverloaded,
+    &finding::UnforeseenConstraint,
+    &finding::StatementRefused,
+    &finding::NullEndsTable,
+    &finding::ValueUnreadable,
+    &finding::NullReplaced,
+    &finding::NullRepeatsRowBefore,
+    &finding::ReferenceMissing,
+    &finding::TextCut,
+    &finding::ZeroByte,
+    &finding::ValueChanged,
+    &finding::PointsElsewhere,
+    &finding::DuplicateNumber,
+    &finding::NumbersChange,
+    &finding::CharacterRefused,
+    &finding::TextTooLong,
+    &finding::DuplicateKey,
+    &finding::ForeignKey,
+    &finding::CheckViolated,
+    &finding::CannotForesee,
+    &finding::RunEnded,
+    &finding::TableNotMigrated,
+    &finding::TableEndedEarly,
+    &finding::TableMissing,
+    &finding::RowsMissing,
+    &finding::RowsUnexpected,
+    &finding::RowsDifferent,
+    &finding::MatchAmbiguous,
+    &finding::Orphans,
+    &finding::IdentityCollides,
+    &finding::IdentityUnknown,
+    &finding::LogMissing,
+    &finding::LogUnclear,
+    &finding::LogStale,
+};
+
+}  // namespace
+
+std::string_view NameOf(Cost cost) {
+  switch (cost) {
+    case Cost::RunRefused:
+      return "run-refused";
+    case Cost::RunEnds:
+      return "run-ends";
+    case Cost::RowsLost:
+      return "rows-lost";
+    case Cost::WrongRow:
+      return "wrong-row";
+    case Cost::ValueChanged:
+      return "value-changed";
+    case Cost::TextCut:
+      return "text-cut";
+    case Cost::CannotForesee:
+      break;
+  }
+  return "cannot-foresee";
+}
+
+std::span<const FindingKind* const> AllFindings() {
+  return kAll;
+}
+
+}  // namespace check

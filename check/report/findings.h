@@ -1,0 +1,172 @@
+#ifndef BW_CHECK_REPORT_FINDINGS_H
+#define BW_CHECK_REPORT_FINDINGS_H
+
+#include <span>
+#include <string_view>
+
+/// Every kind of finding, declared once: its name for programs, what it costs, and what it is.
+namespace check {
+
+/// What a finding costs, most severe first. Findings of a table are shown in this order.
+enum class Cost {
+  RunRefused,     ///< The migrator will not start, or could not have: a connection, a version, a right.
+  RunEnds,        ///< The run ends here; later tables are not migrated.
+  RowsLost,       ///< Rows do not arrive, or are deleted by a cascade; or they are missing afterwards.
+  WrongRow,       ///< A reference leads to another row than before.
+  ValueChanged,   ///< A value arrives as another one.
+  TextCut,        ///< A text arrives shortened.
+  CannotForesee,  ///< Something that this program cannot determine beforehand.
+};
+
+/// As the JSON report writes it, such as "run-ends".
+std::string_view NameOf(Cost cost);
+
+struct FindingKind {
+  std::string_view id;       ///< Stable name for programs.
+  Cost cost;                 ///< What it costs, unless a case of it is milder or graver.
+  std::string_view meaning;  ///< What it is, for the guide and for --help-findings.
+};
+
+namespace finding {
+
+// Of the connections and the destination's schema.
+
+inline constexpr FindingKind SourceCannotRead{"source-cannot-read", Cost::RunEnds,
+                                              "a table of the source cannot be read"};
+inline constexpr FindingKind EncodingGarbles{
+    "encoding-garbles", Cost::ValueChanged,
+    "characters beyond ASCII arrive as others: the encodings of the two data sources do not agree"};
+inline constexpr FindingKind EncodingRefuses{"encoding-refuses", Cost::RunEnds,
+                                             "the destination refuses characters that the source has"};
+inline constexpr FindingKind EncodingUnchecked{"encoding-unchecked", Cost::CannotForesee,
+                                               "the destination database accepts any bytes as characters"};
+inline constexpr FindingKind DestinationReadOnly{
+    "destination-read-only", Cost::RunEnds,
+    "nothing can be written: a standby, a read-only login, database or data source"};
+inline constexpr FindingKind ClientSidePrepare{
+    "client-side-prepare", Cost::RunEnds,
+    "the data source has `UseServerSidePrepare = 0`, which breaks the four procedures"};
+inline constexpr FindingKind DestinationSchema{"destination-schema", Cost::RunEnds,
+                                               "the configured schema does not exist, or the login may not use it"};
+inline constexpr FindingKind MissingTable{"missing-table", Cost::RunEnds, "the destination has no such table"};
+inline constexpr FindingKind NotATable{"not-a-table", Cost::RunEnds, "the table is a view or something else"};
+inline constexpr FindingKind UnusualTable{"unusual-table", Cost::CannotForesee,
+                                          "the table is partitioned, or other tables inherit from it"};
+inline constexpr FindingKind TruncateFails{"truncate-fails", Cost::RunEnds,
+                                           "the table cannot be emptied: another table refers to it"};
+inline constexpr FindingKind NoTruncateRight{"no-truncate-right", Cost::RunEnds, "the login may not empty the table"};
+inline constexpr FindingKind NotSequenceOwner{"not-sequence-owner", Cost::RunEnds,
+                                              "the login may not restart the sequence of the table that it empties"};
+inline constexpr FindingKind CascadeEmpties{
+    "cascade-empties", Cost::RowsLost,
+    "a cascading truncate empties a table outside the 22, which is not filled again"};
+inline constexpr FindingKind CascadeEmptiesMigrated{
+    "cascade-empties-migrated", Cost::RowsLost,
+    "a cascading truncate empties a table of the 22 that was migrated before"};
+inline constexpr FindingKind HasTriggers{"has-triggers", Cost::CannotForesee, "triggers may change or refuse rows"};
+inline constexpr FindingKind HasRules{"has-rules", Cost::CannotForesee, "rules may change or refuse rows"};
+inline constexpr FindingKind RowSecurity{"row-security", Cost::CannotForesee,
+                                         "policies of row security may hide or refuse rows"};
+inline constexpr FindingKind NoInsertRight{"no-insert-right", Cost::RunEnds, "the login may not write the rows"};
+inline constexpr FindingKind NoExecuteRight{"no-execute-right", Cost::RunEnds,
+                                            "the login may not call the procedure that writes the rows"};
+inline constexpr FindingKind NoSequenceRight{"no-sequence-right", Cost::RunEnds,
+                                             "the login may not use the sequence that numbers the rows"};
+inline constexpr FindingKind NoSelectRight{"no-select-right", Cost::CannotForesee,
+                                           "the login may not read the table, which `after` needs"};
+inline constexpr FindingKind MissingColumn{"missing-column", Cost::RunEnds,
+                                           "the table has no column of this name, which the migrator fills"};
+inline constexpr FindingKind GeneratedColumn{"generated-column", Cost::RunEnds,
+                                             "the destination generates the column and accepts no value for it"};
+inline constexpr FindingKind NotNullColumn{"not-null-column", Cost::RunEnds,
+                                           "a column that the migrator does not fill needs a value"};
+inline constexpr FindingKind NotNumbered{"not-numbered", Cost::RunEnds, "nothing numbers the rows"};
+inline constexpr FindingKind Numbering{"numbering", Cost::CannotForesee, "the rows are not numbered 1, 2, 3 …"};
+inline constexpr FindingKind DestinationType{"destination-type", Cost::RunEnds,
+                                             "the column's type does not store every value as it is"};
+inline constexpr FindingKind DestinationNarrow{"destination-narrow", Cost::CannotForesee,
+                                               "the column is shorter than what may be sent"};
+inline constexpr FindingKind DestinationPads{"destination-pads", Cost::ValueChanged,
+                                             "the column's type adds spaces to shorter texts"};
+inline constexpr FindingKind MissingProcedure{"missing-procedure", Cost::RunEnds,
+                                              "the destination has no such procedure"};
+inline constexpr FindingKind ProcedureParameters{"procedure-parameters", Cost::RunEnds,
+                                                 "the procedure's parameters are not those that it is called with"};
+inline constexpr FindingKind ProcedureOrder{"procedure-order", Cost::ValueChanged,
+                                            "the procedure's parameters are in another order than the values"};
+inline constexpr FindingKind ProcedureOverloaded{"procedure-overloaded", Cost::CannotForesee,
+                                                 "several procedures fit the call"};
+inline constexpr FindingKind UnforeseenConstraint{"unforeseen-constraint", Cost::CannotForesee,
+                                                  "a constraint that was not looked at"};
+inline constexpr FindingKind StatementRefused{"statement-refused", Cost::RunEnds,
+                                              "the destination refuses the statement that writes the rows"};
+
+// Of the source's rows.
+
+inline constexpr FindingKind NullEndsTable{"null-ends-table", Cost::RowsLost,
+                                           "a NULL ends the table; the rows after it are lost"};
+inline constexpr FindingKind ValueUnreadable{
+    "value-unreadable", Cost::RowsLost, "a value does not convert to the column's type, which ends the table as well"};
+inline constexpr FindingKind NullReplaced{"null-replaced", Cost::ValueChanged,
+                                          "a NULL arrives as 1e50, -2147483648, -1 or an empty text"};
+inline constexpr FindingKind NullRepeatsRowBefore{"null-repeats-row-before", Cost::ValueChanged,
+                                                  "with FreeTDS, a NULL arrives as the value of the previous row"};
+inline constexpr FindingKind ReferenceMissing{
+    "reference-missing", Cost::RunEnds,
+    "a reference to a group, group order or pool that does not arrive; it ends the run"};
+inline constexpr FindingKind TextCut{"text-cut", Cost::TextCut, "a text arrives shortened"};
+inline constexpr FindingKind ZeroByte{"zero-byte", Cost::TextCut, "a text arrives up to its first zero byte"};
+inline constexpr FindingKind ValueChanged{"value-changed", Cost::ValueChanged,
+                                          "`Mode`, `RepoTerm`, `Flags` or `BrokerPoolID` arrives as another value"};
+inline constexpr FindingKind PointsElsewhere{"points-elsewhere", Cost::WrongRow,
+                                             "a number that is kept, or a pool's, will name another row"};
+inline constexpr FindingKind DuplicateNumber{"duplicate-number", Cost::WrongRow,
+                                             "several rows have the same number, which others refer to"};
+inline constexpr FindingKind NumbersChange{"numbers-change", Cost::WrongRow,
+                                           "rows are numbered again, and what refers to them keeps the old numbers"};
+inline constexpr FindingKind CharacterRefused{"character-refused", Cost::RunEnds,
+                                              "a text has a character that the destination lacks; it ends the run"};
+inline constexpr FindingKind TextTooLong{"text-too-long", Cost::RunEnds,
+                                         "a text is longer than the destination's column; it ends the run"};
+inline constexpr FindingKind DuplicateKey{"duplicate-key", Cost::RunEnds,
+                                          "an earlier row has arrived with the same key; it ends the run"};
+inline constexpr FindingKind ForeignKey{"foreign-key", Cost::RunEnds,
+                                        "a row refers to one that has not arrived; it ends the run"};
+inline constexpr FindingKind CheckViolated{"check-violated", Cost::RunEnds,
+                                           "a row violates a check constraint; it ends the run"};
+inline constexpr FindingKind CannotForesee{"cannot-foresee", Cost::CannotForesee,
+                                           "something that the destination cannot be asked for beforehand"};
+
+// After a run.
+
+inline constexpr FindingKind RunEnded{"run-ended", Cost::RunEnds, "the run ended in this table, and why"};
+inline constexpr FindingKind TableNotMigrated{"table-not-migrated", Cost::RowsLost, "the run ended before this table"};
+inline constexpr FindingKind TableEndedEarly{"table-ended-early", Cost::RowsLost,
+                                             "the table ended before the source did, by the migrator's rules"};
+inline constexpr FindingKind TableMissing{"table-missing", Cost::RunEnds, "the destination no longer has such a table"};
+inline constexpr FindingKind RowsMissing{"rows-missing", Cost::RowsLost, "rows that had to arrive are not there"};
+inline constexpr FindingKind RowsUnexpected{"rows-unexpected", Cost::ValueChanged,
+                                            "the table has rows that the migrator does not write"};
+inline constexpr FindingKind RowsDifferent{"rows-different", Cost::ValueChanged,
+                                           "rows have other values than expected; the columns are named"};
+inline constexpr FindingKind MatchAmbiguous{"match-ambiguous", Cost::CannotForesee,
+                                            "references to one of several rows with the same content"};
+inline constexpr FindingKind Orphans{"orphans", Cost::WrongRow,
+                                     "rows of the destination refer to rows that do not exist"};
+inline constexpr FindingKind IdentityCollides{"identity-collides", Cost::CannotForesee,
+                                              "the next number that the destination assigns belongs to a row already"};
+inline constexpr FindingKind IdentityUnknown{"identity-unknown", Cost::CannotForesee,
+                                             "the login may not see the next number"};
+inline constexpr FindingKind LogMissing{"log-missing", Cost::CannotForesee, "there is no log that can be read"};
+inline constexpr FindingKind LogUnclear{"log-unclear", Cost::CannotForesee,
+                                        "the log is not one of one run of the migrator"};
+inline constexpr FindingKind LogStale{"log-stale", Cost::CannotForesee, "the log does not agree with the two sides"};
+
+}  // namespace finding
+
+/// All of them, in the order of the declarations.
+std::span<const FindingKind* const> AllFindings();
+
+}  // namespace check
+
+#endif  // BW_CHECK_REPORT_FINDINGS_H
