@@ -2,108 +2,88 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <functional>
-#include <iterator>
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "check/before/connections.h"
-#include "check/before/destination_schema.h"
-#include "check/before/refusals.h"
-#include "check/before/table_prediction.h"
+#include "check/before/preflight.h"
+#include "check/report/findings.h"
 #include "check/rules/catalogue.h"
-#include "check/rules/source_rows.h"
-#include "check/rules/table_rules.h"
+#include "check/staging/copies.h"
+#include "check/staging/row_findings.h"
+#include "check/staging/session.h"
+#include "check/staging/staging.h"
+#include "odbc/diagnostics.h"
 
 namespace check {
 
 namespace {
 
-/// The tables that a table's rows follow or refer to.
-std::set<std::string_view> Needs(std::string_view table) {
-  std::set<std::string_view> needs;
-  for (const ColumnRule& rule : RulesFor(table).columns) {
-    if (rule.treatment == Treatment::GroupNumber) {
-      needs.insert("GroupDesc");
-    } else if (rule.treatment == Treatment::GroupOrderNumber) {
-      needs.insert("GroupOrders");
-    } else if (rule.treatment == Treatment::PoolAtPosition) {
-      needs.insert("PoolOrders");
-    }
-    if (!rule.refersTo.empty()) {
-      needs.insert(rule.refersTo);
-    }
-  }
-  return needs;
-}
-
-/// What has to be read to tell about the chosen tables; all of them when none is chosen.
-std::vector<db::TableDescription> TablesToRead(const std::vector<std::string>& chosen) {
-  const std::vector<db::TableDescription>& all = Catalogue();
-  if (chosen.empty()) {
-    return all;
-  }
-  std::set<std::string_view> wanted(chosen.begin(), chosen.end());
-  std::for_each(all.rbegin(), all.rend(), [&wanted](const db::TableDescription& table) {
-    if (wanted.contains(table.name)) {
-      wanted.merge(Needs(table.name));
-    }
-  });
-  std::vector<db::TableDescription> tables;
-  std::copy_if(all.begin(), all.end(), std::back_inserter(tables),
-               [&wanted](const db::TableDescription& table) { return wanted.contains(table.name); });
-  return tables;
+std::size_t PlaceOf(std::string_view table) {
+  const auto& all = Catalogue();
+  return static_cast<std::size_t>(
+      std::find_if(all.begin(), all.end(), [table](const auto& each) { return each.name == table; }) - all.begin());
 }
 
 /// Whether the run comes so far as to empty a table.
-bool IsEmptied(std::string_view table, const DestinationSchema& schema, const RunState& state) {
-  if (!state.endsIn || state.endsIn == table) {
-    return !state.endsIn || !schema.cannotEmpty.contains(table);
-  }
-  const std::vector<db::TableDescription>& all = Catalogue();
-  const auto first = std::find_if(all.begin(), all.end(), [&](const db::TableDescription& each) {
-    return each.name == table || each.name == *state.endsIn;
-  });
-  return first->name == table;
+bool IsEmptied(std::string_view table, const staging::Obstacles& obstacles, const staging::Staged& staged) {
+  return !staged.endsIn || PlaceOf(table) < PlaceOf(*staged.endsIn) ||
+         (table == *staged.endsIn && !obstacles.cannotEmpty.contains(table));
 }
 
-/// Of tables that a later truncate empties again, nothing stays.
-void EmptyAgain(const DestinationSchema& schema, const RunState& state, Report& report) {
-  for (TableReport& entry : report.tables) {
-    const auto again = schema.emptiedAgain.find(entry.table);
-    if (again != schema.emptiedAgain.end() && entry.arrivingRows && IsEmptied(again->second, schema, state)) {
-      entry.arrivingRows = 0;
-      entry.unchangedRows = 0;
+/// Puts a table's figures into the report: what is not known stays empty.
+void Enter(const staging::StagedTable& staged, const staging::Staged& all, const Preflight& preflight,
+           const std::optional<std::string>& unforeseen, const std::string& sourceSchema, TableReport& entry) {
+  entry.milliseconds = staged.milliseconds;
+  if (staged.readable) {
+    entry.sourceRows = staged.sourceRows;
+  }
+  const std::string_view name = staged.table->name;
+  if (unforeseen) {
+    entry.findings.emplace_back(finding::CannotForesee).text =
+        "What becomes of the rows cannot be foreseen: " + *unforeseen + ".";
+  } else if (staged.foreseen) {
+    entry.refusedRows = staged.refusedRows;
+    entry.arrivingRows = staged.arrivingRows;
+    if (staged.unchangedKnown) {
+      entry.unchangedRows = staged.unchangedRows;
     }
   }
-}
-
-struct Totals {
-  std::uint64_t rows = 0;
-  std::uint64_t unchanged = 0;
-  std::uint64_t changed = 0;
-};
-
-Totals Count(const Report& report) {
-  Totals totals;
-  for (const TableReport& entry : report.tables) {
-    totals.rows += entry.sourceRows.value_or(0);
-    totals.unchanged += entry.unchangedRows.value_or(0);
-    totals.changed += entry.arrivingRows.value_or(0) - entry.unchangedRows.value_or(0);
+  const auto again = preflight.emptiedAgain.find(name);
+  const bool isEmptiedAgain =
+      again != preflight.emptiedAgain.end() && IsEmptied(again->second, preflight.obstacles, all);
+  if ((all.endsIn && PlaceOf(name) > PlaceOf(*all.endsIn)) || preflight.obstacles.cannotEmpty.contains(name) ||
+      isEmptiedAgain) {
+    entry.arrivingRows = 0;
+    entry.unchangedRows = 0;
   }
-  return totals;
+  staging::AddRowFindings(staged, sourceSchema, entry);
 }
 
-std::string Verdict(const RunState& state, const Totals& totals, bool allTables) {
-  std::string text = state.endsIn ? "The run will end in " + *state.endsIn + ", because " + state.endsBecause + "."
-                                  : "The run will go through to its end.";
+std::string Verdict(const staging::Staged& staged, const Report& report, bool foreseen, bool allTables) {
+  std::string text = staged.endsIn ? "The run will end in " + *staged.endsIn + ", because " + staged.endsBecause
+                                   : std::string("The run will go through to its end");
+  text += foreseen ? "." : ", as far as can be foreseen.";
   if (!allTables) {
     text += " Only some tables were looked at.";
   }
-  return text + " Of " + std::to_string(totals.rows) + (totals.rows == 1 ? " row, " : " rows, ") +
-         std::to_string(totals.unchanged) + " will arrive unchanged, " + std::to_string(totals.changed) + " changed, " +
-         std::to_string(totals.rows - totals.unchanged - totals.changed) + " not at all.";
+  std::uint64_t rows = 0;
+  std::uint64_t arriving = 0;
+  std::uint64_t unchanged = 0;
+  bool known = true;
+  for (const TableReport& entry : report.tables) {
+    rows += entry.sourceRows.value_or(0);
+    arriving += entry.arrivingRows.value_or(0);
+    unchanged += entry.unchangedRows.value_or(0);
+    known = known && entry.sourceRows && entry.arrivingRows && entry.unchangedRows;
+  }
+  const std::string counted = std::to_string(rows) + (rows == 1 ? " row" : " rows");
+  return known ? text + " Of " + counted + ", " + std::to_string(unchanged) + " will arrive unchanged, " +
+                     std::to_string(arriving - unchanged) + " changed, " + std::to_string(rows - arriving) +
+                     " not at all."
+               : text + " The source has " + counted + "; how many of them will arrive unchanged is not known.";
 }
 
 }  // namespace
@@ -112,45 +92,53 @@ Report CheckBefore(odbc::DBConnection& source, odbc::DBConnection& destination, 
                    Progress& progress) {
   Report report{.command = Command::Before, .general = {}, .facts = {}, .tables = {}, .runEndsIn = {}, .verdict = {}};
   progress.Begin("connections");
-  std::set<std::string, std::less<>> unread = CheckConnections(source, destination, report);
+  const std::set<std::string, std::less<>> unread = CheckConnections(source, destination, report);
 
-  const std::vector<db::TableDescription> toRead = TablesToRead(tables);
-  for (const db::TableDescription& table : toRead) {
-    TableReport& entry = report.tables.emplace_back();
-    entry.table = table.name;
-  }
   progress.Begin("destination");
-  const DestinationSchema schema = CheckDestinationSchema(destination, toRead, report);
+  const staging::Writability writability = staging::BeginSession(destination);
+  staging::Destination model;
+  try {
+    model = staging::ReadDestination(destination);
+  } catch (const odbc::Error& error) {
+    if (!error.IsOfClass("42") && !error.IsOfClass("3F")) {
+      throw;
+    }
+  }
+  const bool found = !model.tables.empty();
+  const std::vector<db::TableDescription> needed = staging::TablesNeeded(destination, model, tables);
+  for (const db::TableDescription& table : needed) {
+    report.tables.emplace_back().table = table.name;
+  }
+  const auto calls = staging::ReadCalls(destination, model);
+  Preflight preflight =
+      found ? LookAtDestination(destination, model, calls, writability, report) : RefusedSchema(destination, report);
+  for (const std::string& table : unread) {
+    preflight.obstacles.cannotRead.emplace(table, "the source's table cannot be read");
+  }
+  const staging::Copies copies =
+      writability.CanStage() ? staging::CreateCopies(destination, model, needed, calls) : staging::Copies{};
+  staging::EndCreation(destination);
 
-  const bool driverRepeatsNulls = DriverRepeatsNulls(source);
-  LetterCheck letters(destination);
-  RunState state;
-  for (std::size_t i = 0; i < toRead.size(); ++i) {
-    progress.Begin(toRead[i].name);
-    TableReport& entry = report.tables[i];
-    if (unread.contains(toRead[i].name)) {
-      if (!state.endsIn) {
-        state.endsIn = toRead[i].name;
-        state.endsBecause = "the source's table cannot be read";
+  const staging::Staged staged = staging::Stage(source, destination, needed, copies, preflight.obstacles, progress);
+  bool foreseen = writability.preparesOnServer;
+  for (std::size_t i = 0; i < needed.size(); ++i) {
+    std::optional<std::string> unforeseen;
+    for (const auto* const reasons : {&copies.unforeseen, &std::as_const(preflight).unforeseen}) {
+      const auto reason = reasons->find(needed[i].name);
+      if (reason != reasons->end() && !unforeseen) {
+        unforeseen = reason->second;
       }
-      continue;
     }
-    // Of rows that refer to those of a table that cannot be read, nothing can be told; none of them arrives.
-    const std::set<std::string_view> needs = Needs(toRead[i].name);
-    if (std::any_of(needs.begin(), needs.end(), [&](std::string_view name) { return unread.contains(name); })) {
-      unread.emplace(toRead[i].name);
-      continue;
-    }
-    PredictTable(source, destination, toRead[i], schema, driverRepeatsNulls, letters, progress, state, entry);
+    foreseen = foreseen && !unforeseen;
+    Enter(staged.tables[i], staged, preflight, unforeseen, source.schema(), report.tables[i]);
   }
-  EmptyAgain(schema, state, report);
-  report.runEndsIn = state.endsIn;
-  report.verdict = Verdict(state, Count(report), tables.empty());
-  if (!tables.empty()) {
-    std::erase_if(report.tables, [&tables](const TableReport& entry) {
-      return std::find(tables.begin(), tables.end(), entry.table) == tables.end();
-    });
-  }
+  report.facts.push_back(
+      "The procedures of the destination were not run: each is taken to insert what it is given, and nothing else.");
+  std::erase_if(report.tables, [&tables](const TableReport& entry) {
+    return !tables.empty() && std::find(tables.begin(), tables.end(), entry.table) == tables.end();
+  });
+  report.runEndsIn = staged.endsIn;
+  report.verdict = Verdict(staged, report, foreseen, tables.empty());
   return report;
 }
 

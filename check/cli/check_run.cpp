@@ -105,7 +105,9 @@ Report MakeReport(const CheckRequest& request, const config::MigrationSettings& 
   Connect(source, "source", settings.source);
   Connect(destination, "destination", settings.destination);
   RequireMigratable(source, destination);
-  MakeReadOnly(destination);
+  if (request.command == Command::After) {
+    MakeReadOnly(destination);
+  }
   return request.command == Command::Before
              ? CheckBefore(source, destination, request.tables, *progress)
              : CheckAfter(source, destination, std::filesystem::current_path() / config::kLogFileName, request.tables,

@@ -50,8 +50,6 @@ inline constexpr FindingKind DestinationSchema{"destination-schema", Cost::RunEn
                                                "the configured schema does not exist, or the login may not use it"};
 inline constexpr FindingKind MissingTable{"missing-table", Cost::RunEnds, "the destination has no such table"};
 inline constexpr FindingKind NotATable{"not-a-table", Cost::RunEnds, "the table is a view or something else"};
-inline constexpr FindingKind UnusualTable{"unusual-table", Cost::CannotForesee,
-                                          "the table is partitioned, or other tables inherit from it"};
 inline constexpr FindingKind TruncateFails{"truncate-fails", Cost::RunEnds,
                                            "the table cannot be emptied: another table refers to it"};
 inline constexpr FindingKind NoTruncateRight{"no-truncate-right", Cost::RunEnds, "the login may not empty the table"};
@@ -63,41 +61,6 @@ inline constexpr FindingKind CascadeEmpties{
 inline constexpr FindingKind CascadeEmptiesMigrated{
     "cascade-empties-migrated", Cost::RowsLost,
     "a cascading truncate empties a table of the 22 that was migrated before"};
-inline constexpr FindingKind HasTriggers{"has-triggers", Cost::CannotForesee, "triggers may change or refuse rows"};
-inline constexpr FindingKind HasRules{"has-rules", Cost::CannotForesee, "rules may change or refuse rows"};
-inline constexpr FindingKind RowSecurity{"row-security", Cost::CannotForesee,
-                                         "policies of row security may hide or refuse rows"};
-inline constexpr FindingKind NoInsertRight{"no-insert-right", Cost::RunEnds, "the login may not write the rows"};
-inline constexpr FindingKind NoExecuteRight{"no-execute-right", Cost::RunEnds,
-                                            "the login may not call the procedure that writes the rows"};
-inline constexpr FindingKind NoSequenceRight{"no-sequence-right", Cost::RunEnds,
-                                             "the login may not use the sequence that numbers the rows"};
-inline constexpr FindingKind NoSelectRight{"no-select-right", Cost::CannotForesee,
-                                           "the login may not read the table, which `after` needs"};
-inline constexpr FindingKind MissingColumn{"missing-column", Cost::RunEnds,
-                                           "the table has no column of this name, which the migrator fills"};
-inline constexpr FindingKind GeneratedColumn{"generated-column", Cost::RunEnds,
-                                             "the destination generates the column and accepts no value for it"};
-inline constexpr FindingKind NotNullColumn{"not-null-column", Cost::RunEnds,
-                                           "a column that the migrator does not fill needs a value"};
-inline constexpr FindingKind NotNumbered{"not-numbered", Cost::RunEnds, "nothing numbers the rows"};
-inline constexpr FindingKind Numbering{"numbering", Cost::CannotForesee, "the rows are not numbered 1, 2, 3 …"};
-inline constexpr FindingKind DestinationType{"destination-type", Cost::RunEnds,
-                                             "the column's type does not store every value as it is"};
-inline constexpr FindingKind DestinationNarrow{"destination-narrow", Cost::CannotForesee,
-                                               "the column is shorter than what may be sent"};
-inline constexpr FindingKind DestinationPads{"destination-pads", Cost::ValueChanged,
-                                             "the column's type adds spaces to shorter texts"};
-inline constexpr FindingKind MissingProcedure{"missing-procedure", Cost::RunEnds,
-                                              "the destination has no such procedure"};
-inline constexpr FindingKind ProcedureParameters{"procedure-parameters", Cost::RunEnds,
-                                                 "the procedure's parameters are not those that it is called with"};
-inline constexpr FindingKind ProcedureOrder{"procedure-order", Cost::ValueChanged,
-                                            "the procedure's parameters are in another order than the values"};
-inline constexpr FindingKind ProcedureOverloaded{"procedure-overloaded", Cost::CannotForesee,
-                                                 "several procedures fit the call"};
-inline constexpr FindingKind UnforeseenConstraint{"unforeseen-constraint", Cost::CannotForesee,
-                                                  "a constraint that was not looked at"};
 inline constexpr FindingKind StatementRefused{"statement-refused", Cost::RunEnds,
                                               "the destination refuses the statement that writes the rows"};
 
@@ -113,11 +76,14 @@ inline constexpr FindingKind NullRepeatsRowBefore{"null-repeats-row-before", Cos
                                                   "with FreeTDS, a NULL arrives as the value of the previous row"};
 inline constexpr FindingKind ReferenceMissing{
     "reference-missing", Cost::RunEnds,
-    "a reference to a group, group order or pool that does not arrive; it ends the run"};
+    "a reference to a group, group order or pool that the source does not have; it ends the run"};
+inline constexpr FindingKind ReferenceNotMigrated{
+    "reference-not-migrated", Cost::RunEnds,
+    "a reference to a group, group order or pool that does not arrive itself"};
 inline constexpr FindingKind TextCut{"text-cut", Cost::TextCut, "a text arrives shortened"};
 inline constexpr FindingKind ZeroByte{"zero-byte", Cost::TextCut, "a text arrives up to its first zero byte"};
 inline constexpr FindingKind ValueChanged{"value-changed", Cost::ValueChanged,
-                                          "`Mode`, `RepoTerm`, `Flags` or `BrokerPoolID` arrives as another value"};
+                                          "a value arrives as another one: it is read, sent or stored otherwise"};
 inline constexpr FindingKind PointsElsewhere{"points-elsewhere", Cost::WrongRow,
                                              "a number that is kept, or a pool's, will name another row"};
 inline constexpr FindingKind DuplicateNumber{"duplicate-number", Cost::WrongRow,
@@ -134,6 +100,8 @@ inline constexpr FindingKind ForeignKey{"foreign-key", Cost::RunEnds,
                                         "a row refers to one that has not arrived; it ends the run"};
 inline constexpr FindingKind CheckViolated{"check-violated", Cost::RunEnds,
                                            "a row violates a check constraint; it ends the run"};
+inline constexpr FindingKind RowRefused{"row-refused", Cost::RunEnds,
+                                        "the destination refuses a row for another reason; it ends the run"};
 inline constexpr FindingKind CannotForesee{"cannot-foresee", Cost::CannotForesee,
                                            "something that the destination cannot be asked for beforehand"};
 

@@ -205,7 +205,8 @@ void RowRules::NoteChanges(const SourceRow& row) {
     const db::ColumnDescription& column = table_.columns[i];
     const char* const field = image_.data() + column.offset;
     if (row.IsNull(i)) {
-      const bool repeats = !columnRules_[i].onNull && nulls_[static_cast<std::size_t>(column.kind)] == NullReading::Keeps;
+      const bool repeats =
+          !columnRules_[i].onNull && nulls_[static_cast<std::size_t>(column.kind)] == NullReading::Keeps;
       Note(i, repeats ? ChangeKind::NullRepeats : ChangeKind::NullReplaced);
       continue;
     }

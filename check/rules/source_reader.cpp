@@ -147,8 +147,7 @@ SourceReader::SourceReader(const odbc::DBConnection& source, const db::TableDesc
   for (std::size_t i = 0; i < readers.size(); ++i) {
     SourceRow::Field& field = row_.fields_[i];
     statement_.Require(SQLBindCol(statement_.handle(), static_cast<SQLUSMALLINT>(i + 1), readers[i].cType,
-                                  row_.data_.data() + field.offset, static_cast<SQLLEN>(field.size),
-                                  &field.indicator));
+                                  row_.data_.data() + field.offset, static_cast<SQLLEN>(field.size), &field.indicator));
   }
 }
 

@@ -67,8 +67,8 @@ class SourceRow {
 };
 
 /// Reads a source table with the migrator's own query, so in its order, and with buffers of the same sizes, so with the
-/// same cuts; but with indicators, so that a NULL is seen. A column whose type in the source is not that of the field is
-/// selected a second time, as a text.
+/// same cuts; but with indicators, so that a NULL is seen. A column whose type in the source is not that of the field
+/// is selected a second time, as a text.
 class SourceReader {
  public:
   enum class Result : std::uint8_t {

@@ -108,7 +108,7 @@ std::optional<std::string_view> NameOf(const Destination& model, const ObjectId&
 class Creation {
  public:
   Creation(const odbc::DBConnection& destination, const Destination& model,
-           const std::map<std::string_view, std::vector<std::string>>& calls)
+           const std::map<std::string_view, ProcedureCall>& calls)
       : destination_(destination), model_(model), calls_(calls), foreignKeys_(ReadForeignKeys(destination, model)) {
     Run("CREATE TEMP TABLE bw_changed_rows (tab text, position integer)");
     Run("CREATE TEMP TABLE bw_lost_numbers (tab text, number integer)");
@@ -121,6 +121,13 @@ class Creation {
     }
     if (!relation->unforeseen.empty()) {
       result_.unforeseen.emplace(table.name, relation->unforeseen);
+      return;
+    }
+    const auto call = calls_.find(table.name);
+    if (call != calls_.end() && call->second.parameterTypes.empty()) {
+      if (call->second.unforeseen) {
+        result_.unforeseen.emplace(table.name, *call->second.unforeseen);
+      }
       return;
     }
     for (const ForeignKey& key : foreignKeys_) {
@@ -174,8 +181,7 @@ class Creation {
     }
     return key.mayRead || referred == NameOf(model_, key.table) || IsEmptiedBetween(key.referred, 0, own)
                ? std::nullopt
-               : std::optional("its foreign key " + key.name +
-                               " refers to a table whose rows the login may not read");
+               : std::optional("its foreign key " + key.name + " refers to a table whose rows the login may not read");
   }
 
   /// What the table takes from a sequence, the copy takes from one of its own: restarted where the truncate restarts
@@ -198,8 +204,7 @@ class Creation {
       const std::string name = Text(row, 1);
       Run("CREATE TEMP SEQUENCE IF NOT EXISTS " + name + " " + Text(row, 2));
       if (row.at(3)) {
-        QueryValue(destination_,
-                   "SELECT setval('pg_temp." + name + "', last_value, is_called) FROM " + *row.at(3));
+        QueryValue(destination_, "SELECT setval('pg_temp." + name + "', last_value, is_called) FROM " + *row.at(3));
       }
       Run("ALTER TABLE " + copy.path + " ALTER COLUMN " + Text(row, 0) + " SET DEFAULT nextval('pg_temp." + name +
           "')");
@@ -230,8 +235,7 @@ class Creation {
     }
     Run("ALTER TABLE " + copy.path + " ADD CONSTRAINT " + Quoted(key.name) + " FOREIGN KEY (" + key.columns +
         ") REFERENCES " + path + " (" + key.referredColumns + ")" + key.match);
-    copy.constraints.push_back(
-        {.state = "23503", .name = key.name, .original = key.name, .columns = key.columnNames});
+    copy.constraints.push_back({.state = "23503", .name = key.name, .original = key.name, .columns = key.columnNames});
   }
 
   void AddOwnColumns(const Copy& copy) const {
@@ -263,7 +267,7 @@ class Creation {
       ORDER BY a.attnum)";
     const auto called = calls_.find(copy.table->name);
     for (std::size_t i = 0; called != calls_.end() && i < copy.table->parameters.size(); ++i) {
-      copy.parameterTypes.emplace(copy.table->parameters[i].column, called->second.at(i));
+      copy.parameterTypes.emplace(copy.table->parameters[i].column, called->second.parameterTypes[i]);
     }
     for (const TextRow& row : QueryRows(destination_, sql, {copy.path})) {
       const std::string name = Text(row, 0);
@@ -326,8 +330,7 @@ class Creation {
       UNION ALL
       SELECT '23502', a.attname, a.attname, a.attname FROM pg_attribute a
       WHERE a.attrelid = ?::regclass AND a.attnum > 0 AND NOT a.attisdropped)";
-    for (const TextRow& row :
-         QueryRows(destination_, sql, {relation.id, copy.path, copy.path, copy.path, copy.path})) {
+    for (const TextRow& row : QueryRows(destination_, sql, {relation.id, copy.path, copy.path, copy.path, copy.path})) {
       copy.constraints.push_back(
           {.state = Text(row, 0), .name = Text(row, 1), .original = Text(row, 2), .columns = Lines(Text(row, 3))});
     }
@@ -335,7 +338,7 @@ class Creation {
 
   const odbc::DBConnection& destination_;
   const Destination& model_;
-  const std::map<std::string_view, std::vector<std::string>>& calls_;
+  const std::map<std::string_view, ProcedureCall>& calls_;
   std::vector<ForeignKey> foreignKeys_;
   Copies result_;
 };
@@ -389,7 +392,7 @@ std::vector<db::TableDescription> TablesNeeded(const odbc::DBConnection& destina
 
 Copies CreateCopies(const odbc::DBConnection& destination, const Destination& model,
                     const std::vector<db::TableDescription>& tables,
-                    const std::map<std::string_view, std::vector<std::string>>& calls) {
+                    const std::map<std::string_view, ProcedureCall>& calls) {
   Creation creation(destination, model, calls);
   std::for_each(tables.begin(), tables.end(), [&creation](const auto& table) { creation.Create(table); });
   return creation.TakeResult();

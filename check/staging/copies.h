@@ -2,7 +2,6 @@
 #define BW_CHECK_STAGING_COPIES_H
 
 #include <cstddef>
-#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "check/staging/destination.h"
+#include "check/staging/procedures.h"
 #include "db/table_description.h"
 #include "odbc/connection.h"
 
@@ -61,7 +61,6 @@ std::vector<std::string_view> ReplacedNumbers(const db::TableDescription& table)
 inline constexpr std::string_view kChangedRows = "pg_temp.bw_changed_rows";  ///< (tab, position), with repetitions.
 inline constexpr std::string_view kLostNumbers = "pg_temp.bw_lost_numbers";  ///< (tab, number) of rows left out.
 
-
 /// The tables, in the order of the migration, that a statement about the chosen ones needs: by what their rows refer to
 /// and by the destination's foreign keys, transitively. All when none is chosen.
 std::vector<db::TableDescription> TablesNeeded(const odbc::DBConnection& destination, const Destination& model,
@@ -73,13 +72,12 @@ struct Copies {
   std::map<std::string_view, std::string> unforeseen;
 };
 
-/// Creates the copies of the tables. `calls` has the parameter types of the tables that a procedure writes. The session
-/// must be able to write.
+/// Creates the copies of the tables. The session must be able to write.
 ///
 /// \throws odbc::Error when the destination cannot be asked.
 Copies CreateCopies(const odbc::DBConnection& destination, const Destination& model,
                     const std::vector<db::TableDescription>& tables,
-                    const std::map<std::string_view, std::vector<std::string>>& calls);
+                    const std::map<std::string_view, ProcedureCall>& calls);
 
 }  // namespace check::staging
 

@@ -252,8 +252,8 @@ void CopyWriter::ReadChanges(std::size_t row) {
     } else if (!result.IsNull()) {
       const bool isText = description.kind == db::ValueKind::Text && !SentAsNumber(description.name);
       if (isText) {
-        same = text == std::string_view(field, static_cast<std::size_t>(
-                                                    std::find(field, field + description.size, '\0') - field));
+        same = text == std::string_view(
+                           field, static_cast<std::size_t>(std::find(field, field + description.size, '\0') - field));
       } else {
         const double sent = description.kind == db::ValueKind::Double
                                 ? ValueAt<double>(field)
@@ -308,8 +308,7 @@ std::vector<std::string> CopyWriter::ColumnTooLong(std::size_t row) const {
     const db::ColumnDescription& column = copy_.table->columns[rules::ColumnPosition(*copy_.table, name)];
     const char* const field = image(row) + column.offset;
     const std::string text(field, static_cast<std::size_t>(std::find(field, field + column.size, '\0') - field));
-    const std::optional<std::string> length =
-        QueryValue(destination_, "SELECT char_length(?::text)::text", {text});
+    const std::optional<std::string> length = QueryValue(destination_, "SELECT char_length(?::text)::text", {text});
     if (length && std::stoul(*length) > limit) {
       return {name};
     }

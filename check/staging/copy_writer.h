@@ -20,10 +20,10 @@ namespace check::staging {
 
 /// Why the destination refuses a row.
 struct Refusal {
-  std::string state;                  ///< Such as "23505".
-  std::string constraint;             ///< The table's name for it; empty when none is named.
-  std::vector<std::string> columns;   ///< Those of the constraint, or the one whose value is refused; empty if unknown.
-  std::string message;                ///< The driver's diagnostics.
+  std::string state;                 ///< Such as "23505".
+  std::string constraint;            ///< The table's name for it; empty when none is named.
+  std::vector<std::string> columns;  ///< Those of the constraint, or the one whose value is refused; empty if unknown.
+  std::string message;               ///< The driver's diagnostics.
 };
 
 /// A value that is stored otherwise than it was sent.
@@ -96,8 +96,8 @@ class CopyWriter {
   const Copy& copy_;
   std::size_t imageSize_;
   std::size_t numbersPerRow_;
-  std::vector<char> images_;            ///< One more than a batch has: the row that is sent by itself.
-  std::vector<std::int32_t> numbers_;   ///< By row the position and the source's numbers.
+  std::vector<char> images_;           ///< One more than a batch has: the row that is sent by itself.
+  std::vector<std::int32_t> numbers_;  ///< By row the position and the source's numbers.
   std::size_t rows_ = 0;
   std::optional<std::size_t> assigned_;  ///< Among the numbered columns.
   std::vector<Numbering> numberings_;

@@ -113,9 +113,9 @@ std::map<ObjectId, Relation> ReadRelations(const odbc::DBConnection& destination
 class TruncateGraph {
  public:
   explicit TruncateGraph(const odbc::DBConnection& destination) {
-    for (const TextRow& row : QueryRows(
-             destination,
-             "SELECT confrelid::text, conrelid::text FROM pg_constraint WHERE contype = 'f' ORDER BY oid")) {
+    for (const TextRow& row :
+         QueryRows(destination,
+                   "SELECT confrelid::text, conrelid::text FROM pg_constraint WHERE contype = 'f' ORDER BY oid")) {
       referring_.emplace(Text(row, 0), Text(row, 1));
     }
     for (const TextRow& row : QueryRows(destination, "SELECT inhparent::text, inhrelid::text FROM pg_inherits")) {

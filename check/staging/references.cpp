@@ -40,8 +40,8 @@ RowName NameOf(const db::TableDescription& table, const TextRow& row) {
     const std::string value = row.at(place++).value_or("NULL");
     const bool text = table.columns[rules::ColumnPosition(table, column)].kind == db::ValueKind::Text;
     name.key += (name.key.empty() ? "" : ", ") + std::string(column) + " = " + value;
-    name.condition += (name.condition.empty() ? "([" : " AND [") + std::string(column) + "] = " +
-                      (text ? Literal(value) : value);
+    name.condition +=
+        (name.condition.empty() ? "([" : " AND [") + std::string(column) + "] = " + (text ? Literal(value) : value);
   }
   name.condition += ")";
   return name;
@@ -77,18 +77,19 @@ void LookAtReference(const odbc::DBConnection& destination, const Copy& copy, co
   const std::string kept = "c." + Quoted(rule.column);
   const std::string old = AsInSource(*copy.table, rule.column);
   // A number that names no row in the source is no reference, unless it names one afterwards.
-  const std::string rows = " FROM (SELECT c.*, " + old + " AS old_number, n." + source +
-                           " AS new_number FROM " + copy.path + " c LEFT JOIN " + referred.path + " n ON n." + number +
-                           " = " + kept + " LEFT JOIN (SELECT " + source + " AS number FROM " + referred.path +
-                           " UNION SELECT number FROM " + std::string(kLostNumbers) + " WHERE tab = ?) s ON s.number = " +
-                           old + " WHERE CASE WHEN s.number IS NULL THEN n." + number + " IS NOT NULL ELSE n." +
-                           source + " IS DISTINCT FROM " + old + " END) c";
+  const std::string rows = " FROM (SELECT c.*, " + old + " AS old_number, n." + source + " AS new_number FROM " +
+                           copy.path + " c LEFT JOIN " + referred.path + " n ON n." + number + " = " + kept +
+                           " LEFT JOIN (SELECT " + source + " AS number FROM " + referred.path +
+                           " UNION SELECT number FROM " + std::string(kLostNumbers) +
+                           " WHERE tab = ?) s ON s.number = " + old + " WHERE CASE WHEN s.number IS NULL THEN n." +
+                           number + " IS NOT NULL ELSE n." + source + " IS DISTINCT FROM " + old + " END) c";
   const Parameters parameters = {std::string(rule.reference->table)};
   AddRows(destination, *copy.table, rows, parameters,
           {Remark::PointsElsewhere, {std::string(rule.column)}, {}, std::string(rule.reference->table)}, staged);
-  Execute(destination,
-          "INSERT INTO " + std::string(kChangedRows) + " SELECT " + Literal(copy.table->name) + ", c.bw_position" + rows,
-          parameters);
+  Execute(
+      destination,
+      "INSERT INTO " + std::string(kChangedRows) + " SELECT " + Literal(copy.table->name) + ", c.bw_position" + rows,
+      parameters);
 }
 
 void LookAtNumbers(const odbc::DBConnection& destination, const Copy& copy, StagedTable& staged) {
@@ -98,8 +99,8 @@ void LookAtNumbers(const odbc::DBConnection& destination, const Copy& copy, Stag
   if (rules::IsFollowed(copy.table->name)) {
     AddRows(destination, *copy.table,
             " FROM (SELECT c.*, c." + source + " AS old_number, c." + number +
-                " AS new_number, row_number() OVER (PARTITION BY c." + source + " ORDER BY c.bw_position) AS place FROM " +
-                copy.path + " c) c WHERE c.place > 1",
+                " AS new_number, row_number() OVER (PARTITION BY c." + source +
+                " ORDER BY c.bw_position) AS place FROM " + copy.path + " c) c WHERE c.place > 1",
             {}, {Remark::DuplicateNumber, {std::string(rules.assigned)}, {}, {}}, staged);
   }
   if (rules.knownOutside) {

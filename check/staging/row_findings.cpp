@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "check/report/findings.h"
 #include "check/rules/rules.h"
 
 namespace check::staging {
@@ -13,45 +14,37 @@ std::string Rows(std::uint64_t count) {
   return std::to_string(count) + (count == 1 ? " row" : " rows");
 }
 
-struct Kind {
-  std::string_view id;
-  Cost cost;
-};
-
-Kind RefusalKind(std::string_view state) {
+const FindingKind& RefusalKind(std::string_view state) {
   if (state == "22001") {
-    return {"text-too-long", Cost::RunEnds};
+    return finding::TextTooLong;
   }
   if (state == "22021" || state == "22P05") {
-    return {"character-refused", Cost::RunEnds};
+    return finding::CharacterRefused;
   }
   if (state == "23505") {
-    return {"duplicate-key", Cost::RunEnds};
+    return finding::DuplicateKey;
   }
   if (state == "23503") {
-    return {"foreign-key", Cost::RunEnds};
+    return finding::ForeignKey;
   }
-  if (state == "23514") {
-    return {"check-violated", Cost::RunEnds};
-  }
-  return {"row-refused", Cost::RunEnds};
+  return state == "23514" ? finding::CheckViolated : finding::RowRefused;
 }
 
 std::string RefusalText(const RemarkKey& key, const RemarkedRows& rows) {
-  const std::string_view id = RefusalKind(key.state).id;
-  if (id == "text-too-long") {
+  const FindingKind* const kind = &RefusalKind(key.state);
+  if (kind == &finding::TextTooLong) {
     return "the text is longer than the destination's column";
   }
-  if (id == "character-refused") {
+  if (kind == &finding::CharacterRefused) {
     return "a text has a character that the destination does not have, or bytes that are no character";
   }
-  if (id == "duplicate-key") {
+  if (kind == &finding::DuplicateKey) {
     return "an earlier row has the same key (" + key.detail + ")";
   }
-  if (id == "foreign-key") {
+  if (kind == &finding::ForeignKey) {
     return "the row that it refers to has not arrived (" + key.detail + ")";
   }
-  if (id == "check-violated") {
+  if (kind == &finding::CheckViolated) {
     return "it violates " + key.detail;
   }
   return rows.message;
@@ -64,89 +57,111 @@ class Wording {
       : staged_(staged), table_(*staged.table), sourceSchema_(sourceSchema) {}
 
   Finding Word(const RemarkKey& key, const RemarkedRows& rows) const {
-    Finding finding;
+    Finding finding(KindOf(key));
     finding.rows = rows.rows;
     finding.keys = rows.keys;
     finding.arrives = rows.arrives;
-    finding.column = key.columns.size() == 1 ? key.columns.front() : "";
-    const std::string column = finding.column.empty() ? "" : "[" + finding.column + "]";
+    finding.columns = key.columns;
+    const std::string name = key.columns.size() == 1 ? key.columns.front() : "";
+    const std::string column = "[" + name + "]";
     std::string where = rows.conditions;
     switch (key.remark) {
       case Remark::NullEndsTable:
-        Set(finding, "null-ends-table", Cost::RowsLost, "NULL ends the table without a message. " + EndText());
+        finding.text = "NULL ends the table without a message. " + EndText();
         where = column + " IS NULL";
         break;
       case Remark::Unreadable:
-        Set(finding, "value-unreadable", Cost::RowsLost,
-            "A value does not convert to the column's type, which ends the table without a message. " + EndText());
+        finding.text =
+            "A value does not convert to the column's type, which ends the table without a message. " + EndText();
         break;
       case Remark::ReferenceMissing:
-        Set(finding, "reference-missing", Cost::RunEnds,
-            "There is no row of this number in " + Referred(key) +
-                ": the first such row ends the run with \"invalid map<K, T> key\" in the log.");
+        finding.text = "There is no row of this number in " + Referred(key) +
+                       ": the first such row ends the run with \"invalid map<K, T> key\" in the log.";
         where = ReferenceCondition(key);
         break;
       case Remark::ReferenceNotMigrated:
-        Set(finding, "reference-not-migrated", Cost::RunEnds,
-            "The row of " + Referred(key) +
-                " does not arrive: the first such row ends the run with \"invalid map<K, T> key\" in the log.");
+        finding.text = "The row of " + Referred(key) +
+                       " does not arrive: the first such row ends the run with \"invalid map<K, T> key\" in the log.";
         break;
       case Remark::NullReplaced:
-        Set(finding, "null-replaced", Cost::ValueChanged, "NULL arrives as a value.");
+        finding.text = "NULL arrives as a value.";
         where = column + " IS NULL";
         break;
       case Remark::NullRepeats:
-        Set(finding, "null-repeats-row-before", Cost::ValueChanged,
-            "With this driver a NULL arrives as what the previous row left in its place.");
+        finding.text = "With this driver a NULL arrives as what the previous row left in its place.";
         where = column + " IS NULL";
         break;
       case Remark::TextCut: {
-        const std::string bytes = std::to_string(table_.columns[rules::ColumnPosition(table_, finding.column)].size - 1);
-        Set(finding, "text-cut", Cost::TextCut, "The text is longer than the " + bytes + " bytes that are migrated.");
+        const std::string bytes = std::to_string(table_.columns[rules::ColumnPosition(table_, name)].size - 1);
+        finding.text = "The text is longer than the " + bytes + " bytes that are migrated.";
         where = "DATALENGTH(" + column + ") > " + bytes;
         break;
       }
       case Remark::ZeroByte:
-        Set(finding, "zero-byte", Cost::TextCut, "The text arrives up to its first zero byte.");
+        finding.text = "The text arrives up to its first zero byte.";
         break;
       case Remark::ValueChanged:
-        Set(finding, "value-changed", Cost::ValueChanged, ChangeText(finding.column));
+        finding.text = ChangeText(name);
         break;
       case Remark::StoredChanged:
-        Set(finding, "stored-changed", Cost::ValueChanged,
+        finding.text =
             "The destination stores another value than the one that is sent: its column has another type, or the "
-            "driver rounds.");
+            "driver rounds.";
         break;
       case Remark::Refused:
-        Set(finding, RefusalKind(key.state).id, Cost::RunEnds,
-            "The destination refuses the row, which ends the run: " + RefusalText(key, rows) + ".");
+        finding.text = "The destination refuses the row, which ends the run: " + RefusalText(key, rows) + ".";
         break;
       case Remark::PointsElsewhere:
-        Set(finding, "points-elsewhere", Cost::WrongRow, PointsText(key));
+        finding.text = PointsText(key);
         break;
       case Remark::DuplicateNumber:
-        Set(finding, "duplicate-number", Cost::WrongRow,
-            "An earlier row has the same number: what refers to it follows the first row.");
+        finding.text = "An earlier row has the same number: what refers to it follows the first row.";
         where = column + " IN (SELECT " + column + " FROM " + SourceTable() + " GROUP BY " + column +
                 " HAVING COUNT(*) > 1)";
         break;
       case Remark::NumbersChange:
-        Set(finding, "numbers-change", Cost::WrongRow,
-            "The rows are numbered again, and what refers to them keeps the old numbers.");
+        finding.text = "The rows are numbered again, and what refers to them keeps the old numbers.";
         where.clear();
         break;
     }
     if (key.remark != Remark::Unreadable) {
-      finding.query = Query{.side = Side::Source, .text = Select(finding.column, where)};
+      finding.query = Query{.side = Side::Source, .text = Select(name, where)};
     }
     return finding;
   }
 
  private:
-  static void Set(Finding& finding, std::string_view id, Cost cost, std::string text) {
-    finding.id = id;
-    finding.cost = cost;
-    finding.text = std::move(text);
+  static const FindingKind& KindOf(const RemarkKey& key) {
+    switch (key.remark) {
+      case Remark::NullEndsTable:
+        return finding::NullEndsTable;
+      case Remark::Unreadable:
+        return finding::ValueUnreadable;
+      case Remark::ReferenceMissing:
+        return finding::ReferenceMissing;
+      case Remark::ReferenceNotMigrated:
+        return finding::ReferenceNotMigrated;
+      case Remark::NullReplaced:
+        return finding::NullReplaced;
+      case Remark::NullRepeats:
+        return finding::NullRepeatsRowBefore;
+      case Remark::TextCut:
+        return finding::TextCut;
+      case Remark::ZeroByte:
+        return finding::ZeroByte;
+      case Remark::ValueChanged:
+      case Remark::StoredChanged:
+        return finding::ValueChanged;
+      case Remark::Refused:
+        return RefusalKind(key.state);
+      case Remark::PointsElsewhere:
+        return finding::PointsElsewhere;
+      case Remark::DuplicateNumber:
+        return finding::DuplicateNumber;
+      case Remark::NumbersChange:
+        break;
+    }
+    return finding::NumbersChange;
   }
 
   std::string SourceTable() const { return sourceSchema_ + "[" + std::string(table_.name) + "]"; }
@@ -157,13 +172,11 @@ class Wording {
       text = "As the source gives its rows now, " + std::to_string(staged_.arrivingRows) + " of " +
              Rows(staged_.sourceRows) + " will arrive. ";
     }
-    return text + "The source promises no order: at least " + Rows(staged_.endingRows) +
-           " will be lost, at most all " + std::to_string(staged_.sourceRows) + ".";
+    return text + "The source promises no order: at least " + Rows(staged_.endingRows) + " will be lost, at most all " +
+           std::to_string(staged_.sourceRows) + ".";
   }
 
-  rules::ColumnRule RuleOf(std::string_view column) const {
-    return rules::RuleOf(rules::RulesOf(table_.name), column);
-  }
+  rules::ColumnRule RuleOf(std::string_view column) const { return rules::RuleOf(rules::RulesOf(table_.name), column); }
 
   std::string Referred(const RemarkKey& key) const {
     const bool byPosition = RuleOf(key.columns.front()).reference->kind == rules::ReferenceKind::ByPosition;

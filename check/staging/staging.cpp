@@ -111,7 +111,8 @@ class TableStaging {
         progress.Rows(result_.sourceRows);
       }
       if (read == Result::Unreadable) {
-        EndTable({Remark::Unreadable, {}, {}, {}}, {.key = "row " + std::to_string(result_.sourceRows), .condition = {}});
+        EndTable({Remark::Unreadable, {}, {}, {}},
+                 {.key = "row " + std::to_string(result_.sourceRows), .condition = {}});
       } else {
         Take(rules_.Apply(reader_.row()));
       }
@@ -217,7 +218,8 @@ class TableStaging {
     }
     if (isFollowed_) {
       const std::int32_t source = pending.row.Number(rules::ColumnPosition(table_, assigned_));
-      state_.numbers[table_.name].Add(source, stored.assigned.value_or(static_cast<std::int32_t>(result_.storedRows + 1)));
+      state_.numbers[table_.name].Add(source,
+                                      stored.assigned.value_or(static_cast<std::int32_t>(result_.storedRows + 1)));
     }
     ++result_.storedRows;
     result_.arrivingRows += state_.endsIn ? 0 : 1;
@@ -355,7 +357,8 @@ Staged Stage(const odbc::DBConnection& source, const odbc::DBConnection& destina
     // Of rows that refer to those of a table that cannot be read, nothing is known.
     const std::vector<std::string_view> referred = rules::FollowedTables(table.name);
     if (ReasonOf(obstacles.cannotRead, table.name) ||
-        std::any_of(referred.begin(), referred.end(), [&unread](std::string_view name) { return unread.contains(name); })) {
+        std::any_of(referred.begin(), referred.end(),
+                    [&unread](std::string_view name) { return unread.contains(name); })) {
       unread.insert(table.name);
       result.readable = false;
       result.foreseen = false;

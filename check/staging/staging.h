@@ -16,8 +16,8 @@
 #include "db/table_description.h"
 #include "odbc/connection.h"
 
-/// Staging: every row of the source goes through the migrator's rules and into a copy of its table, in the destination's
-/// own session. What a row becomes there is what it becomes in the run.
+/// Staging: every row of the source goes through the migrator's rules and into a copy of its table, in the
+/// destination's own session. What a row becomes there is what it becomes in the run.
 namespace check::staging {
 
 /// What names a row: to a person, and in a WHERE clause on the source.

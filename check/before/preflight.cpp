@@ -1,0 +1,304 @@
+#include "check/before/preflight.h"
+
+#include <sql.h>
+#include <sqlext.h>
+
+#include <algorithm>
+#include <optional>
+#include <set>
+#include <utility>
+
+#include "check/report/findings.h"
+#include "check/rules/catalogue.h"
+#include "check/rules/rules.h"
+#include "check/sql/query.h"
+#include "check/sql/sql_text.h"
+#include "db/statement_text.h"
+#include "odbc/diagnostics.h"
+#include "odbc/statement.h"
+#include "odbc/text.h"
+
+namespace check {
+
+namespace {
+
+using staging::Reach;
+using staging::Relation;
+
+/// Has the destination parse and plan a table's statement, prepared and bound as the migrator does. Nothing is
+/// executed.
+///
+/// \returns the diagnostics when it refuses the statement.
+/// \throws odbc::Error when the connection is lost.
+std::optional<std::string> WhyRefused(const odbc::DBConnection& destination, const db::TableDescription& table) {
+  const odbc::Statement statement(destination);
+  const std::string text = db::WithSchema(table.write, destination.schema());
+  const bool isInsert = text.starts_with("INSERT");
+  const std::string asked = (isInsert ? "EXPLAIN " : "") + text;
+  // NULL for every value: what the types make of one is not the question here.
+  SQLLEN null = SQL_NULL_DATA;
+  std::vector<char> value(sizeof(double));
+  SQLSMALLINT columns = 0;
+  try {
+    statement.Require(SQLPrepare(statement.handle(), odbc::AsSqlText(asked), SQL_NTS));
+    for (std::size_t i = 0; i < table.parameters.size(); ++i) {
+      const db::ParameterDescription& parameter = table.parameters[i];
+      statement.Require(SQLBindParameter(statement.handle(), static_cast<SQLUSMALLINT>(i + 1), parameter.direction,
+                                         parameter.cType, parameter.sqlType, parameter.columnSize, 0, value.data(), 0,
+                                         &null));
+    }
+    // Planning an INSERT looks at the rights; of a CALL, asking for what it would return has it parsed.
+    statement.Require(isInsert ? SQLExecute(statement.handle()) : SQLNumResultCols(statement.handle(), &columns));
+  } catch (const odbc::Error& error) {
+    if (error.IsOfClass("08") || error.IsOfClass("57")) {
+      throw;
+    }
+    // 22 and 23: what a domain makes of NULL.
+    return error.IsOfClass("22") || error.IsOfClass("23") ? std::nullopt : std::optional<std::string>(error.what());
+  }
+  return std::nullopt;
+}
+
+/// The schema without the dot after it.
+std::string SchemaText(const odbc::DBConnection& destination) {
+  const std::string& prefix = destination.schema();
+  return "\"" + prefix.substr(0, prefix.empty() ? 0 : prefix.size() - 1) + "\"";
+}
+
+void CannotEmptyAny(Preflight& preflight, const std::string& reason) {
+  for (const db::TableDescription& table : Catalogue()) {
+    preflight.obstacles.cannotEmpty.emplace(table.name, reason);
+  }
+}
+
+class Look {
+ public:
+  Look(const odbc::DBConnection& destination, const staging::Destination& model, Report& report)
+      : destination_(destination), model_(model), report_(report) {}
+
+  void AtSession(const staging::Writability& writability) {
+    if (writability.readOnlyByDefault || writability.readOnlyDataSource) {
+      General(finding::DestinationReadOnly,
+              writability.readOnlyByDefault
+                  ? "default_transaction_read_only is on for this login or database: the run ends at the first table "
+                    "(25006)."
+                  : "The data source has ReadOnly = 1, with which the driver refuses every INSERT: the run empties the "
+                    "first table and ends.");
+      CannotEmptyAny(preflight_, "the destination is read-only");
+    }
+    if (!writability.preparesOnServer) {
+      General(finding::ClientSidePrepare,
+              "The data source has UseServerSidePrepare = 0, with which the driver leaves the returned values out of a "
+              "call: the run ends at the first row that a procedure has to write (42883). What the driver makes of "
+              "values then cannot be foreseen.");
+    }
+  }
+
+  void AtTables(const std::map<std::string_view, staging::ProcedureCall>& calls) {
+    std::set<staging::ObjectId> emptied;
+    for (std::size_t place = 0; place < Catalogue().size(); ++place) {
+      const db::TableDescription& table = Catalogue()[place];
+      const Relation* const relation = model_.Find(table.name);
+      if (relation == nullptr) {
+        Add(table.name, finding::MissingTable,
+            "There is no such table in the destination: the run ends where it is to be emptied (42P01).",
+            "SELECT schemaname, tablename FROM pg_tables WHERE tablename ILIKE " + Literal(table.name) + ";");
+        CannotEmpty(table.name, "the destination has no such table");
+        continue;
+      }
+      if (std::string_view("rpf").find(relation->kind) == std::string_view::npos) {
+        Add(table.name, finding::NotATable,
+            relation->name +
+                " is no table but a view or something else: the run ends where it is to be emptied (42809).");
+        CannotEmpty(table.name, "it is no table in the destination");
+        continue;
+      }
+      AtEmptying(table, *relation, emptied, place);
+      AtWriting(table, calls);
+    }
+    CountRows();
+  }
+
+  Preflight TakeResult() { return std::move(preflight_); }
+
+ private:
+  void AtEmptying(const db::TableDescription& table, const Relation& relation, std::set<staging::ObjectId>& emptied,
+                  std::size_t place) {
+    const Reach& reach = model_.reaches.at(table.name);
+    if (!reach.refusedBy.empty()) {
+      std::string others;
+      for (const staging::ObjectId& other : reach.refusedBy) {
+        others += (others.empty() ? "" : ", ") + model_.relations.at(other).name;
+      }
+      Add(table.name, finding::TruncateFails,
+          "The run ends where the table is to be emptied (0A000), because of a foreign key to it from " + others +
+              ", whether that has rows or not.",
+          "SELECT conrelid::regclass, conname FROM pg_constraint WHERE contype = 'f' AND confrelid = " +
+              Literal(relation.name) + "::regclass;");
+      CannotEmpty(table.name, "a foreign key from " + others + " refers to it");
+    }
+    std::set<staging::ObjectId> named(reach.emptied.begin(), reach.emptied.end());
+    named.insert(relation.id);
+    for (const staging::ObjectId& id : reach.all) {
+      const Relation& other = model_.relations.at(id);
+      const std::string with = id == relation.id ? "." : ", because its truncate reaches " + other.name + ".";
+      // What inherits from a table is emptied with the rights on that table.
+      if (!other.mayTruncate && named.contains(id)) {
+        Add(table.name, finding::NoTruncateRight,
+            "The login has no TRUNCATE right on " + other.name + ": the run ends where " + std::string(table.name) +
+                " is to be emptied (42501)" + with);
+        CannotEmpty(table.name, "the login may not truncate " + other.name);
+      }
+      if (!other.ownsSequences) {
+        Add(table.name, finding::NotSequenceOwner,
+            "The login does not own the sequences of " + other.name +
+                ", which RESTART IDENTITY requires: the run ends "
+                "where " +
+                std::string(table.name) + " is to be emptied (42501)" + with);
+        CannotEmpty(table.name, "the login does not own the sequences of " + other.name);
+      }
+      if (!other.truncateTriggers.empty()) {
+        preflight_.unforeseen.emplace(table.name, "truncating " + other.name + " fires " + other.truncateTriggers);
+      }
+    }
+    for (const staging::ObjectId& other : reach.emptied) {
+      EmptiedWith(table, place, model_.relations.at(other), emptied);
+    }
+  }
+
+  /// `emptied` has the tables outside the 22 that are reported already.
+  void EmptiedWith(const db::TableDescription& table, std::size_t place, const Relation& other,
+                   std::set<staging::ObjectId>& emptied) {
+    const auto& all = Catalogue();
+    const auto own = std::find_if(all.begin(), all.end(), [&](const db::TableDescription& each) {
+      const Relation* const relation = model_.Find(each.name);
+      return relation != nullptr && relation->id == other.id;
+    });
+    if (own == all.end()) {
+      if (emptied.insert(other.id).second) {
+        const std::optional<std::uint64_t> rows = Count(other);
+        Finding finding(finding::CascadeEmpties);
+        finding.text = "The truncate of " + std::string(table.name) + " cascades to " + other.name +
+                       ", which is not migrated: its rows are lost and do not come back." +
+                       (rows ? "" : " The login may not count them.");
+        finding.rows = rows;
+        finding.query = Query{.side = Side::Destination, .text = "SELECT count(*) FROM " + other.name + ";"};
+        AddFinding(table.name, std::move(finding));
+      }
+      return;
+    }
+    if (own - all.begin() < static_cast<std::ptrdiff_t>(place)) {
+      Add(own->name, finding::CascadeEmptiesMigrated,
+          "The rows that are migrated are emptied again: the table refers to " + std::string(table.name) +
+              ", which comes later and whose truncate cascades.",
+          "SELECT conname, confrelid::regclass FROM pg_constraint WHERE contype = 'f' AND conrelid = " +
+              Literal(other.name) + "::regclass;");
+      preflight_.emptiedAgain.emplace(own->name, table.name);
+    }
+  }
+
+  void AtWriting(const db::TableDescription& table, const std::map<std::string_view, staging::ProcedureCall>& calls) {
+    const auto call = calls.find(table.name);
+    std::optional<std::string> refused = call == calls.end() ? std::nullopt : call->second.refused;
+    if (!refused) {
+      refused = WhyRefused(destination_, table);
+    }
+    if (refused) {
+      Add(table.name, finding::StatementRefused,
+          "The destination refuses the statement that writes the rows: the run ends at the first row. " + *refused,
+          "SELECT column_name, data_type, is_nullable, column_default, is_identity FROM information_schema.columns "
+          "WHERE table_name = " +
+              Literal(table.name) + " ORDER BY ordinal_position;");
+      preflight_.obstacles.cannotWrite.emplace(table.name,
+                                               "the destination refuses the statement that writes the rows");
+    }
+  }
+
+  std::optional<std::uint64_t> Count(const Relation& relation) const {
+    if (!relation.mayRead) {
+      return std::nullopt;
+    }
+    return std::stoull(QueryValue(destination_, "SELECT count(*) FROM " + relation.name).value_or("0"));
+  }
+
+  void CountRows() {
+    std::uint64_t total = 0;
+    std::string list;
+    bool allKnown = true;
+    for (const db::TableDescription& table : Catalogue()) {
+      const Relation* const relation = model_.Find(table.name);
+      if (relation == nullptr || std::string_view("rpf").find(relation->kind) == std::string_view::npos) {
+        continue;
+      }
+      const std::optional<std::uint64_t> rows = Count(*relation);
+      allKnown = allKnown && rows;
+      total += rows.value_or(0);
+      if (rows.value_or(0) > 0) {
+        list += (list.empty() ? "" : ", ") + std::string(table.name) + " " + std::to_string(*rows);
+      }
+    }
+    const std::string counted = allKnown ? "" : " that can be counted";
+    report_.facts.push_back(total == 0 ? "Destination: the tables hold no row" + counted + " now."
+                                       : "Destination: the tables hold " + std::to_string(total) +
+                                             (total == 1 ? " row" : " rows") + counted +
+                                             " now, which the run deletes (" + list + ").");
+  }
+
+  void CannotEmpty(std::string_view table, const std::string& reason) {
+    preflight_.obstacles.cannotEmpty.emplace(table, reason);
+  }
+
+  void General(const FindingKind& kind, std::string text) { report_.general.emplace_back(kind).text = std::move(text); }
+
+  void Add(std::string_view table, const FindingKind& kind, std::string text, const std::string& query = {}) {
+    Finding finding(kind);
+    finding.text = std::move(text);
+    if (!query.empty()) {
+      finding.query = Query{.side = Side::Destination, .text = query};
+    }
+    AddFinding(table, std::move(finding));
+  }
+
+  /// Of a table that the report has no entry for, nothing is said.
+  void AddFinding(std::string_view table, Finding finding) {
+    const auto found = std::find_if(report_.tables.begin(), report_.tables.end(),
+                                    [table](const TableReport& each) { return each.table == table; });
+    if (found != report_.tables.end()) {
+      found->findings.push_back(std::move(finding));
+    }
+  }
+
+  const odbc::DBConnection& destination_;
+  const staging::Destination& model_;
+  Report& report_;
+  Preflight preflight_;
+};
+
+}  // namespace
+
+Preflight LookAtDestination(const odbc::DBConnection& destination, const staging::Destination& model,
+                            const std::map<std::string_view, staging::ProcedureCall>& calls,
+                            const staging::Writability& writability, Report& report) {
+  Look look(destination, model, report);
+  look.AtSession(writability);
+  look.AtTables(calls);
+  return look.TakeResult();
+}
+
+Preflight RefusedSchema(const odbc::DBConnection& destination, Report& report) {
+  Preflight preflight;
+  const std::optional<std::string> refused = WhyRefused(destination, Catalogue().front());
+  report.general.emplace_back(finding::DestinationSchema).text =
+      refused ? "The destination refuses the configured schema " + SchemaText(destination) +
+                    ": the run ends at the first table. " + *refused
+              : "The configured schema " + SchemaText(destination) +
+                    " is more than a name. The destination's tables and procedures were not looked at.";
+  if (refused) {
+    CannotEmptyAny(preflight, "the destination refuses the schema " + SchemaText(destination));
+  } else {
+    report.general.back().cost = Cost::CannotForesee;
+  }
+  return preflight;
+}
+
+}  // namespace check

@@ -1,0 +1,163 @@
+#include "check/staging/procedures.h"
+
+#include <sql.h>
+#include <sqlext.h>
+
+#include <algorithm>
+#include <cctype>
+
+#include "check/rules/catalogue.h"
+#include "check/sql/query.h"
+
+namespace check::staging {
+
+namespace {
+
+constexpr std::string_view kCall = "CALL {schema}\"";
+
+/// The procedure that a table's statement calls; nothing when it is an INSERT.
+std::optional<std::string> CalledProcedure(const db::TableDescription& table) {
+  if (!table.write.starts_with(kCall)) {
+    return std::nullopt;
+  }
+  const std::string_view rest = table.write.substr(kCall.size());
+  return std::string(rest.substr(0, rest.find('"')));
+}
+
+struct Parameter {
+  char mode;  ///< As in pg_proc: 'i' in, 'o' out, 'b' both, 'v' variadic.
+  std::string name;
+  std::string type;
+};
+
+struct Procedure {
+  std::string id;
+  std::string signature;
+  bool mayExecute = false;
+  bool mayInsert = false;
+  std::string runsAs;
+  std::size_t defaults = 0;
+  std::vector<Parameter> parameters;
+};
+
+std::vector<Procedure> ReadProcedures(const odbc::DBConnection& destination, const std::string& name,
+                                      const ObjectId& table) {
+  constexpr std::string_view sql = R"(
+    SELECT p.oid::text, p.oid::regprocedure::text, has_function_privilege(p.oid, 'EXECUTE')::text, r.name,
+      has_table_privilege(r.name, ?::oid, 'INSERT')::text, p.pronargdefaults::text,
+      coalesce(p.proargmodes[x.number], 'i')::text, coalesce(p.proargnames[x.number], ''), format_type(x.type, NULL)
+    FROM pg_proc p
+    CROSS JOIN LATERAL (SELECT CASE WHEN p.prosecdef THEN pg_get_userbyid(p.proowner) ELSE current_user END) AS r (name)
+    LEFT JOIN LATERAL unnest(coalesce(p.proallargtypes, p.proargtypes::oid[])) WITH ORDINALITY AS x (type, number)
+      ON true
+    WHERE p.prokind = 'p' AND p.proname = ? AND CASE
+      WHEN ? = '' THEN pg_function_is_visible(p.oid)
+      ELSE p.pronamespace = (SELECT c.relnamespace FROM pg_class c WHERE c.oid = ?::oid) END
+    ORDER BY p.oid, x.number)";
+  std::vector<Procedure> procedures;
+  for (const TextRow& row : QueryRows(destination, sql, {table, name, destination.schema(), table})) {
+    const auto text = [&row](std::size_t column) { return row.at(column).value_or(""); };
+    if (procedures.empty() || procedures.back().id != text(0)) {
+      procedures.push_back({.id = text(0),
+                            .signature = text(1),
+                            .mayExecute = text(2) == "true",
+                            .mayInsert = text(4) == "true",
+                            .runsAs = text(3),
+                            .defaults = std::stoul(text(5)),
+                            .parameters = {}});
+    }
+    if (row.at(8)) {
+      procedures.back().parameters.push_back({.mode = text(6).front(), .name = text(7), .type = text(8)});
+    }
+  }
+  return procedures;
+}
+
+/// Whether a call with so many values fits.
+bool Fits(const Procedure& procedure, std::size_t values) {
+  const bool variadic = !procedure.parameters.empty() && procedure.parameters.back().mode == 'v';
+  return values + procedure.defaults >= procedure.parameters.size() &&
+         (variadic || values <= procedure.parameters.size());
+}
+
+/// A name without what writers of procedures vary: case and underscores.
+std::string Folded(std::string_view name) {
+  std::string folded;
+  for (const char c : name) {
+    if (c != '_') {
+      folded += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+  }
+  return folded;
+}
+
+/// Why it is not known what becomes of the values: a parameter that returns what nobody expects, or the other way
+/// round, or one with the name of another column.
+std::optional<std::string> WhyUnforeseen(const db::TableDescription& table, const Procedure& procedure) {
+  if (procedure.parameters.size() != table.parameters.size()) {
+    return procedure.signature + " takes another number of parameters";
+  }
+  for (std::size_t i = 0; i < table.parameters.size(); ++i) {
+    const Parameter& parameter = procedure.parameters[i];
+    const std::string place = "parameter " + std::to_string(i + 1) + " of " + procedure.signature;
+    if ((parameter.mode != 'i') != (table.parameters[i].direction == SQL_PARAM_OUTPUT) || parameter.mode == 'v') {
+      return place + " is passed in another direction than the call expects";
+    }
+    const auto named = std::find_if(table.parameters.begin(), table.parameters.end(), [&parameter](const auto& each) {
+      return Folded(each.column) == Folded(parameter.name);
+    });
+    if (named != table.parameters.end() && named->column != table.parameters[i].column) {
+      return place + " has the name of another column than it gets, " + std::string(table.parameters[i].column);
+    }
+  }
+  return std::nullopt;
+}
+
+ProcedureCall CallOf(const db::TableDescription& table, const std::string& name,
+                     const std::vector<Procedure>& procedures) {
+  std::vector<const Procedure*> fitting;
+  for (const Procedure& procedure : procedures) {
+    if (Fits(procedure, table.parameters.size())) {
+      fitting.push_back(&procedure);
+    }
+  }
+  ProcedureCall call;
+  if (fitting.empty()) {
+    call.refused =
+        "the destination has no procedure " + name + " with " + std::to_string(table.parameters.size()) + " parameters";
+    return call;
+  }
+  const Procedure& procedure = *fitting.front();
+  if (fitting.size() > 1) {
+    call.unforeseen = std::to_string(fitting.size()) + " procedures " + name + " fit the call";
+  } else if (!procedure.mayExecute) {
+    call.refused = "the login has no EXECUTE right on " + procedure.signature;
+  } else if (!procedure.mayInsert) {
+    call.refused =
+        procedure.runsAs + ", with whose rights " + procedure.signature + " runs, has no INSERT right on the table";
+  } else {
+    call.unforeseen = WhyUnforeseen(table, procedure);
+  }
+  if (!call.unforeseen) {
+    std::transform(procedure.parameters.begin(), procedure.parameters.end(), std::back_inserter(call.parameterTypes),
+                   [](const Parameter& parameter) { return parameter.type; });
+    call.parameterTypes.resize(table.parameters.size());
+  }
+  return call;
+}
+
+}  // namespace
+
+std::map<std::string_view, ProcedureCall> ReadCalls(const odbc::DBConnection& destination, const Destination& model) {
+  std::map<std::string_view, ProcedureCall> calls;
+  for (const db::TableDescription& table : Catalogue()) {
+    const auto id = model.tables.find(table.name);
+    const std::optional<std::string> name = CalledProcedure(table);
+    if (name && id != model.tables.end()) {
+      calls.emplace(table.name, CallOf(table, *name, ReadProcedures(destination, *name, id->second)));
+    }
+  }
+  return calls;
+}
+
+}  // namespace check::staging

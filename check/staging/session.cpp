@@ -1,0 +1,72 @@
+#include "check/staging/session.h"
+
+#include <sql.h>
+#include <sqlext.h>
+
+#include <array>
+#include <stdexcept>
+
+#include "check/sql/query.h"
+#include "odbc/diagnostics.h"
+
+namespace check::staging {
+
+namespace {
+
+bool IsReadOnlyDataSource(const odbc::DBConnection& destination) {
+  std::array<char, 8> answer{};
+  return odbc::Succeeded(SQLGetInfo(destination.connection(), SQL_DATA_SOURCE_READ_ONLY, answer.data(),
+                                    static_cast<SQLSMALLINT>(answer.size()), nullptr)) &&
+         answer.front() == 'Y';
+}
+
+bool PreparesOnServer(const odbc::DBConnection& destination) {
+  // psqlODBC says that it cannot describe parameters when its data source has UseServerSidePrepare = 0.
+  SQLUSMALLINT describes = SQL_FALSE;
+  return odbc::Succeeded(SQLGetFunctions(destination.connection(), SQL_API_SQLDESCRIBEPARAM, &describes)) &&
+         describes == SQL_TRUE;
+}
+
+/// A function and not SET, which psqlODBC refuses on a data source with ReadOnly = 1.
+void Set(const odbc::DBConnection& destination, const std::string& name, const std::string& value) {
+  QueryValue(destination, "SELECT set_config(?, ?, false)", {name, value});
+}
+
+}  // namespace
+
+Writability BeginSession(const odbc::DBConnection& destination) {
+  if (QueryValue(destination, "SELECT pg_is_in_recovery()::text") == "true") {
+    throw std::runtime_error(
+        "the destination is a standby, which nothing can be written to; bw_db_migrate would end at its first table");
+  }
+  const TextRow right = QueryRows(destination,
+                                  "SELECT has_database_privilege(current_database(), 'TEMP')::text, "
+                                  "format('GRANT TEMP ON DATABASE %I TO %I;', current_database(), current_user)")
+                            .at(0);
+  if (right.at(0) != "true") {
+    throw std::runtime_error("the destination's login may not create temporary tables, which the check needs: " +
+                             right.at(1).value_or(""));
+  }
+  const Writability writability{
+      .readOnlyByDefault = QueryValue(destination, "SHOW default_transaction_read_only") == "on",
+      .readOnlyDataSource = IsReadOnlyDataSource(destination),
+      .preparesOnServer = PreparesOnServer(destination)};
+  Set(destination, "default_transaction_read_only", "off");
+  Set(destination, "lock_timeout", "60s");
+  Set(destination, "statement_timeout", "4h");
+  // Temporary tables bear the names of the tables that they are copies of, which functions must still find.
+  QueryValue(destination,
+             "SELECT set_config('search_path', concat_ws(', ', nullif(current_setting('search_path'), ''), 'pg_temp'), "
+             "false)");
+  return writability;
+}
+
+void EndCreation(const odbc::DBConnection& destination) {
+  // It holds from the next transaction on, and each statement is one.
+  Set(destination, "default_transaction_read_only", "on");
+  if (QueryValue(destination, "SHOW transaction_read_only") != "on") {
+    throw std::runtime_error("the destination's session cannot be made read-only");
+  }
+}
+
+}  // namespace check::staging
