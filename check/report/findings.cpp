@@ -39,6 +39,7 @@ constexpr std::array kAll = {
     &finding::DuplicateKey,
     &finding::ForeignKey,
     &finding::CheckViolated,
+    &finding::ParentRefused,
     &finding::RowRefused,
     &finding::CannotForesee,
     &finding::RunEnded,

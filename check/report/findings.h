@@ -100,6 +100,8 @@ inline constexpr FindingKind ForeignKey{"foreign-key", Cost::RunEnds,
                                         "a row refers to one that has not arrived; it ends the run"};
 inline constexpr FindingKind CheckViolated{"check-violated", Cost::RunEnds,
                                            "a row violates a check constraint; it ends the run"};
+inline constexpr FindingKind ParentRefused{"parent-refused", Cost::RunEnds,
+                                           "a row is refused only because the row that it refers to is refused"};
 inline constexpr FindingKind RowRefused{"row-refused", Cost::RunEnds,
                                         "the destination refuses a row for another reason; it ends the run"};
 inline constexpr FindingKind CannotForesee{"cannot-foresee", Cost::CannotForesee,

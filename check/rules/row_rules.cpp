@@ -113,6 +113,7 @@ RowRules::RowRules(const db::TableDescription& table, const NumberMaps& numbers,
 
 const Outcome& RowRules::Apply(const SourceRow& row) {
   outcome_.fate = Fate::IsSent;
+  outcome_.unreadable = false;
   outcome_.inSource = false;
   outcome_.changes.clear();
   // A bound row is fetched as a whole before anything is looked up; a column that is read by itself is translated at
@@ -131,6 +132,11 @@ const Outcome& RowRules::Apply(const SourceRow& row) {
 }
 
 bool RowRules::Read(const SourceRow& row, std::size_t column) {
+  if (row.IsUnreadable(column)) {
+    End(Fate::EndsTable, column);
+    outcome_.unreadable = true;
+    return false;
+  }
   if (row.IsNull(column)) {
     return ReadNull(column);
   }
@@ -231,7 +237,7 @@ void RowRules::NoteChanges(const SourceRow& row) {
             Note(i, ChangeKind::OtherValue);
           }
         } else if (sentAs_[i] != SQL_C_CHAR) {
-          if (Shown(image_.data(), i) != row.Text(i)) {
+          if (Shown(image_.data(), i) != rules::Shown(row.Text(i))) {
             Note(i, ChangeKind::OtherValue);
           }
         } else if (row.Text(i).find('\0') != std::string_view::npos) {
@@ -251,10 +257,8 @@ std::string RowRules::Shown(const char* image, std::size_t position) const {
     case db::ValueKind::Double:
       return rules::Shown(ValueAt<double>(field));
     case db::ValueKind::Text:
-      if (sentAs_[position] == SQL_C_CHAR) {
-        return rules::Shown(TextAt(field, column.size));
-      }
-      break;
+      return rules::Shown(sentAs_[position] == SQL_C_CHAR ? TextAt(field, column.size)
+                                                          : std::to_string(ValueAt<std::int32_t>(field)));
     case db::ValueKind::Int32:
       break;
   }

@@ -73,6 +73,7 @@ struct Change {
 struct Outcome {
   Fate fate = Fate::IsSent;
   std::size_t column = 0;       ///< The column at which the table or the run ends.
+  bool unreadable = false;      ///< Its value does not convert; otherwise it is NULL or names no migrated row.
   bool inSource = false;        ///< The row that it refers to is in the source but does not arrive.
   std::vector<Change> changes;  ///< Of a row that is sent.
 };

@@ -139,6 +139,7 @@ SourceReader::SourceReader(const odbc::DBConnection& source, const db::TableDesc
     row_.fields_[i].offset = size;
     row_.fields_[i].size = readers[i].size;
     size += readers[i].size;
+    cTypes_.push_back(readers[i].cType);
   }
   row_.data_.resize(size);
 
@@ -146,25 +147,43 @@ SourceReader::SourceReader(const odbc::DBConnection& source, const db::TableDesc
   statement_.Execute(sql.insert(sql.find(" FROM "), originals));
   for (std::size_t i = 0; i < readers.size(); ++i) {
     SourceRow::Field& field = row_.fields_[i];
-    statement_.Require(SQLBindCol(statement_.handle(), static_cast<SQLUSMALLINT>(i + 1), readers[i].cType,
-                                  row_.data_.data() + field.offset, static_cast<SQLLEN>(field.size), &field.indicator));
+    // What may not convert is read by itself, so that it does not fail the whole row.
+    if (field.original == 0) {
+      statement_.Require(SQLBindCol(statement_.handle(), static_cast<SQLUSMALLINT>(i + 1), cTypes_[i],
+                                    row_.data_.data() + field.offset, static_cast<SQLLEN>(field.size),
+                                    &field.indicator));
+    }
   }
 }
 
-SourceReader::Result SourceReader::Next() {
+bool SourceReader::Next() {
   const SQLRETURN result = SQLFetch(statement_.handle());
-  if (odbc::Succeeded(result)) {
-    return Result::Row;
-  }
   if (result == SQL_NO_DATA) {
-    return Result::End;
+    return false;
   }
-  const odbc::Error error(odbc::ReadDiagnostics(SQL_HANDLE_STMT, statement_.handle()));
-  // 07006: the type does not convert.
-  if (!error.IsOfClass("22") && error.state() != "07006") {
-    throw error;
+  statement_.Require(result);
+  for (std::size_t i = 0; i < row_.fields_.size(); ++i) {
+    if (row_.fields_[i].original != 0) {
+      Convert(i);
+    }
   }
-  return Result::Unreadable;
+  return true;
+}
+
+void SourceReader::Convert(std::size_t column) {
+  SourceRow::Field& field = row_.fields_[column];
+  const SQLRETURN result = SQLGetData(statement_.handle(), static_cast<SQLUSMALLINT>(column + 1), cTypes_[column],
+                                      row_.data_.data() + field.offset, static_cast<SQLLEN>(field.size),
+                                      &field.indicator);
+  field.unreadable = !odbc::Succeeded(result);
+  if (field.unreadable) {
+    field.indicator = 0;
+    const odbc::Error error(odbc::ReadDiagnostics(SQL_HANDLE_STMT, statement_.handle()));
+    // 07006: the type does not convert.
+    if (!error.IsOfClass("22") && error.state() != "07006") {
+      throw error;
+    }
+  }
 }
 
 std::string EmptyQuery(const db::TableDescription& table, std::string_view schema) {

@@ -47,6 +47,9 @@ class SourceRow {
   /// Whether the source's text is longer than what arrives in the field.
   bool IsCut(std::size_t column) const;
 
+  /// Whether the value does not convert to the field's type: the migrator ends the table here.
+  bool IsUnreadable(std::size_t column) const { return fields_[column].unreadable; }
+
   /// The source's own value as a text, where its type is not that of the field and reading can change it.
   std::optional<std::string_view> Original(std::size_t column) const;
 
@@ -57,6 +60,7 @@ class SourceRow {
     std::size_t offset = 0;
     std::size_t size = 0;
     SQLLEN indicator = 0;
+    bool unreadable = false;
     std::size_t original = 0;  ///< The position of the field with the source's own value; 0 when there is none.
   };
 
@@ -71,23 +75,22 @@ class SourceRow {
 /// is selected a second time, as a text.
 class SourceReader {
  public:
-  enum class Result : std::uint8_t {
-    Row,
-    Unreadable,  ///< A value does not convert to the field's type: the migrator ends the table here.
-    End,
-  };
-
   /// \throws odbc::Error with the diagnostics.
   SourceReader(const odbc::DBConnection& source, const db::TableDescription& table);
 
+  /// Reads the next row; false after the last one.
+  ///
   /// \throws odbc::Error with the diagnostics when the server or the connection fails.
-  Result Next();
+  bool Next();
 
   /// The row read last.
   const SourceRow& row() const noexcept { return row_; }
 
  private:
+  void Convert(std::size_t column);
+
   odbc::Statement statement_;
+  std::vector<SQLSMALLINT> cTypes_;
   SourceRow row_;
 };
 

@@ -111,7 +111,7 @@ class Creation {
            const std::map<std::string_view, ProcedureCall>& calls)
       : destination_(destination), model_(model), calls_(calls), foreignKeys_(ReadForeignKeys(destination, model)) {
     Run("CREATE TEMP TABLE bw_changed_rows (tab text, position integer)");
-    Run("CREATE TEMP TABLE bw_lost_numbers (tab text, number integer)");
+    Run("CREATE TEMP TABLE bw_left_out (tab text, number integer, assigned integer)");
   }
 
   void Create(const db::TableDescription& table) {
@@ -235,7 +235,17 @@ class Creation {
     }
     Run("ALTER TABLE " + copy.path + " ADD CONSTRAINT " + Quoted(key.name) + " FOREIGN KEY (" + key.columns +
         ") REFERENCES " + path + " (" + key.referredColumns + ")" + key.match);
-    copy.constraints.push_back({.state = "23503", .name = key.name, .original = key.name, .columns = key.columnNames});
+    const bool toNumber = referred && !rules::RulesOf(*referred).assigned.empty() &&
+                          key.referredColumns == ServerQuoted(rules::RulesOf(*referred).assigned);
+    copy.constraints.push_back({.state = "23503",
+                                .name = key.name,
+                                .original = key.name,
+                                .columns = key.columnNames,
+                                .numberOf = toNumber ? std::string(*referred) : ""});
+  }
+
+  std::string ServerQuoted(std::string_view name) const {
+    return QueryValue(destination_, "SELECT quote_ident(?)", {std::string(name)}).value_or("");
   }
 
   void AddOwnColumns(const Copy& copy) const {
@@ -259,7 +269,8 @@ class Creation {
               AND d.refclassid = 'pg_class'::regclass AND d.refobjid = a.attrelid AND d.refobjsubid = a.attnum
             UNION ALL
             SELECT d.refobjid FROM pg_attrdef f JOIN pg_depend d ON d.classid = f.tableoid AND d.objid = f.oid
-            WHERE f.adrelid = a.attrelid AND f.adnum = a.attnum AND d.refclassid = 'pg_class'::regclass))
+            WHERE f.adrelid = a.attrelid AND f.adnum = a.attnum AND d.refclassid = 'pg_class'::regclass)),
+        format_type(a.atttypid, a.atttypmod)
       FROM pg_attribute a
       JOIN pg_type t ON t.oid = a.atttypid
       JOIN pg_type b ON b.oid = CASE WHEN t.typtype = 'd' THEN t.typbasetype ELSE t.oid END
@@ -279,6 +290,7 @@ class Creation {
       if (column == copy.table->columns.end() || !rules::IsSent(*copy.table, name)) {
         continue;
       }
+      copy.types.emplace(name, Text(row, 5));
       const std::string type = Text(row, 1);
       bool same = false;
       if (column->kind == db::ValueKind::Int32) {

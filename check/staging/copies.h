@@ -25,6 +25,7 @@ struct CopyConstraint {
   std::string name;   ///< In the copy.
   std::string original;
   std::vector<std::string> columns;
+  std::string numberOf{};  ///< Of a foreign key to the number that another table's rows are assigned, that table.
 };
 
 /// A column that takes its numbers from a sequence.
@@ -43,6 +44,7 @@ struct Copy {
   std::set<std::size_t> exactDoubles;  ///< Of these, what is a double in the destination too: the driver may round.
   std::vector<NumberedColumn> numbered;
   std::vector<CopyConstraint> constraints;
+  std::map<std::string, std::string, std::less<>> types;  ///< Of the columns that are sent, as SQL writes them.
   /// Characters that a text column takes at most, by column; those without a limit are left out.
   std::map<std::string, std::size_t, std::less<>> limits;
   /// Whether a row may refer to one that the same statement inserts, which single statements do not allow.
@@ -59,7 +61,10 @@ std::vector<std::string_view> ReplacedNumbers(const db::TableDescription& table)
 
 /// Tables beside the copies, for all of them. Names are written in SQL as they are here.
 inline constexpr std::string_view kChangedRows = "pg_temp.bw_changed_rows";  ///< (tab, position), with repetitions.
-inline constexpr std::string_view kLostNumbers = "pg_temp.bw_lost_numbers";  ///< (tab, number) of rows left out.
+
+/// (tab, number, assigned) of rows that are left out. A refused row has got a number too, as if it had arrived: what
+/// comes after it is looked at as if it had been accepted.
+inline constexpr std::string_view kLeftOut = "pg_temp.bw_left_out";
 
 /// The tables, in the order of the migration, that a statement about the chosen ones needs: by what their rows refer to
 /// and by the destination's foreign keys, transitively. All when none is chosen.

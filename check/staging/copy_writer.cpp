@@ -47,6 +47,12 @@ Value ValueAt(const char* bytes) {
   return value;
 }
 
+std::optional<std::int32_t> Int32Of(std::string_view text) {
+  std::int32_t number = 0;
+  const auto [end, error] = std::from_chars(text.begin(), text.end(), number);
+  return error == std::errc() && end == text.end() ? std::optional(number) : std::nullopt;
+}
+
 std::optional<double> NumberOf(std::string_view text) {
   if (text == "t" || text == "true") {
     return 1;
@@ -210,6 +216,28 @@ void CopyWriter::WriteOne(std::size_t row) {
   SQLFreeStmt(one_->handle(), SQL_CLOSE);
   RestoreNumbers();
   stored_[row].refusal = Explain(error, row);
+  stored_[row].assigned = SkipNumber();
+}
+
+std::optional<std::int32_t> CopyWriter::SkipNumber() {
+  std::optional<std::int32_t> skipped;
+  for (std::size_t i = 0; i < numberings_.size(); ++i) {
+    try {
+      numberings_[i].value =
+          QueryValue(destination_, "SELECT nextval(?::regclass)::text", {numberings_[i].sequence}).value_or("");
+      numberings_[i].used = true;
+    } catch (const odbc::Error& error) {
+      // 2200H: there are no more numbers, as there are none for any later row.
+      if (error.state() != "2200H") {
+        throw;
+      }
+      continue;
+    }
+    if (i == assigned_) {
+      skipped = Int32Of(numberings_[i].value);
+    }
+  }
+  return skipped;
 }
 
 void CopyWriter::Read(const odbc::Statement& statement, std::size_t firstRow, std::size_t rows) {
@@ -224,11 +252,7 @@ void CopyWriter::Read(const odbc::Statement& statement, std::size_t firstRow, st
       numberings_[i].value = result.Text();
       numberings_[i].used = true;
       if (i == assigned_) {
-        std::int32_t number = 0;
-        const std::string_view text = result.Text();
-        if (std::from_chars(text.begin(), text.end(), number).ec == std::errc()) {
-          stored_[row].assigned = number;
-        }
+        stored_[row].assigned = Int32Of(result.Text());
       }
     }
   }
@@ -284,7 +308,7 @@ bool CopyWriter::SentAsNumber(std::string_view column) const {
 }
 
 Refusal CopyWriter::Explain(const odbc::Error& error, std::size_t row) const {
-  Refusal refusal{.state = error.state(), .constraint = {}, .columns = {}, .message = error.what()};
+  Refusal refusal{.state = error.state(), .constraint = {}, .columns = {}, .message = error.what(), .numberOf = {}};
   // The message names the constraint, in whatever language it is; the longest name that it has is meant.
   const CopyConstraint* named = nullptr;
   for (const CopyConstraint& constraint : copy_.constraints) {
@@ -296,24 +320,49 @@ Refusal CopyWriter::Explain(const odbc::Error& error, std::size_t row) const {
   if (named != nullptr) {
     refusal.constraint = named->original;
     refusal.columns = named->columns;
-  } else if (refusal.state == "22001") {
-    refusal.columns = ColumnTooLong(row);
+    refusal.numberOf = named->numberOf;
+  } else if (error.IsOfClass("22")) {
+    refusal.columns = RefusedColumn(row);
   }
   return refusal;
 }
 
-/// The first column whose text has more characters than it takes; the server counts them.
-std::vector<std::string> CopyWriter::ColumnTooLong(std::size_t row) const {
-  for (const auto& [name, limit] : copy_.limits) {
-    const db::ColumnDescription& column = copy_.table->columns[rules::ColumnPosition(*copy_.table, name)];
-    const char* const field = image(row) + column.offset;
-    const std::string text(field, static_cast<std::size_t>(std::find(field, field + column.size, '\0') - field));
-    const std::optional<std::string> length = QueryValue(destination_, "SELECT char_length(?::text)::text", {text});
-    if (length && std::stoul(*length) > limit) {
-      return {name};
+/// The first column whose value the server refuses by itself, too.
+std::vector<std::string> CopyWriter::RefusedColumn(std::size_t row) const {
+  for (const db::ColumnDescription& column : copy_.table->columns) {
+    const auto type = copy_.types.find(column.name);
+    if (type != copy_.types.end() && Refuses(row, type->first, type->second)) {
+      return {type->first};
     }
   }
   return {};
+}
+
+bool CopyWriter::Refuses(std::size_t row, const std::string& column, const std::string& type) const {
+  const db::ColumnDescription& description =
+      copy_.table->columns[rules::ColumnPosition(*copy_.table, column)];
+  const char* const field = image(row) + description.offset;
+  std::string value;
+  if (description.kind == db::ValueKind::Double) {
+    value = rules::Shown(ValueAt<double>(field));
+  } else if (description.kind == db::ValueKind::Int32 || SentAsNumber(column)) {
+    value = std::to_string(ValueAt<std::int32_t>(field));
+  } else {
+    value.assign(field, std::find(field, field + description.size, '\0'));
+  }
+  try {
+    // A cast cuts what is too long without an error, unlike an INSERT.
+    const auto limit = copy_.limits.find(column);
+    const TextRow answer =
+        QueryRows(destination_, "SELECT char_length(?::text)::text, CAST(? AS " + type + ")::text", {value, value})
+            .at(0);
+    return limit != copy_.limits.end() && std::stoul(answer.at(0).value_or("0")) > limit->second;
+  } catch (const odbc::Error& error) {
+    if (IsTrouble(error)) {
+      throw;
+    }
+    return true;
+  }
 }
 
 }  // namespace check::staging

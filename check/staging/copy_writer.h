@@ -24,6 +24,7 @@ struct Refusal {
   std::string constraint;            ///< The table's name for it; empty when none is named.
   std::vector<std::string> columns;  ///< Those of the constraint, or the one whose value is refused; empty if unknown.
   std::string message;               ///< The driver's diagnostics.
+  std::string numberOf{};  ///< See CopyConstraint.
 };
 
 /// A value that is stored otherwise than it was sent.
@@ -35,7 +36,8 @@ struct StoredValue {
 /// What became of one row.
 struct Stored {
   std::optional<Refusal> refusal;
-  std::optional<std::int32_t> assigned;  ///< The number that the destination gave it, if it numbers the rows.
+  /// The number that the destination gave it, if it numbers the rows; a refused row uses one up, too.
+  std::optional<std::int32_t> assigned;
   std::vector<StoredValue> changed;
 };
 
@@ -67,6 +69,11 @@ class CopyWriter {
   /// \throws odbc::Error when the destination fails otherwise than by refusing a row.
   const std::vector<Stored>& Write();
 
+  /// Uses up the number of a row that is not sent, and returns it. Not while rows wait for Write.
+  ///
+  /// \throws odbc::Error when the destination fails.
+  std::optional<std::int32_t> SkipNumber();
+
  private:
   struct Numbering {
     std::string sequence;
@@ -82,7 +89,8 @@ class CopyWriter {
   void RestoreNumbers();
   bool SentAsNumber(std::string_view column) const;
   Refusal Explain(const odbc::Error& error, std::size_t row) const;
-  std::vector<std::string> ColumnTooLong(std::size_t row) const;
+  std::vector<std::string> RefusedColumn(std::size_t row) const;
+  bool Refuses(std::size_t row, const std::string& column, const std::string& type) const;
 
   struct Result {
     std::vector<char> text;

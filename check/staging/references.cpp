@@ -56,12 +56,15 @@ void AddRows(const odbc::DBConnection& destination, const db::TableDescription& 
     return;
   }
   RemarkedRows& remarked = staged.remarks[key];
+  const bool points = key.remark == Remark::PointsElsewhere;
+  const std::string leads = points ? " leads to " : " becomes ";
+  const std::string became = points ? "coalesce('row ' || new_number || ' of the source', 'no row')" : "new_number::text";
   for (const TextRow& row :
        QueryRows(destination,
-                 "SELECT " + KeyList(table) + ", old_number::text, coalesce(new_number::text, 'no row')" + rows +
+                 "SELECT " + KeyList(table) + ", old_number::text, " + became + rows +
                      " ORDER BY c.bw_position LIMIT " + std::to_string(RemarkedRows::kShown),
                  parameters)) {
-    remarked.Add(NameOf(table, row), row[row.size() - 2].value_or("") + " becomes " + row.back().value_or(""));
+    remarked.Add(NameOf(table, row), row[row.size() - 2].value_or("") + leads + row.back().value_or(""));
   }
   remarked.rows = std::stoull(count);
 }
@@ -77,13 +80,15 @@ void LookAtReference(const odbc::DBConnection& destination, const Copy& copy, co
   const std::string kept = "c." + Quoted(rule.column);
   const std::string old = AsInSource(*copy.table, rule.column);
   // A number that names no row in the source is no reference, unless it names one afterwards.
-  const std::string rows = " FROM (SELECT c.*, " + old + " AS old_number, n." + source + " AS new_number FROM " +
-                           copy.path + " c LEFT JOIN " + referred.path + " n ON n." + number + " = " + kept +
-                           " LEFT JOIN (SELECT " + source + " AS number FROM " + referred.path +
-                           " UNION SELECT number FROM " + std::string(kLostNumbers) +
-                           " WHERE tab = ?) s ON s.number = " + old + " WHERE CASE WHEN s.number IS NULL THEN n." +
-                           number + " IS NOT NULL ELSE n." + source + " IS DISTINCT FROM " + old + " END) c";
-  const Parameters parameters = {std::string(rule.reference->table)};
+  const std::string rows =
+      " FROM (SELECT c.*, " + old + " AS old_number, n.source AS new_number FROM " + copy.path +
+      " c LEFT JOIN (SELECT " + number + " AS number, " + source + " AS source FROM " + referred.path +
+      " UNION ALL SELECT assigned, number FROM " + std::string(kLeftOut) + " WHERE tab = ?) n ON n.number = " + kept +
+      " LEFT JOIN (SELECT " + source + " AS number FROM " + referred.path + " UNION SELECT number FROM " +
+      std::string(kLeftOut) + " WHERE tab = ?) s ON s.number = " + old +
+      " WHERE CASE WHEN s.number IS NULL THEN n.number IS NOT NULL ELSE n.source IS DISTINCT FROM " + old +
+      " END) c";
+  const Parameters parameters(2, std::string(rule.reference->table));
   AddRows(destination, *copy.table, rows, parameters,
           {Remark::PointsElsewhere, {std::string(rule.column)}, {}, std::string(rule.reference->table)}, staged);
   Execute(
@@ -97,11 +102,21 @@ void LookAtNumbers(const odbc::DBConnection& destination, const Copy& copy, Stag
   const std::string number = Quoted(rules.assigned);
   const std::string source = Quoted(SourceNumberColumn(rules.assigned));
   if (rules::IsFollowed(copy.table->name)) {
-    AddRows(destination, *copy.table,
-            " FROM (SELECT c.*, c." + source + " AS old_number, c." + number +
-                " AS new_number, row_number() OVER (PARTITION BY c." + source +
-                " ORDER BY c.bw_position) AS place FROM " + copy.path + " c) c WHERE c.place > 1",
-            {}, {Remark::DuplicateNumber, {std::string(rules.assigned)}, {}, {}}, staged);
+    // A later row of a number that an earlier one has, refused ones included.
+    for (const TextRow& row :
+         QueryRows(destination,
+                   "SELECT number::text, (count(*) - 1)::text FROM (SELECT " + source + " AS number FROM " + copy.path +
+                       " UNION ALL SELECT number FROM " + std::string(kLeftOut) +
+                       " WHERE tab = ? AND assigned IS NOT NULL) n GROUP BY number HAVING count(*) > 1 ORDER BY number",
+                   {std::string(copy.table->name)})) {
+      RemarkedRows& remarked = staged.remarks[{Remark::DuplicateNumber, {std::string(rules.assigned)}, {}, {}}];
+      const std::string value = row.at(0).value_or("");
+      const std::uint64_t before = remarked.rows;
+      remarked.Add({.key = std::string(rules.assigned) + " = " + value,
+                    .condition = "[" + std::string(rules.assigned) + "] = " + value},
+                   {});
+      remarked.rows = before + std::stoull(row.at(1).value_or("1"));
+    }
   }
   if (rules.knownOutside) {
     AddRows(destination, *copy.table,

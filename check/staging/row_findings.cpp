@@ -111,6 +111,9 @@ class Wording {
       case Remark::Refused:
         finding.text = "The destination refuses the row, which ends the run: " + RefusalText(key, rows) + ".";
         break;
+      case Remark::ParentRefused:
+        finding.text = "The row is refused only because the row that it refers to is refused (" + key.detail + ").";
+        break;
       case Remark::PointsElsewhere:
         finding.text = PointsText(key);
         break;
@@ -154,6 +157,8 @@ class Wording {
         return finding::ValueChanged;
       case Remark::Refused:
         return RefusalKind(key.state);
+      case Remark::ParentRefused:
+        return finding::ParentRefused;
       case Remark::PointsElsewhere:
         return finding::PointsElsewhere;
       case Remark::DuplicateNumber:

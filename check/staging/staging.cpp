@@ -104,22 +104,16 @@ class TableStaging {
   }
 
   void Run(Progress& progress) {
-    using Result = rules::SourceReader::Result;
-    for (Result read = reader_.Next(); read != Result::End; read = reader_.Next()) {
+    while (reader_.Next()) {
       ++result_.sourceRows;
       if (result_.sourceRows % kRowsBetweenReports == 0) {
         progress.Rows(result_.sourceRows);
       }
-      if (read == Result::Unreadable) {
-        EndTable({Remark::Unreadable, {}, {}, {}},
-                 {.key = "row " + std::to_string(result_.sourceRows), .condition = {}});
-      } else {
-        Take(rules_.Apply(reader_.row()));
-      }
+      Take(rules_.Apply(reader_.row()));
     }
     Write();
     RecordChangedRows(true);
-    RecordLostNumbers(true);
+    RecordLeftOut(true);
   }
 
  private:
@@ -131,11 +125,9 @@ class TableStaging {
 
   void Take(const rules::Outcome& outcome) {
     if (outcome.fate == rules::Fate::EndsTable) {
-      EndTable({Remark::NullEndsTable, {Name(outcome.column)}, {}, {}}, NameOfRow(table_, reader_.row()));
-      Lose(reader_.row());
+      EndTable(outcome);
     } else if (outcome.fate == rules::Fate::EndsRun) {
       MissReference(outcome);
-      Lose(reader_.row());
     } else if (result_.endsEarly) {
       Lose(reader_.row());
     } else {
@@ -143,11 +135,13 @@ class TableStaging {
     }
   }
 
-  void EndTable(const RemarkKey& key, const RowName& name) {
+  void EndTable(const rules::Outcome& outcome) {
     Write();
-    result_.remarks[key].Add(name, {});
+    const Remark remark = outcome.unreadable ? Remark::Unreadable : Remark::NullEndsTable;
+    result_.remarks[{remark, {Name(outcome.column)}, {}, {}}].Add(NameOfRow(table_, reader_.row()), {});
     ++result_.endingRows;
     result_.endsEarly = true;
+    Lose(reader_.row());
   }
 
   void MissReference(const rules::Outcome& outcome) {
@@ -156,10 +150,14 @@ class TableStaging {
     const rules::ColumnRule rule = rules::RuleOf(rules::RulesOf(table_.name), Name(outcome.column));
     const RowName name = NameOfRow(table_, reader_.row());
     result_.remarks[{remark, {Name(outcome.column)}, {}, std::string(rule.reference->table)}].Add(name, {});
-    if (!result_.endsEarly) {
-      EndRun(Name(outcome.column) + " of " + name.key + " names " +
-             (outcome.inSource ? "a row that is not migrated" : "no row"));
+    if (result_.endsEarly) {
+      Lose(reader_.row());
+      return;
     }
+    EndRun(Name(outcome.column) + " of " + name.key + " names " +
+           (outcome.inSource ? "a row that is not migrated" : "no row"));
+    ++accepted_;
+    Assume(reader_.row(), writer_ ? writer_->SkipNumber() : std::nullopt);
   }
 
   void EndRun(const std::string& because) {
@@ -206,20 +204,21 @@ class TableStaging {
 
   /// Notes what became of a row.
   void Settle(const Pending& pending, const Stored& stored, const char* image) {
+    ++accepted_;
+    NoteChanges(pending);
     if (cannotWrite_) {
       ++result_.refusedRows;
       EndRun(*cannotWrite_);
-      Lose(pending.row);
+      Assume(pending.row, std::nullopt);
       return;
     }
     if (stored.refusal) {
-      Refuse(pending, *stored.refusal);
+      Refuse(pending, *stored.refusal, image);
+      Assume(pending.row, stored.assigned);
       return;
     }
     if (isFollowed_) {
-      const std::int32_t source = pending.row.Number(rules::ColumnPosition(table_, assigned_));
-      state_.numbers[table_.name].Add(source,
-                                      stored.assigned.value_or(static_cast<std::int32_t>(result_.storedRows + 1)));
+      state_.numbers[table_.name].Add(SourceNumber(pending.row), stored.assigned.value_or(accepted_));
     }
     ++result_.storedRows;
     result_.arrivingRows += state_.endsIn ? 0 : 1;
@@ -229,51 +228,97 @@ class TableStaging {
     }
     changedRows_.push_back(pending.position);
     RecordChangedRows(false);
-    const RowName name = NameOfRow(table_, pending.row);
-    for (const rules::Change& change : pending.changes) {
-      result_.remarks[{RemarkOf(change.kind), {Name(change.column)}, {}, {}}].Add(
-          name, ShownValue(table_, pending.row, change.column) + " arrives as " + change.arrives);
-    }
     for (const StoredValue& value : stored.changed) {
       result_.remarks[{Remark::StoredChanged, {Name(value.column)}, {}, {}}].Add(
-          name, rules_.Shown(image, value.column) + " is stored as " + value.value);
+          NameOfRow(table_, pending.row), rules_.Shown(image, value.column) + " is stored as " + value.value);
     }
   }
 
-  void Refuse(const Pending& pending, const Refusal& refusal) {
+  void NoteChanges(const Pending& pending) {
+    for (const rules::Change& change : pending.changes) {
+      const Remark remark = RemarkOf(change.kind);
+      const bool isCut = remark == Remark::TextCut || remark == Remark::ZeroByte;
+      result_.remarks[{remark, {Name(change.column)}, {}, {}}].Add(
+          NameOfRow(table_, pending.row),
+          (isCut ? "" : ShownValue(table_, pending.row, change.column) + " ") + "arrives as " + change.arrives);
+    }
+  }
+
+  void Refuse(const Pending& pending, const Refusal& refusal, const char* image) {
     ++result_.refusedRows;
     const RowName name = NameOfRow(table_, pending.row);
-    RemarkedRows& remarked = result_.remarks[{Remark::Refused, refusal.columns, refusal.state, refusal.constraint}];
+    const Remark remark = IsParentRefused(refusal, image) ? Remark::ParentRefused : Remark::Refused;
+    RemarkedRows& remarked = result_.remarks[{remark, refusal.columns, refusal.state, refusal.constraint}];
     if (remarked.rows == 0) {
       remarked.message = refusal.message;
     }
     remarked.Add(name, {});
     EndRun("the destination refuses " + name.key + " (" + refusal.state +
            (refusal.constraint.empty() ? "" : ", " + refusal.constraint) + ")");
-    Lose(pending.row);
   }
 
-  /// Takes note of the number of a row that does not arrive.
+  bool IsParentRefused(const Refusal& refusal, const char* image) const {
+    return !refusal.numberOf.empty() &&
+           QueryValue(destination_,
+                      "SELECT count(*)::text FROM " + std::string(kLeftOut) + " WHERE tab = ? AND assigned = ?::integer",
+                      {refusal.numberOf,
+                       rules_.Shown(image, rules::ColumnPosition(table_, refusal.columns.front()))}) != "0";
+  }
+
+  std::int32_t SourceNumber(const rules::SourceRow& row) const {
+    return row.Number(rules::ColumnPosition(table_, assigned_));
+  }
+
+  bool HasSourceNumber(const rules::SourceRow& row) const {
+    const std::size_t column = assigned_.empty() ? 0 : rules::ColumnPosition(table_, assigned_);
+    return !assigned_.empty() && !row.IsNull(column) && !row.IsUnreadable(column);
+  }
+
+  /// Takes note of the number of a row that does not arrive, because the table has ended.
   void Lose(const rules::SourceRow& row) {
-    if (assigned_.empty() || row.IsNull(rules::ColumnPosition(table_, assigned_))) {
-      return;
+    if (HasSourceNumber(row)) {
+      if (isFollowed_) {
+        state_.numbers[table_.name].AddLost(SourceNumber(row));
+      }
+      leftOut_.push_back({std::to_string(SourceNumber(row)), "NULL"});
+      RecordLeftOut(false);
     }
-    const std::int32_t number = row.Number(rules::ColumnPosition(table_, assigned_));
-    if (isFollowed_) {
-      state_.numbers[table_.name].AddLost(number);
-    }
-    lostNumbers_.push_back(number);
-    RecordLostNumbers(false);
   }
 
-  void RecordChangedRows(bool all) { Record(changedRows_, kChangedRows, all); }
-  void RecordLostNumbers(bool all) { Record(lostNumbers_, kLostNumbers, all); }
+  /// Takes note of the number of a row that ends the run, as if it had arrived: what comes after it is looked at as if
+  /// it did not end there.
+  void Assume(const rules::SourceRow& row, std::optional<std::int32_t> assigned) {
+    if (HasSourceNumber(row)) {
+      const std::int32_t number = assigned.value_or(accepted_);
+      if (isFollowed_) {
+        state_.numbers[table_.name].Add(SourceNumber(row), number);
+      }
+      leftOut_.push_back({std::to_string(SourceNumber(row)), std::to_string(number)});
+      RecordLeftOut(false);
+    }
+  }
 
-  void Record(std::vector<std::int32_t>& numbers, std::string_view into, bool all) const {
-    if (writer_ && (numbers.size() >= CopyWriter::kBatch || (all && !numbers.empty()))) {
-      Execute(destination_, "INSERT INTO " + std::string(into) + " SELECT ?::text, unnest(?::integer[])",
-              {std::string(table_.name), ArrayOf(numbers)});
-      numbers.clear();
+  void RecordChangedRows(bool all) {
+    if (writer_ && (changedRows_.size() >= CopyWriter::kBatch || (all && !changedRows_.empty()))) {
+      Execute(destination_,
+              "INSERT INTO " + std::string(kChangedRows) + " SELECT ?::text, unnest(?::integer[])",
+              {std::string(table_.name), ArrayOf(changedRows_)});
+      changedRows_.clear();
+    }
+  }
+
+  void RecordLeftOut(bool all) {
+    if (writer_ && (leftOut_.size() >= CopyWriter::kBatch || (all && !leftOut_.empty()))) {
+      std::string numbers;
+      std::string assigned;
+      for (const auto& [number, given] : leftOut_) {
+        numbers += (numbers.empty() ? "" : ",") + number;
+        assigned += (assigned.empty() ? "" : ",") + given;
+      }
+      Execute(destination_,
+              "INSERT INTO " + std::string(kLeftOut) + " SELECT ?::text, * FROM unnest(?::integer[], ?::integer[])",
+              {std::string(table_.name), "{" + numbers + "}", "{" + assigned + "}"});
+      leftOut_.clear();
     }
   }
 
@@ -294,8 +339,9 @@ class TableStaging {
   std::size_t pendingRows_ = 0;
   std::vector<std::int32_t> numbersOfRow_;
   std::int32_t position_ = 0;
+  std::int32_t accepted_ = 0;  ///< Rows that got a number, or would have got one.
   std::vector<std::int32_t> changedRows_;
-  std::vector<std::int32_t> lostNumbers_;
+  std::vector<std::pair<std::string, std::string>> leftOut_;  ///< The source's number and the assigned one.
 };
 
 std::optional<std::string> ReasonOf(const std::map<std::string, std::string, std::less<>>& reasons,

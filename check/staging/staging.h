@@ -41,6 +41,7 @@ enum class Remark : std::uint8_t {
   ValueChanged,   ///< On the way to the destination.
   StoredChanged,  ///< By the destination.
   Refused,
+  ParentRefused,  ///< Refused only because the row that it refers to was refused.
   PointsElsewhere,
   DuplicateNumber,
   NumbersChange,

@@ -59,7 +59,7 @@ def test_null_that_ends_a_table(workspace):
     (finding,) = result.table("LoadedPositions")["findings"]
     assert finding["cost"] == "rows-lost"
     assert finding["text"] == (
-        "NULL ends the table without a message. As the source gives its rows now, 1 of 3 rows will arrive. It promises"
+        "NULL ends the table without a message. As the source gives its rows now, 1 of 3 rows will arrive. The source promises"
         " no order: at least 1 row will be lost, at most all 3."
     )
     assert finding["query"] == {
@@ -219,7 +219,7 @@ def test_reference_to_a_row_behind_the_end_of_its_table(workspace):
     result = check(workspace, "before")
 
     assert ("GroupDesc", "null-ends-table", "GroupName", 1, ["GroupID = 2"]) in result.findings()
-    assert ("GroupOrders", "reference-missing", "GroupID", 1, ["ID = 3"]) in result.findings()
+    assert ("GroupOrders", "reference-not-migrated", "GroupID", 1, ["ID = 3"]) in result.findings()
     assert result.report["run_ends_in"] == "GroupOrders"
     assert "because GroupID of ID = 3 names a row that is not migrated" in result.text
 
@@ -390,7 +390,7 @@ def test_key_that_is_there_twice_ends_the_run(workspace):
     assert result.table("StopOrders")["arriving_rows"] == 2
     (finding,) = result.table("StopOrders")["findings"]
     assert finding["query"]["text"] == (
-        "SELECT [OrderID] FROM dbo.[StopOrders] GROUP BY [OrderID] HAVING COUNT(*) > 1;"
+        "SELECT [OrderID] FROM dbo.[StopOrders] WHERE [OrderID] = 1;"
     )
 
 
@@ -412,9 +412,9 @@ def test_check_constraint_ends_the_run(workspace):
 
     result = check(workspace, "before")
 
-    assert result.findings() == [("Orders", "check-violated", None, 1, ["OrderID = 2"])]
+    assert result.findings() == [("Orders", "check-violated", "Qty", 2, ["OrderID = 2", "OrderID = 3"])]
     assert result.table("Orders")["arriving_rows"] == 1
-    assert "The run will end in Orders, because the row violates positive (OrderID = 2)." in result.text
+    assert "The run will end in Orders, because the destination refuses OrderID = 2 (23514, positive)." in result.text
 
 
 def test_text_longer_than_the_destinations_column_ends_the_run(workspace):
@@ -443,6 +443,9 @@ def test_what_lies_behind_the_end_of_the_run_is_looked_at_as_if_it_went_on(works
     assert {(table, identifier) for table, identifier, *_ in result.findings()} == {
         ("GroupDesc", "check-violated"),
         ("GroupDesc", "duplicate-number"),
+        ("Clients", "parent-refused"),
+        ("GroupOrders", "parent-refused"),
+        ("Orders", "parent-refused"),
         ("LoadedPositions", "text-cut"),
     }
     assert result.report["run_ends_in"] == "GroupDesc"
@@ -510,8 +513,8 @@ def test_source_that_breaks_off_is_no_end_of_a_table(workspace, fault):
 
 def test_destination_that_goes_away_is_said(workspace):
     workspace.execute_destination(
-        "CREATE FUNCTION leave() RETURNS boolean LANGUAGE sql AS"
-        " $$ SELECT pg_terminate_backend(pg_backend_pid()) $$",
+        "CREATE FUNCTION leave() RETURNS boolean LANGUAGE plpgsql IMMUTABLE AS"
+        " $$ BEGIN RETURN pg_terminate_backend(pg_backend_pid()); END $$",
         'ALTER TABLE "Orders" ADD CONSTRAINT leaving CHECK (leave())',
     )
 
