@@ -30,13 +30,18 @@ def insert(path, table, **values) -> None:
         connection.execute(f"INSERT INTO [{table}] ({names}) VALUES ({markers})", list(row.values()))
 
 
+def without_constraints(definition, table) -> str:
+    """The CREATE TABLE statement of a source table, but without its key and with NULL allowed in every column."""
+    definition, dropped = re.subn(r",\s*CONSTRAINT \[\w+\] PRIMARY KEY \([^)]*\)", "", definition)
+    assert dropped == 1, table
+    return definition.replace(" NOT NULL", " NULL")
+
+
 def drop_constraints(path, table) -> None:
     """Lets a table hold NULL in every column, and several rows of the same key."""
     with contextlib.closing(sqlite3.connect(path)) as connection, connection:
         ((definition,),) = connection.execute("SELECT sql FROM sqlite_master WHERE name = ?", (table,)).fetchall()
-        definition, dropped = re.subn(r",\s*CONSTRAINT \[\w+\] PRIMARY KEY \([^)]*\)", "", definition)
-        assert dropped == 1, table
         connection.execute(f"ALTER TABLE [{table}] RENAME TO constrained")
-        connection.execute(definition.replace(" NOT NULL", " NULL"))
+        connection.execute(without_constraints(definition, table))
         connection.execute(f"INSERT INTO [{table}] SELECT * FROM constrained")
         connection.execute("DROP TABLE constrained")
