@@ -82,7 +82,7 @@ class _Source:
             for table, rows in self.rows.items()
             for row in rows
             for name, value in row.items()
-            if value is not None and row.get("KeyName") != "dbver" and _columns()[table][name].startswith(kinds)
+            if value is not None and row.get("KeyName") != "dbver" and columns()[table][name].startswith(kinds)
             and (table, name) not in self.types
         ]
         return chance.choice(choices) if choices else (None, None, None)
@@ -91,8 +91,8 @@ class _Source:
 def create(path, seed: int, flaws: int, each=None, some=None) -> list[str]:
     """Creates the source anew with the given number of flaws, and returns what they are.
 
-    `each` and `some` map columns, such as "Clients.Num", to values. Those of `each` go round and round through all rows
-    of the table; each of `some` stands in one row.
+    `each` and `some` map columns, such as "Clients.Num", to values. Those of `each` are repeated through all rows of the
+    table. Of `some`, at most four, each is in one row: the first values of a table's columns in the same row, and so on.
     """
     chance = random.Random(seed)
     counts = {table: chance.randint(1 if table in _REFERRED else 0, _MOST_ROWS) for table in sample_data.TABLES}
@@ -107,13 +107,14 @@ def create(path, seed: int, flaws: int, each=None, some=None) -> list[str]:
         for number, row in enumerate(_ordinary_rows(made.rows[table])):
             row[name] = values[number % len(values)]
     done = []
+    chosen = {}  # of each table, so that values of several columns meet in a row
     for column, values in (some or {}).items():
         table, _, name = column.partition(".")
         rows = _ordinary_rows(made.rows[table])
-        chosen = sorted(chance.sample(range(len(rows)), min(len(values), len(rows))))
-        for number, value in zip(chosen, values, strict=False):
+        numbers = chosen.setdefault(table, sorted(chance.sample(range(len(rows)), _FEWEST_WISHED_ROWS)))
+        for number, value in zip(numbers, values, strict=False):
             rows[number][name] = value
-        done.append(f"{column}: {values[: len(chosen)]!r} in rows {chosen}")
+        done.append(f"{column}: {values!r} in rows {numbers[: len(values)]}")
     done += [chance.choice(_FLAWS)(chance, made) for _ in range(flaws)]
     _write(path, made)
     return done
@@ -140,7 +141,7 @@ def _definitions() -> dict[str, str]:
 
 
 @functools.cache
-def _columns() -> dict[str, dict[str, str]]:
+def columns() -> dict[str, dict[str, str]]:
     """The declared type of each column of each table."""
     with contextlib.closing(sqlite3.connect(":memory:")) as connection:
         for definition in _definitions().values():
@@ -158,7 +159,7 @@ def _write(path, made) -> None:
         connection.execute("PRAGMA synchronous = OFF")
         for table, rows in made.rows.items():
             definition = _definitions()[table]
-            for name in _columns()[table]:
+            for name in columns()[table]:
                 if (table, name) in made.types:
                     definition, changed = re.subn(
                         rf"\[{name}\] \S+ NULL", f"[{name}] {made.types[table, name]} NULL", definition
@@ -178,7 +179,7 @@ def _ordinary_rows(rows) -> list[dict]:
 def _clean_rows(chance, counts) -> dict[str, list[dict]]:
     rows = {}
     for table in sample_data.TABLES:
-        kinds = _columns()[table]
+        kinds = columns()[table]
         rows[table] = [
             {name: _value(chance, table, name, kind, number, counts) for name, kind in kinds.items()}
             for number in range(1, counts[table] + 1)
@@ -193,7 +194,7 @@ def _value(chance, table, name, kind, number, counts):
     if (table, name) in REFERENCES:
         referred = REFERENCES[table, name]
         return chance.randint(1, counts[referred]) if counts[referred] else 0
-    if table in _NUMBERED and name == next(iter(_columns()[table])):
+    if table in _NUMBERED and name == next(iter(columns()[table])):
         return number
     if kind == "int":
         # Unlike for every row, so that no key of a clean source is there twice.
@@ -356,7 +357,7 @@ def _trailing_spaces(chance, made) -> str:
     table, row, name = made.some_value(chance, ("varchar",))
     if row is None:
         return "nothing"
-    row[name] = (row[name] + chance.randint(1, 9) * " ")[: _width(_columns()[table][name])]
+    row[name] = (row[name] + chance.randint(1, 9) * " ")[: _width(columns()[table][name])]
     return f"{table}.{name} = {row[name]!r}"
 
 
@@ -369,17 +370,17 @@ def _odd_text(chance, made) -> str:
         ("", "'", "\\", "\\'", "\\'); --", "'); DROP TABLE \"Orders\"; --", '"', "?", "$1", "%s", "{fn now()}", "a\nb",
          "\t", "\r\n", "NULL", "\\N", "(1,2)", "\x7f", "\x1b[1m")
     )  # fmt: skip
-    row[name] = text[: _width(_columns()[table][name])]
+    row[name] = text[: _width(columns()[table][name])]
     return f"{table}.{name} = {row[name]!r}"
 
 
 def _odd_double(chance, made) -> str:
-    """A double that has more digits than the driver sends, or that is at an end of the range."""
+    """A double that has many digits, or that is at an end of the range."""
     table, row, name = made.some_value(chance, ("float",))
     if row is None:
         return "nothing"
     row[name] = chance.choice(
-        (0.1 + 0.2, 1 / 3, 123456789.12345679, 9007199254740993.0, -0.0, 5e-324, 1.7976931348623157e308, -1e-300)
+        (0.1 + 0.2, 1 / 3, 123456789.12345679, 9007199254740992.0, 5e-324, 1.7976931348623157e308, -1e-300)
     )
     return f"{table}.{name} = {row[name]!r}"
 

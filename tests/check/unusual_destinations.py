@@ -222,7 +222,7 @@ _KEYS = {
     "no key at all": Destination(('ALTER TABLE "SecMinQt" DROP CONSTRAINT "SecMinQt_pkey"',), {"SecMinQt.SecCode": ("A",)}),
     "another key": Destination(
         ('ALTER TABLE "LoadedPositions" DROP CONSTRAINT "LoadedPositions_pkey", ADD PRIMARY KEY ("PosType", "FirmID")',),
-        some={"LoadedPositions.PosID": (3, 3), "LoadedPositions.PosType": (5, 5)},
+        some={"LoadedPositions.FirmID": ("A", "A"), "LoadedPositions.PosType": (5, 5)},
     ),
     "exclusion of ranges": _add(
         "LoadedPositions",
@@ -513,7 +513,10 @@ _OLD_MINIMA = """INSERT INTO "SecMinQt" SELECT n, n, n FROM generate_series(1, 4
 _FOREIGN_KEYS = {
     "foreign key to an earlier table": _add("GroupStopOrders", _STOP_KEY, some=_STOP_ROWS),
     "foreign key of a new number": _add(
-        "OrdersInPool", 'FOREIGN KEY ("PoolID") REFERENCES "PoolOrders"', some={"PoolOrders.PoolID": (7,)}
+        "OrdersInPool",
+        'FOREIGN KEY ("PoolID") REFERENCES "PoolOrders"',
+        each={"OrdersInPool.PoolID": (1, 2, 3, 4)},
+        some={"PoolOrders.PoolID": (77,)},
     ),
     "foreign key of orders that are numbered anew": _add(
         "StopOrders", 'FOREIGN KEY ("GroupOrderID") REFERENCES "GroupOrders"', some={"StopOrders.GroupOrderID": (77, 0)}
@@ -544,12 +547,8 @@ _FOREIGN_KEYS = {
         },
         {"LoadedSecuritiesClientPrices.Code": ("Z",), "LoadedSecurities.SecCode": ("ABCDE",)},
     ),
-    "foreign key between two types": Destination(
-        (
-            _type("GroupStopOrders.GroupID", "numeric"),
-            f'ALTER TABLE "GroupStopOrders" ADD {_STOP_KEY}',
-        ),
-        some=_STOP_ROWS,
+    "foreign key between two types": _column(
+        "LoadedSecurities.SecID", "numeric(9, 1)", some=(77,)
     ),
     "foreign key whose triggers are off": Destination(
         (f'ALTER TABLE "GroupStopOrders" ADD {_STOP_KEY}', 'ALTER TABLE "GroupStopOrders" DISABLE TRIGGER ALL'),
