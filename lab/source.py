@@ -45,3 +45,15 @@ def drop_constraints(path, table) -> None:
         connection.execute(without_constraints(definition, table))
         connection.execute(f"INSERT INTO [{table}] SELECT * FROM constrained")
         connection.execute("DROP TABLE constrained")
+
+
+def change_type(path, table, column, declaration) -> None:
+    """Declares a column with another type; the values stay as they are, apart from what the new type makes of them."""
+    with contextlib.closing(sqlite3.connect(path)) as connection, connection:
+        ((definition,),) = connection.execute("SELECT sql FROM sqlite_master WHERE name = ?", (table,)).fetchall()
+        definition, changed = re.subn(rf"\[{column}\] \S+", f"[{column}] {declaration}", definition)
+        assert changed == 1, (table, column)
+        connection.execute(f"ALTER TABLE [{table}] RENAME TO declared")
+        connection.execute(definition)
+        connection.execute(f"INSERT INTO [{table}] SELECT * FROM declared")
+        connection.execute("DROP TABLE declared")

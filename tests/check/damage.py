@@ -24,7 +24,7 @@ _WITHOUT_TRIGGERS = "SET session_replication_role = replica"
 @dataclasses.dataclass
 class Damage:
     statements: list[str]
-    expected: list[tuple]  # table, identifier, columns and number of rows of each finding
+    expected: list[tuple]  # table, identifier, column and number of rows of each finding
 
 
 class Damages:
@@ -64,7 +64,7 @@ class Damages:
         for table, row in self._some_rows():
             if not self._is_referred(table, row):
                 statement = f'DELETE FROM "{table}" WHERE {_this(row)}'
-                yield Damage([statement], [(table, "rows-missing", (), 1)])
+                yield Damage([statement], [(table, "rows-missing", None, 1)])
 
     def double(self):
         """A row that no other one refers to, in a table whose rows are numbered by the destination."""
@@ -74,7 +74,7 @@ class Damages:
             names = [name for name in row if name != "ctid" and (table, name) not in what_happened.ASSIGNED]
             columns = ", ".join(f'"{name}"' for name in names)
             statement = f'INSERT INTO "{table}" ({columns}) SELECT {columns} FROM "{table}" WHERE {_this(row)}'
-            yield Damage([statement], [(table, "rows-unexpected", (), 1)])
+            yield Damage([statement], [(table, "rows-unexpected", None, 1)])
 
     def change_a_number(self):
         return self._change("double precision", _NUMBER)
@@ -94,7 +94,7 @@ class Damages:
                 if others:
                     to = self._chance.choice(others)[number]
                     statement = f'UPDATE "{table}" SET "{column}" = {to} WHERE {_this(row)}'
-                    yield Damage([statement], [(table, "rows-different", (column,), 1)])
+                    yield Damage([statement], [(table, "rows-different", column, 1)])
 
     def exchange_numbers(self):
         """The numbers of two rows of other content to which rows refer."""
@@ -128,7 +128,7 @@ class Damages:
             if columns:
                 column = self._chance.choice(columns)
                 statement = f'UPDATE "{table}" SET "{column}" = {value} WHERE {_this(row)}'
-                yield Damage([statement], [(table, "rows-different", (column,), 1)])
+                yield Damage([statement], [(table, "rows-different", column, 1)])
 
     def _some_rows(self, of=None):
         """A row of each table that has one."""
@@ -182,7 +182,7 @@ class Damages:
                 if alike.setdefault(self._content(referring, row, {column}), row[column]) != row[column]:
                     return None
             if rows:
-                findings.append((referring, "rows-different", (column,), len(rows)))
+                findings.append((referring, "rows-different", column, len(rows)))
         # A row with two such references would be one finding.
         tables = [referring for referring, *_ in findings]
         return findings if len(set(tables)) == len(tables) else None
