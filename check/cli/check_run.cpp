@@ -20,10 +20,12 @@
 #include "check/cli/terminal.h"
 #include "check/report/json_report.h"
 #include "check/report/text_report.h"
+#include "check/staging/session.h"
 #include "config/file_names.h"
 #include "config/migration_settings.h"
 #include "config/profile_file.h"
 #include "odbc/connection.h"
+#include "odbc/diagnostics.h"
 #include "odbc/secret.h"
 
 namespace check {
@@ -108,10 +110,18 @@ Report MakeReport(const CheckRequest& request, const config::MigrationSettings& 
   if (request.command == Command::After) {
     MakeReadOnly(destination);
   }
-  return request.command == Command::Before
-             ? CheckBefore(source, destination, request.tables, *progress)
-             : CheckAfter(source, destination, std::filesystem::current_path() / config::kLogFileName, request.tables,
-                          *progress);
+  try {
+    return request.command == Command::Before
+               ? CheckBefore(source, destination, request.tables, *progress)
+               : CheckAfter(source, destination, std::filesystem::current_path() / config::kLogFileName, request.tables,
+                            *progress);
+  } catch (const odbc::Error& error) {
+    // 55P03: a lock was not granted in time.
+    if (error.state() != "55P03") {
+      throw;
+    }
+    throw std::runtime_error("a table of the destination is locked: " + staging::WhoBlocks(destination));
+  }
 }
 
 void RequireWritten() {

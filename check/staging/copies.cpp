@@ -42,6 +42,7 @@ struct ForeignKey {
   std::string referredName;  ///< As it is written in SQL, after FROM.
   bool mayRead = false;
   std::vector<std::string> columnNames;
+  std::vector<std::string> referredColumnNames;
 };
 
 std::vector<ForeignKey> ReadForeignKeys(const odbc::DBConnection& destination, const Destination& model) {
@@ -52,7 +53,7 @@ std::vector<ForeignKey> ReadForeignKeys(const odbc::DBConnection& destination, c
       CASE c.relkind WHEN 'r' THEN 'ONLY ' ELSE '' END || format('%I.%I', n.nspname, c.relname),
       (has_table_privilege(c.oid, 'SELECT') AND has_schema_privilege(n.oid, 'USAGE')
         AND NOT row_security_active(c.oid))::text,
-      own.names
+      own.names, referred.names
     FROM pg_constraint k
     JOIN pg_class c ON c.oid = k.confrelid
     JOIN pg_namespace n ON n.oid = c.relnamespace
@@ -62,7 +63,8 @@ std::vector<ForeignKey> ReadForeignKeys(const odbc::DBConnection& destination, c
       FROM unnest(k.conkey) WITH ORDINALITY AS x (number, place)
       JOIN pg_attribute a ON a.attrelid = k.conrelid AND a.attnum = x.number) AS own ON true
     JOIN LATERAL (
-      SELECT string_agg(quote_ident(a.attname), ', ' ORDER BY x.place) AS list
+      SELECT string_agg(quote_ident(a.attname), ', ' ORDER BY x.place) AS list,
+        string_agg(a.attname, E'\n' ORDER BY x.place) AS names
       FROM unnest(k.confkey) WITH ORDINALITY AS x (number, place)
       JOIN pg_attribute a ON a.attrelid = k.confrelid AND a.attnum = x.number) AS referred ON true
     WHERE k.contype = 'f' AND EXISTS (
@@ -85,7 +87,8 @@ std::vector<ForeignKey> ReadForeignKeys(const odbc::DBConnection& destination, c
                       .match = Text(row, 6),
                       .referredName = Text(row, 7),
                       .mayRead = Text(row, 8) == "true",
-                      .columnNames = Lines(Text(row, 9))});
+                      .columnNames = Lines(Text(row, 9)),
+                      .referredColumnNames = Lines(Text(row, 10))});
     }
   }
   return keys;
@@ -112,6 +115,7 @@ class Creation {
       : destination_(destination), model_(model), calls_(calls), foreignKeys_(ReadForeignKeys(destination, model)) {
     Run("CREATE TEMP TABLE bw_changed_rows (tab text, position integer)");
     Run("CREATE TEMP TABLE bw_left_out (tab text, number integer, assigned integer)");
+    Run("CREATE TEMP TABLE bw_refused_keys (key text, content text)");
   }
 
   void Create(const db::TableDescription& table) {
@@ -217,7 +221,7 @@ class Creation {
     }
   }
 
-  void AddForeignKey(Copy& copy, const ForeignKey& key) const {
+  void AddForeignKey(Copy& copy, const ForeignKey& key) {
     const std::size_t own = PlaceOf(copy.table->name);
     const std::optional<std::string_view> referred = NameOf(model_, key.referred);
     std::string path = "pg_temp.bw_referred_" + key.id;
@@ -235,17 +239,14 @@ class Creation {
     }
     Run("ALTER TABLE " + copy.path + " ADD CONSTRAINT " + Quoted(key.name) + " FOREIGN KEY (" + key.columns +
         ") REFERENCES " + path + " (" + key.referredColumns + ")" + key.match);
-    const bool toNumber = referred && !rules::RulesOf(*referred).assigned.empty() &&
-                          key.referredColumns == ServerQuoted(rules::RulesOf(*referred).assigned);
-    copy.constraints.push_back({.state = "23503",
-                                .name = key.name,
-                                .original = key.name,
-                                .columns = key.columnNames,
-                                .numberOf = toNumber ? std::string(*referred) : ""});
-  }
-
-  std::string ServerQuoted(std::string_view name) const {
-    return QueryValue(destination_, "SELECT quote_ident(?)", {std::string(name)}).value_or("");
+    const auto parent = referred ? result_.copies.find(*referred) : result_.copies.end();
+    CopyConstraint constraint{
+        .state = "23503", .name = key.name, .original = key.name, .columns = key.columnNames, .referred = {}};
+    if (parent != result_.copies.end()) {
+      parent->second.referredColumns.push_back(key.referredColumnNames);
+      constraint.referred = KeyTo(*referred, key.referredColumnNames);
+    }
+    copy.constraints.push_back(std::move(constraint));
   }
 
   void AddOwnColumns(const Copy& copy) const {
@@ -359,6 +360,14 @@ class Creation {
 
 std::string SourceNumberColumn(std::string_view column) {
   return "bw_source_" + std::string(column);
+}
+
+std::string KeyTo(std::string_view table, const std::vector<std::string>& columns) {
+  std::string key(table);
+  for (const std::string& column : columns) {
+    key += "," + column;
+  }
+  return key;
 }
 
 std::vector<std::string_view> ReplacedNumbers(const db::TableDescription& table) {

@@ -25,7 +25,7 @@ struct CopyConstraint {
   std::string name;   ///< In the copy.
   std::string original;
   std::vector<std::string> columns;
-  std::string numberOf{};  ///< Of a foreign key to the number that another table's rows are assigned, that table.
+  std::string referred{};  ///< Of a foreign key to a copy, its table and columns, see KeyTo.
 };
 
 /// A column that takes its numbers from a sequence.
@@ -47,6 +47,7 @@ struct Copy {
   std::map<std::string, std::string, std::less<>> types;  ///< Of the columns that are sent, as SQL writes them.
   /// Characters that a text column takes at most, by column; those without a limit are left out.
   std::map<std::string, std::size_t, std::less<>> limits;
+  std::vector<std::vector<std::string>> referredColumns;  ///< What foreign keys of other copies refer to.
   /// Whether a row may refer to one that the same statement inserts, which single statements do not allow.
   bool refersToItself = false;
 };
@@ -65,6 +66,12 @@ inline constexpr std::string_view kChangedRows = "pg_temp.bw_changed_rows";  ///
 /// (tab, number, assigned) of rows that are left out. A refused row has got a number too, as if it had arrived: what
 /// comes after it is looked at as if it had been accepted.
 inline constexpr std::string_view kLeftOut = "pg_temp.bw_left_out";
+
+/// (key, content) of refused rows: what foreign keys refer to, see KeyTo.
+inline constexpr std::string_view kRefusedKeys = "pg_temp.bw_refused_keys";
+
+/// Names columns of a table that a foreign key refers to.
+std::string KeyTo(std::string_view table, const std::vector<std::string>& columns);
 
 /// The tables, in the order of the migration, that a statement about the chosen ones needs: by what their rows refer to
 /// and by the destination's foreign keys, transitively. All when none is chosen.

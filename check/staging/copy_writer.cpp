@@ -308,7 +308,7 @@ bool CopyWriter::SentAsNumber(std::string_view column) const {
 }
 
 Refusal CopyWriter::Explain(const odbc::Error& error, std::size_t row) const {
-  Refusal refusal{.state = error.state(), .constraint = {}, .columns = {}, .message = error.what(), .numberOf = {}};
+  Refusal refusal{.state = error.state(), .constraint = {}, .columns = {}, .message = error.what(), .referred = {}};
   // The message names the constraint, in whatever language it is; the longest name that it has is meant.
   const CopyConstraint* named = nullptr;
   for (const CopyConstraint& constraint : copy_.constraints) {
@@ -320,7 +320,7 @@ Refusal CopyWriter::Explain(const odbc::Error& error, std::size_t row) const {
   if (named != nullptr) {
     refusal.constraint = named->original;
     refusal.columns = named->columns;
-    refusal.numberOf = named->numberOf;
+    refusal.referred = named->referred;
   } else if (error.IsOfClass("22")) {
     refusal.columns = RefusedColumn(row);
   }
@@ -339,8 +339,7 @@ std::vector<std::string> CopyWriter::RefusedColumn(std::size_t row) const {
 }
 
 bool CopyWriter::Refuses(std::size_t row, const std::string& column, const std::string& type) const {
-  const db::ColumnDescription& description =
-      copy_.table->columns[rules::ColumnPosition(*copy_.table, column)];
+  const db::ColumnDescription& description = copy_.table->columns[rules::ColumnPosition(*copy_.table, column)];
   const char* const field = image(row) + description.offset;
   std::string value;
   if (description.kind == db::ValueKind::Double) {

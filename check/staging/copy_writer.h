@@ -24,7 +24,7 @@ struct Refusal {
   std::string constraint;            ///< The table's name for it; empty when none is named.
   std::vector<std::string> columns;  ///< Those of the constraint, or the one whose value is refused; empty if unknown.
   std::string message;               ///< The driver's diagnostics.
-  std::string numberOf{};  ///< See CopyConstraint.
+  std::string referred{};            ///< See CopyConstraint.
 };
 
 /// A value that is stored otherwise than it was sent.

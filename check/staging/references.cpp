@@ -58,12 +58,12 @@ void AddRows(const odbc::DBConnection& destination, const db::TableDescription& 
   RemarkedRows& remarked = staged.remarks[key];
   const bool points = key.remark == Remark::PointsElsewhere;
   const std::string leads = points ? " leads to " : " becomes ";
-  const std::string became = points ? "coalesce('row ' || new_number || ' of the source', 'no row')" : "new_number::text";
-  for (const TextRow& row :
-       QueryRows(destination,
-                 "SELECT " + KeyList(table) + ", old_number::text, " + became + rows +
-                     " ORDER BY c.bw_position LIMIT " + std::to_string(RemarkedRows::kShown),
-                 parameters)) {
+  const std::string became =
+      points ? "coalesce('row ' || new_number || ' of the source', 'no row')" : "new_number::text";
+  for (const TextRow& row : QueryRows(destination,
+                                      "SELECT " + KeyList(table) + ", old_number::text, " + became + rows +
+                                          " ORDER BY c.bw_position LIMIT " + std::to_string(RemarkedRows::kShown),
+                                      parameters)) {
     remarked.Add(NameOf(table, row), row[row.size() - 2].value_or("") + leads + row.back().value_or(""));
   }
   remarked.rows = std::stoull(count);
@@ -86,8 +86,7 @@ void LookAtReference(const odbc::DBConnection& destination, const Copy& copy, co
       " UNION ALL SELECT assigned, number FROM " + std::string(kLeftOut) + " WHERE tab = ?) n ON n.number = " + kept +
       " LEFT JOIN (SELECT " + source + " AS number FROM " + referred.path + " UNION SELECT number FROM " +
       std::string(kLeftOut) + " WHERE tab = ?) s ON s.number = " + old +
-      " WHERE CASE WHEN s.number IS NULL THEN n.number IS NOT NULL ELSE n.source IS DISTINCT FROM " + old +
-      " END) c";
+      " WHERE CASE WHEN s.number IS NULL THEN n.number IS NOT NULL ELSE n.source IS DISTINCT FROM " + old + " END) c";
   const Parameters parameters(2, std::string(rule.reference->table));
   AddRows(destination, *copy.table, rows, parameters,
           {Remark::PointsElsewhere, {std::string(rule.column)}, {}, std::string(rule.reference->table)}, staged);

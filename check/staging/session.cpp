@@ -52,7 +52,7 @@ Writability BeginSession(const odbc::DBConnection& destination) {
       .readOnlyDataSource = IsReadOnlyDataSource(destination),
       .preparesOnServer = PreparesOnServer(destination)};
   Set(destination, "default_transaction_read_only", "off");
-  Set(destination, "lock_timeout", "60s");
+  Set(destination, "lock_timeout", "30s");
   Set(destination, "statement_timeout", "4h");
   // Temporary tables bear the names of the tables that they are copies of, which functions must still find.
   QueryValue(destination,
@@ -67,6 +67,22 @@ void EndCreation(const odbc::DBConnection& destination) {
   if (QueryValue(destination, "SHOW transaction_read_only") != "on") {
     throw std::runtime_error("the destination's session cannot be made read-only");
   }
+}
+
+std::string WhoBlocks(const odbc::DBConnection& destination) {
+  constexpr std::string_view sql = R"(
+    SELECT format('session %s of %s%s has locked %s since %s', a.pid, a.usename,
+      CASE WHEN a.application_name <> '' THEN ' (' || a.application_name || ')' END,
+      string_agg(DISTINCT l.relation::regclass::text, ', '), date_trunc('second', a.xact_start))
+    FROM pg_locks l JOIN pg_stat_activity a ON a.pid = l.pid JOIN pg_class c ON c.oid = l.relation
+    WHERE l.granted AND l.mode = 'AccessExclusiveLock' AND c.relkind IN ('r', 'p') AND l.pid <> pg_backend_pid()
+      AND l.database = (SELECT d.oid FROM pg_database d WHERE d.datname = current_database())
+    GROUP BY a.pid, a.usename, a.application_name, a.xact_start)";
+  std::string sessions;
+  for (const TextRow& row : QueryRows(destination, sql)) {
+    sessions += (sessions.empty() ? "" : "; ") + row.at(0).value_or("");
+  }
+  return sessions;
 }
 
 }  // namespace check::staging

@@ -1,6 +1,8 @@
 #ifndef BW_CHECK_STAGING_SESSION_H
 #define BW_CHECK_STAGING_SESSION_H
 
+#include <string>
+
 #include "odbc/connection.h"
 
 /// The check's own session on the destination: first it creates temporary tables, then it can write nothing else.
@@ -24,6 +26,9 @@ Writability BeginSession(const odbc::DBConnection& destination);
 ///
 /// \throws std::runtime_error when it cannot be made read-only.
 void EndCreation(const odbc::DBConnection& destination);
+
+/// The sessions that keep others from reading one of the 22 tables, for a person; empty when there are none.
+std::string WhoBlocks(const odbc::DBConnection& destination);
 
 }  // namespace check::staging
 

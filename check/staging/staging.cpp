@@ -97,6 +97,7 @@ class TableStaging {
         rules_(table, state.numbers, nulls) {
     if (copy != nullptr) {
       writer_.emplace(destination, *copy);
+      referredColumns_ = copy->referredColumns;
     }
     if (isFollowed_) {
       state_.numbers[table.name];
@@ -157,7 +158,7 @@ class TableStaging {
     EndRun(Name(outcome.column) + " of " + name.key + " names " +
            (outcome.inSource ? "a row that is not migrated" : "no row"));
     ++accepted_;
-    Assume(reader_.row(), writer_ ? writer_->SkipNumber() : std::nullopt);
+    Assume(reader_.row(), rules_.image(), writer_ ? writer_->SkipNumber() : std::nullopt);
   }
 
   void EndRun(const std::string& because) {
@@ -209,12 +210,12 @@ class TableStaging {
     if (cannotWrite_) {
       ++result_.refusedRows;
       EndRun(*cannotWrite_);
-      Assume(pending.row, std::nullopt);
+      Assume(pending.row, image, std::nullopt);
       return;
     }
     if (stored.refusal) {
       Refuse(pending, *stored.refusal, image);
-      Assume(pending.row, stored.assigned);
+      Assume(pending.row, image, stored.assigned);
       return;
     }
     if (isFollowed_) {
@@ -257,12 +258,32 @@ class TableStaging {
            (refusal.constraint.empty() ? "" : ", " + refusal.constraint) + ")");
   }
 
+  /// What a row has in some columns; nothing where it is not known.
+  std::optional<std::string> ContentOf(const std::vector<std::string>& columns, const char* image,
+                                       std::optional<std::int32_t> assigned) const {
+    std::string content;
+    for (const std::string& column : columns) {
+      if (column == assigned_ && !assigned) {
+        return std::nullopt;
+      }
+      const bool known = std::any_of(table_.columns.begin(), table_.columns.end(),
+                                     [&column](const auto& each) { return each.name == column; });
+      if (!known) {
+        return std::nullopt;
+      }
+      content += (column == assigned_ ? std::to_string(*assigned)
+                                      : rules_.Shown(image, rules::ColumnPosition(table_, column))) +
+                 "\n";
+    }
+    return content;
+  }
+
   bool IsParentRefused(const Refusal& refusal, const char* image) const {
-    return !refusal.numberOf.empty() &&
+    const std::optional<std::string> content = ContentOf(refusal.columns, image, std::nullopt);
+    return !refusal.referred.empty() && content &&
            QueryValue(destination_,
-                      "SELECT count(*)::text FROM " + std::string(kLeftOut) + " WHERE tab = ? AND assigned = ?::integer",
-                      {refusal.numberOf,
-                       rules_.Shown(image, rules::ColumnPosition(table_, refusal.columns.front()))}) != "0";
+                      "SELECT count(*)::text FROM " + std::string(kRefusedKeys) + " WHERE key = ? AND content = ?",
+                      {refusal.referred, *content}) != "0";
   }
 
   std::int32_t SourceNumber(const rules::SourceRow& row) const {
@@ -287,7 +308,13 @@ class TableStaging {
 
   /// Takes note of the number of a row that ends the run, as if it had arrived: what comes after it is looked at as if
   /// it did not end there.
-  void Assume(const rules::SourceRow& row, std::optional<std::int32_t> assigned) {
+  void Assume(const rules::SourceRow& row, const char* image, std::optional<std::int32_t> assigned) {
+    for (const std::vector<std::string>& columns : referredColumns_) {
+      if (const std::optional<std::string> content = ContentOf(columns, image, assigned)) {
+        Execute(destination_, "INSERT INTO " + std::string(kRefusedKeys) + " VALUES (?, ?)",
+                {KeyTo(table_.name, columns), *content});
+      }
+    }
     if (HasSourceNumber(row)) {
       const std::int32_t number = assigned.value_or(accepted_);
       if (isFollowed_) {
@@ -300,8 +327,7 @@ class TableStaging {
 
   void RecordChangedRows(bool all) {
     if (writer_ && (changedRows_.size() >= CopyWriter::kBatch || (all && !changedRows_.empty()))) {
-      Execute(destination_,
-              "INSERT INTO " + std::string(kChangedRows) + " SELECT ?::text, unnest(?::integer[])",
+      Execute(destination_, "INSERT INTO " + std::string(kChangedRows) + " SELECT ?::text, unnest(?::integer[])",
               {std::string(table_.name), ArrayOf(changedRows_)});
       changedRows_.clear();
     }
@@ -338,6 +364,7 @@ class TableStaging {
   std::vector<Pending> pending_;  ///< Its storage is used again.
   std::size_t pendingRows_ = 0;
   std::vector<std::int32_t> numbersOfRow_;
+  std::vector<std::vector<std::string>> referredColumns_;
   std::int32_t position_ = 0;
   std::int32_t accepted_ = 0;  ///< Rows that got a number, or would have got one.
   std::vector<std::int32_t> changedRows_;
