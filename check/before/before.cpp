@@ -137,7 +137,10 @@ Report CheckBefore(odbc::DBConnection& source, odbc::DBConnection& destination, 
   std::erase_if(report.tables, [&tables](const TableReport& entry) {
     return !tables.empty() && std::find(tables.begin(), tables.end(), entry.table) == tables.end();
   });
-  report.runEndsIn = staged.endsIn;
+  // Of what was not chosen nothing is said.
+  if (staged.endsIn && (tables.empty() || std::find(tables.begin(), tables.end(), *staged.endsIn) != tables.end())) {
+    report.runEndsIn = staged.endsIn;
+  }
   report.verdict = Verdict(staged, report, foreseen, tables.empty());
   return report;
 }

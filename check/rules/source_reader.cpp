@@ -39,8 +39,6 @@ bool ReadsExactly(SQLSMALLINT sqlType, SQLSMALLINT cType) {
     case SQL_SMALLINT:
     case SQL_INTEGER:
       return true;
-    case SQL_BIGINT:
-      return cType == SQL_C_LONG;
     case SQL_REAL:
     case SQL_FLOAT:
     case SQL_DOUBLE:

@@ -1,6 +1,7 @@
 #include "check/staging/copies.h"
 
 #include <algorithm>
+#include <array>
 #include <set>
 
 #include "check/rules/catalogue.h"
@@ -198,7 +199,8 @@ class Creation {
         CASE WHEN EXISTS (
           SELECT FROM pg_depend o WHERE o.classid = 'pg_class'::regclass AND o.objid = s.seqrelid
             AND o.refclassid = 'pg_class'::regclass AND o.refobjid = f.adrelid AND o.deptype IN ('a', 'i'))
-          THEN NULL ELSE s.seqrelid::regclass::text END
+          THEN NULL ELSE s.seqrelid::regclass::text END,
+        has_sequence_privilege(s.seqrelid, 'SELECT')::text
       FROM pg_attrdef f
       JOIN pg_attribute a ON a.attrelid = f.adrelid AND a.attnum = f.adnum
       JOIN pg_depend d ON d.classid = f.tableoid AND d.objid = f.oid AND d.refclassid = 'pg_class'::regclass
@@ -208,7 +210,10 @@ class Creation {
       const std::string name = Text(row, 1);
       Run("CREATE TEMP SEQUENCE IF NOT EXISTS " + name + " " + Text(row, 2));
       if (row.at(3)) {
-        QueryValue(destination_, "SELECT setval('pg_temp." + name + "', last_value, is_called) FROM " + *row.at(3));
+        QueryValue(destination_, "SELECT setval('pg_temp." + name + "', " +
+                                     (Text(row, 4) == "true"
+                                          ? "last_value, is_called) FROM " + *row.at(3)
+                                          : "pg_sequence_last_value(" + Literal(*row.at(3)) + "::regclass), true)"));
       }
       Run("ALTER TABLE " + copy.path + " ALTER COLUMN " + Text(row, 0) + " SET DEFAULT nextval('pg_temp." + name +
           "')");
@@ -311,8 +316,9 @@ class Creation {
       if (!same) {
         const auto position = static_cast<std::size_t>(column - copy.table->columns.begin());
         copy.changing.push_back(position);
-        if (column->kind == db::ValueKind::Double && type == "float8") {
-          copy.exactDoubles.insert(position);
+        constexpr std::array<std::string_view, 6> numbers = {"int2", "int4", "int8", "numeric", "float4", "float8"};
+        if (column->kind != db::ValueKind::Text && std::find(numbers.begin(), numbers.end(), type) != numbers.end()) {
+          copy.asDoubles.insert(position);
         }
       }
     }

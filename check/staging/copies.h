@@ -41,7 +41,7 @@ struct Copy {
   std::map<std::string, std::string, std::less<>> parameterTypes;
   /// Columns that may store a value otherwise than it is sent, by their position in the table's columns.
   std::vector<std::size_t> changing;
-  std::set<std::size_t> exactDoubles;  ///< Of these, what is a double in the destination too: the driver may round.
+  std::set<std::size_t> asDoubles;  ///< Of these, numbers that are compared as doubles.
   std::vector<NumberedColumn> numbered;
   std::vector<CopyConstraint> constraints;
   std::map<std::string, std::string, std::less<>> types;  ///< Of the columns that are sent, as SQL writes them.

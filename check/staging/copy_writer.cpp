@@ -47,6 +47,11 @@ Value ValueAt(const char* bytes) {
   return value;
 }
 
+/// Up to the first zero.
+std::string_view TextAt(const char* bytes, std::size_t size) {
+  return {bytes, static_cast<std::size_t>(std::find(bytes, bytes + size, '\0') - bytes)};
+}
+
 std::optional<std::int32_t> Int32Of(std::string_view text) {
   std::int32_t number = 0;
   const auto [end, error] = std::from_chars(text.begin(), text.end(), number);
@@ -127,8 +132,10 @@ std::unique_ptr<odbc::Statement> CopyWriter::Prepare(std::size_t rows, std::size
   std::vector<std::string> returned;
   for (const std::size_t column : copy_.changing) {
     const std::string name = Quoted(table.columns[column].name);
-    returned.push_back(copy_.exactDoubles.contains(column) ? "encode(float8send(" + name + "), 'hex')"
-                                                           : name + "::text");
+    // The output function and not a cast to text, which takes the padding of a char(n) away.
+    returned.push_back(copy_.asDoubles.contains(column)
+                           ? "encode(float8send(" + name + "::float8), 'hex')"
+                           : "CASE WHEN " + name + " IS NOT NULL THEN concat(" + name + ") END");
   }
   for (const NumberedColumn& column : copy_.numbered) {
     returned.push_back(Quoted(column.column) + "::text");
@@ -269,22 +276,18 @@ void CopyWriter::ReadChanges(std::size_t row) {
     const std::string_view text = result.Text();
     bool same = false;
     std::string shown = "NULL";
-    if (copy_.exactDoubles.contains(column)) {
-      const std::optional<double> number = result.IsNull() ? std::nullopt : DoubleOfHex(text);
-      same = number && std::memcmp(&*number, field, sizeof(double)) == 0;
-      shown = number ? rules::Shown(*number) : shown;
+    const bool isText = description.kind == db::ValueKind::Text && !SentAsNumber(description.name);
+    if (isText && !result.IsNull()) {
+      same = text == TextAt(field, description.size);
+      shown = rules::Shown(text);
     } else if (!result.IsNull()) {
-      const bool isText = description.kind == db::ValueKind::Text && !SentAsNumber(description.name);
-      if (isText) {
-        same = text == std::string_view(
-                           field, static_cast<std::size_t>(std::find(field, field + description.size, '\0') - field));
-      } else {
-        const double sent = description.kind == db::ValueKind::Double
-                                ? ValueAt<double>(field)
-                                : static_cast<double>(ValueAt<std::int32_t>(field));
-        same = NumberOf(text) == sent;
-      }
-      shown = isText ? rules::Shown(text) : std::string(text);
+      const bool isDouble = description.kind == db::ValueKind::Double;
+      const double sent = isDouble ? ValueAt<double>(field) : static_cast<double>(ValueAt<std::int32_t>(field));
+      const bool asDouble = copy_.asDoubles.contains(column);
+      const std::optional<double> stored = asDouble ? DoubleOfHex(text) : NumberOf(text);
+      // The bytes, since -0 equals 0.
+      same = stored && std::memcmp(&*stored, &sent, sizeof(sent)) == 0;
+      shown = asDouble && stored ? rules::Shown(*stored) : std::string(text);
     }
     if (!same) {
       stored_[row].changed.push_back({.column = column, .value = std::move(shown)});
@@ -347,7 +350,7 @@ bool CopyWriter::Refuses(std::size_t row, const std::string& column, const std::
   } else if (description.kind == db::ValueKind::Int32 || SentAsNumber(column)) {
     value = std::to_string(ValueAt<std::int32_t>(field));
   } else {
-    value.assign(field, std::find(field, field + description.size, '\0'));
+    value = TextAt(field, description.size);
   }
   try {
     // A cast cuts what is too long without an error, unlike an INSERT.

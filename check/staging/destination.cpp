@@ -66,7 +66,8 @@ constexpr std::string_view kRelations = R"(
     JOIN pg_depend d ON d.classid = f.tableoid AND d.objid = f.oid AND d.refclassid = 'pg_class'::regclass
     JOIN pg_class s ON s.oid = d.refobjid AND s.relkind = 'S'
     WHERE NOT (pg_get_expr(f.adbin, f.adrelid) = format('nextval(%L::regclass)', s.oid::regclass)
-      AND has_sequence_privilege(s.oid, 'SELECT'))
+      AND (has_sequence_privilege(s.oid, 'SELECT')
+        OR (has_sequence_privilege(s.oid, 'USAGE') AND pg_sequence_last_value(s.oid) IS NOT NULL)))
     GROUP BY f.adrelid)
   SELECT c.oid::text, format('%I.%I', n.nspname, c.relname), c.relkind::text,
     EXISTS (SELECT FROM pg_inherits i WHERE i.inhparent = c.oid)::text,

@@ -231,7 +231,7 @@ class TableStaging {
     RecordChangedRows(false);
     for (const StoredValue& value : stored.changed) {
       result_.remarks[{Remark::StoredChanged, {Name(value.column)}, {}, {}}].Add(
-          NameOfRow(table_, pending.row), rules_.Shown(image, value.column) + " is stored as " + value.value);
+          NameOfRow(table_, pending.row), rules_.Shown(image, value.column) + " arrives as " + value.value);
     }
   }
 
@@ -246,9 +246,11 @@ class TableStaging {
   }
 
   void Refuse(const Pending& pending, const Refusal& refusal, const char* image) {
-    ++result_.refusedRows;
     const RowName name = NameOfRow(table_, pending.row);
     const Remark remark = IsParentRefused(refusal, image) ? Remark::ParentRefused : Remark::Refused;
+    // A row that follows the number of a refused one would not even be sent.
+    const bool follows = remark == Remark::ParentRefused && FollowsNumber(refusal.columns.front());
+    result_.refusedRows += follows ? 0 : 1;
     RemarkedRows& remarked = result_.remarks[{remark, refusal.columns, refusal.state, refusal.constraint}];
     if (remarked.rows == 0) {
       remarked.message = refusal.message;
@@ -278,6 +280,11 @@ class TableStaging {
     return content;
   }
 
+  bool FollowsNumber(const std::string& column) const {
+    const std::optional<rules::Reference> reference = rules::RuleOf(rules::RulesOf(table_.name), column).reference;
+    return reference && reference->kind == rules::ReferenceKind::FollowsNumber;
+  }
+
   bool IsParentRefused(const Refusal& refusal, const char* image) const {
     const std::optional<std::string> content = ContentOf(refusal.columns, image, std::nullopt);
     return !refusal.referred.empty() && content &&
@@ -301,7 +308,7 @@ class TableStaging {
       if (isFollowed_) {
         state_.numbers[table_.name].AddLost(SourceNumber(row));
       }
-      leftOut_.push_back({std::to_string(SourceNumber(row)), "NULL"});
+      leftOut_.emplace_back(std::to_string(SourceNumber(row)), "NULL");
       RecordLeftOut(false);
     }
   }
@@ -309,18 +316,18 @@ class TableStaging {
   /// Takes note of the number of a row that ends the run, as if it had arrived: what comes after it is looked at as if
   /// it did not end there.
   void Assume(const rules::SourceRow& row, const char* image, std::optional<std::int32_t> assigned) {
+    const std::int32_t number = assigned.value_or(accepted_);
     for (const std::vector<std::string>& columns : referredColumns_) {
-      if (const std::optional<std::string> content = ContentOf(columns, image, assigned)) {
+      if (const std::optional<std::string> content = ContentOf(columns, image, number)) {
         Execute(destination_, "INSERT INTO " + std::string(kRefusedKeys) + " VALUES (?, ?)",
                 {KeyTo(table_.name, columns), *content});
       }
     }
     if (HasSourceNumber(row)) {
-      const std::int32_t number = assigned.value_or(accepted_);
       if (isFollowed_) {
         state_.numbers[table_.name].Add(SourceNumber(row), number);
       }
-      leftOut_.push_back({std::to_string(SourceNumber(row)), std::to_string(number)});
+      leftOut_.emplace_back(std::to_string(SourceNumber(row)), std::to_string(number));
       RecordLeftOut(false);
     }
   }

@@ -681,7 +681,7 @@ def test_trailing_spaces_that_are_cut(workspace):
 
 STORED_OTHERWISE = {
     # Of each: the column's type, what is in the source, what of it is stored as something else.
-    "numeric": ("OpenBalance", "numeric(6, 2)", (1.25, 1.255, 2.0), "1.255 arrives as 1.26"),
+    "numeric": ("OpenBalance", "numeric(6, 2)", (1.25, 1.255, 2.0), "1.255 arrives as 1.25"),
     "real": ("OpenBalance", "real", (1.25, 0.1, 2.0), "0.1 arrives as 0.1"),
     "real for an integer": ("PosType", "real", (1, 16777217, 2), "16777217 arrives as 16777216"),
     "char": ("FirmID", "char(4)", ("ABCD", "AB", "EFGH"), "'AB' arrives as 'AB  '"),

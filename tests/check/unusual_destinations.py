@@ -356,7 +356,7 @@ _DEFAULTS = {
         (
             "CREATE SEQUENCE lines MAXVALUE 5",
             "SELECT setval('lines', 2)",
-            "GRANT USAGE ON SEQUENCE lines TO bw_migrator",
+            "GRANT USAGE, SELECT ON SEQUENCE lines TO bw_migrator",
             """ALTER TABLE "SecMinQt" ADD line integer DEFAULT nextval('lines')""",
         ),
         {"SecMinQt.MinQty": (1, 2)},
@@ -364,7 +364,7 @@ _DEFAULTS = {
     "numbers of a sequence of two tables": Destination(
         (
             "CREATE SEQUENCE lines MAXVALUE 9",
-            "GRANT USAGE ON SEQUENCE lines TO bw_migrator",
+            "GRANT USAGE, SELECT ON SEQUENCE lines TO bw_migrator",
             """ALTER TABLE "SecMinQt" ADD line integer DEFAULT nextval('lines')""",
             """ALTER TABLE "LoadedPositions" ADD line integer DEFAULT nextval('lines')""",
         ),
@@ -380,7 +380,7 @@ _DEFAULTS = {
     "numbers in a text": Destination(
         (
             "CREATE SEQUENCE lines MAXVALUE 3",
-            "GRANT USAGE ON SEQUENCE lines TO bw_migrator",
+            "GRANT USAGE, SELECT ON SEQUENCE lines TO bw_migrator",
             """ALTER TABLE "SecMinQt" ADD line text DEFAULT 'line ' || nextval('lines')""",
         ),
         {"SecMinQt.MinQty": (1, 2)},
