@@ -8,7 +8,12 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
 add_library(bw_hardening INTERFACE)
 target_compile_options(bw_hardening INTERFACE -fstack-protector-strong)
-foreach(option IN ITEMS stack-clash-protection cf-protection=full)
+set(options cf-protection=full)
+if(NOT WIN32)
+  # Functions for Windows touch every page of a large frame anyway, and with this option the compiler fails on some.
+  list(APPEND options stack-clash-protection)
+endif()
+foreach(option IN LISTS options)
   string(MAKE_C_IDENTIFIER "BW_HAS_${option}" supported)
   check_cxx_compiler_flag("-f${option}" "${supported}")
   if(${supported})

@@ -18,7 +18,9 @@
 #include "check/cli/passwords.h"
 #include "check/cli/progress_line.h"
 #include "check/cli/terminal.h"
+#include "check/report/characters.h"
 #include "check/report/json_report.h"
+#include "check/report/report_file.h"
 #include "check/report/text_report.h"
 #include "check/staging/session.h"
 #include "config/file_names.h"
@@ -138,7 +140,7 @@ bool WantsColour() {
 
 int Check(const CheckRequest& request) {
   const config::MigrationSettings settings = ReadSettings();
-  std::optional<JsonFile> jsonFile;
+  std::optional<ReportFile> jsonFile;
   if (request.jsonFile) {
     jsonFile.emplace(*request.jsonFile);
   }
@@ -158,13 +160,7 @@ int Answer(const Request& request) {
   if (const auto* const checkRequest = std::get_if<CheckRequest>(&request)) {
     return Check(*checkRequest);
   }
-  if (std::holds_alternative<HelpRequest>(request)) {
-    std::cout << HelpText();
-  } else if (std::holds_alternative<FindingsRequest>(request)) {
-    std::cout << FindingsText();
-  } else {
-    std::cout << "bw_db_check " << ProgramVersion() << '\n';
-  }
+  std::cout << std::get<Information>(request).text;
   RequireWritten();
   return kNothingFound;
 }
@@ -176,7 +172,7 @@ int RunCheck(int argc, const char* const* argv) noexcept {
   try {
     return Answer(ReadCommandLine({argv + (argc > 0 ? 1 : 0), argv + argc}));
   } catch (const WrongUse& error) {
-    std::cerr << kProgramName << error.what() << "\nbw_db_check --help says more.\n";
+    std::cerr << kProgramName << Printable(error.what()) << "\nbw_db_check --help lists the options.\n";
   } catch (const std::exception& error) {
     std::cerr << kProgramName << Printable(error.what(), "\n") << '\n';
   }

@@ -1,8 +1,8 @@
 #include "check/cli/command_line.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cstddef>
-#include <set>
+#include <utility>
 
 #include "check/rules/catalogue.h"
 
@@ -10,151 +10,97 @@ namespace check {
 
 namespace {
 
-std::string NamesOfAllTables() {
-  std::string names;
-  for (const db::TableDescription& table : Catalogue()) {
-    names += names.empty() ? "" : ", ";
-    names += table.name;
-  }
-  return names;
-}
-
-/// The tables of a list with commas, in the order of the catalogue.
-std::vector<std::string> ReadTables(std::string_view list) {
-  std::set<std::string_view> wanted;
-  for (std::size_t begin = 0; begin <= list.size();) {
-    const std::size_t end = std::min(list.find(',', begin), list.size());
-    wanted.insert(list.substr(begin, end - begin));
-    begin = end + 1;
-  }
-  std::vector<std::string> tables;
-  for (const db::TableDescription& table : Catalogue()) {
-    if (wanted.erase(table.name) != 0) {
-      tables.emplace_back(table.name);
-    }
-  }
-  if (!wanted.empty()) {
-    throw WrongUse("there is no table '" + std::string(*wanted.begin()) + "'; the " +
-                   std::to_string(Catalogue().size()) + " tables are " + NamesOfAllTables());
-  }
-  return tables;
-}
-
-/// The arguments, one after another. An option's value is the argument behind it, or stands behind "=" in the same one.
-class Arguments {
- public:
-  explicit Arguments(const std::vector<std::string>& arguments) : arguments_(arguments) {}
-
-  bool AtEnd() const { return position_ == arguments_.size(); }
-
-  /// Takes the next argument; of an option that carries its value, only the name.
-  std::string_view TakeName() {
-    const std::string_view argument = arguments_[position_++];
-    const std::size_t equals = argument.starts_with("--") ? argument.find('=') : std::string_view::npos;
-    hasValue_ = equals != std::string_view::npos;
-    if (!hasValue_) {
-      return argument;
-    }
-    value_ = argument.substr(equals + 1);
-    return argument.substr(0, equals);
-  }
-
-  /// Takes the value of the option that was taken last.
-  std::string_view TakeValue(std::string_view option) {
-    if (!hasValue_) {
-      value_ = AtEnd() ? std::string_view() : arguments_[position_++];
-    }
-    if (value_.empty()) {
-      throw WrongUse(std::string(option) + " needs a value");
-    }
-    return value_;
-  }
-
-  /// For an option without value.
-  void RequireNoValue(std::string_view option) const {
-    if (hasValue_) {
-      throw WrongUse(std::string(option) + " takes no value");
-    }
-  }
-
- private:
-  const std::vector<std::string>& arguments_;
-  std::size_t position_ = 0;
-  bool hasValue_ = false;  // The argument that was taken last carries its value.
-  std::string_view value_;
-};
-
-void RequireOnce(std::set<std::string_view>& seen, std::string_view argument) {
-  if (!seen.insert(argument).second) {
-    throw WrongUse(std::string(argument) + " is given twice");
-  }
-}
-
-}  // namespace
-
-Request ReadCommandLine(const std::vector<std::string>& arguments) {
-  CheckRequest request;
-  std::optional<Command> command;
-  std::set<std::string_view> seen;
-  for (Arguments rest(arguments); !rest.AtEnd();) {
-    const std::string_view name = rest.TakeName();
-    if (name == "--help" || name == "--help-findings" || name == "--version") {
-      rest.RequireNoValue(name);
-      return name == "--help"      ? Request(HelpRequest{})
-             : name == "--version" ? Request(VersionRequest{})
-                                   : Request(FindingsRequest{});
-    }
-    if (name == "--json") {
-      RequireOnce(seen, name);
-      request.jsonFile = rest.TakeValue(name);
-    } else if (name == "--tables") {
-      RequireOnce(seen, name);
-      request.tables = ReadTables(rest.TakeValue(name));
-    } else if (name.starts_with('-')) {
-      throw WrongUse("there is no option " + std::string(name));
-    } else if (command) {
-      throw WrongUse("one command is enough: '" + std::string(name) + "' is one too many");
-    } else if (name == NameOf(Command::Before)) {
-      command = Command::Before;
-    } else if (name == NameOf(Command::After)) {
-      command = Command::After;
-    } else {
-      throw WrongUse("there is no command '" + std::string(name) + "'; the commands are before and after");
-    }
-  }
-  if (!command) {
-    throw WrongUse("the command is missing: before or after");
-  }
-  request.command = *command;
-  return request;
-}
-
-std::string_view HelpText() {
-  return R"(Usage: bw_db_check before|after [--json FILE] [--tables A,B]
-
-before  tells what a run of bw_db_migrate will do to the data.
-after   compares both sides after a run, and its log with them.
-
-Reads bw_migrate.ini, and after a run bw_db_migrate.log, in the working directory. Asks for the
-passwords of the source and of the destination; where standard input is no terminal, they are its
-first two lines. Writes to neither side.
-
-  --json FILE      also write the report to FILE, as JSON
-  --tables A,B     report on these tables only
-  --help           show this text
-  --help-findings  show every finding that a report may have, its cost and what it is
-  --version        show the version
-
-Exit status: 0 nothing found, 1 findings, 2 could not check.
-)";
-}
-
 std::string FindingsText() {
   std::string text;
   for (const FindingKind* const kind : AllFindings()) {
     text.append(kind->id).append(" (").append(NameOf(kind->cost)).append("): ").append(kind->meaning).append("\n");
   }
   return text;
+}
+
+std::string RequireText(const std::string& value) {
+  return value.empty() ? "needs a value" : "";
+}
+
+std::string RequireTable(const std::string& name) {
+  std::string names;
+  for (const db::TableDescription& table : Catalogue()) {
+    if (table.name == name) {
+      return {};
+    }
+    names.append(names.empty() ? "" : ", ").append(table.name);
+  }
+  return "there is no table '" + name + "'; the " + std::to_string(Catalogue().size()) + " tables are " + names;
+}
+
+std::vector<std::string> InOrderOfCatalogue(const std::vector<std::string>& tables) {
+  std::vector<std::string> ordered;
+  for (const db::TableDescription& table : Catalogue()) {
+    if (std::find(tables.begin(), tables.end(), table.name) != tables.end()) {
+      ordered.emplace_back(table.name);
+    }
+  }
+  return ordered;
+}
+
+}  // namespace
+
+Request ReadCommandLine(std::vector<std::string> arguments) {
+  CheckRequest request;
+  CLI::App app(
+      "Shows what a run of bw_db_migrate will do to the data, and afterwards what it did. Writes to\n"
+      "neither side.\n",
+      "bw_db_check");
+  app.footer(
+      "Reads bw_migrate.ini, and after a run bw_db_migrate.log, in the working directory. Asks for the\n"
+      "passwords of the source and of the destination. Where standard input is no terminal, they are\n"
+      "its first two lines.\n\n"
+      "Exit status: 0 nothing found, 1 findings, 2 could not check.");
+  app.get_formatter()->column_width(26);
+  app.get_formatter()->label("SUBCOMMAND", "before|after");
+  app.allow_windows_style_options(false);
+  app.require_subcommand(1);
+  for (const auto& [command, help] :
+       {std::pair(Command::Before, "predict what a run will do to the data"),
+        std::pair(Command::After, "compare both sides after a run, and its log with them")}) {
+    CLI::App* const subcommand = app.add_subcommand(std::string(NameOf(command)), help);
+    subcommand->group("Commands");
+    subcommand->fallthrough();
+    subcommand->set_help_flag();  // Otherwise the command has a shorter help of its own.
+    subcommand->callback([&request, command = command] { request.command = command; });
+  }
+  app.add_option("--json", request.jsonFile, "also write the report to FILE, as JSON")
+      ->type_name("FILE")
+      ->check(CLI::Validator(RequireText, ""));
+  app.add_option("--tables", request.tables, "report on these tables only")
+      ->type_name("A,B")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->check(CLI::Validator(RequireTable, ""));
+  app.set_help_flag("--help", "show this text");
+  app.add_flag_callback(
+      "--help-findings", [] { throw CLI::CallForVersion(FindingsText(), 0); },
+      "show every finding that a report may have, its cost and what it is");
+  app.set_version_flag("--version", "bw_db_check " BW_VERSION "\n", "show the version");
+
+  std::reverse(arguments.begin(), arguments.end());  // As the library expects them.
+  try {
+    app.parse(std::move(arguments));
+  } catch (const CLI::CallForHelp&) {
+    return Information{app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode::Normal)};
+  } catch (const CLI::CallForVersion& information) {
+    return Information{information.what()};
+  } catch (const CLI::RequiredError&) {
+    throw WrongUse("the command is missing: before or after");
+  } catch (const CLI::ExtrasError&) {
+    // Without a value: it may be a password.
+    const std::string argument = app.remaining(true).front();
+    throw WrongUse("there is no command or option '" + argument.substr(0, argument.find('=')) + "' here");
+  } catch (const CLI::ParseError& error) {
+    throw WrongUse(error.what());
+  }
+  request.tables = InOrderOfCatalogue(request.tables);
+  return request;
 }
 
 std::string_view ProgramVersion() {

@@ -20,11 +20,12 @@ struct CheckRequest {
   std::vector<std::string> tables;  ///< In the order of the catalogue; none means all.
 };
 
-struct HelpRequest {};
-struct FindingsRequest {};
-struct VersionRequest {};
+/// What --help and its like show.
+struct Information {
+  std::string text;
+};
 
-using Request = std::variant<CheckRequest, HelpRequest, FindingsRequest, VersionRequest>;
+using Request = std::variant<CheckRequest, Information>;
 
 /// The command line cannot be understood; the message says what is wrong with it.
 class WrongUse : public std::invalid_argument {
@@ -32,16 +33,10 @@ class WrongUse : public std::invalid_argument {
   using std::invalid_argument::invalid_argument;
 };
 
-/// Reads the arguments behind the program's name.
+/// Reads the arguments after the program's name.
 ///
 /// \throws WrongUse
-Request ReadCommandLine(const std::vector<std::string>& arguments);
-
-/// What --help shows.
-std::string_view HelpText();
-
-/// What --help-findings shows: every finding with its cost and meaning, a line each.
-std::string FindingsText();
+Request ReadCommandLine(std::vector<std::string> arguments);
 
 /// Such as "1.0.0".
 std::string_view ProgramVersion();

@@ -8,7 +8,7 @@
 #include <optional>
 #include <vector>
 
-#include "check/report/utf8.h"
+#include "check/report/characters.h"
 
 namespace check {
 
@@ -235,28 +235,6 @@ class Printer {
 
 void PrintReport(std::ostream& stream, const Report& report, Colour colour) {
   Printer(stream, colour).Print(report);
-}
-
-std::string Printable(std::string_view text, std::string_view kept) {
-  constexpr std::string_view digits = "0123456789ABCDEF";
-  std::string printable;
-  while (!text.empty()) {
-    const std::size_t length = std::max<std::size_t>(Utf8Length(text), 1);
-    const std::string_view letter = text.substr(0, length);
-    text.remove_prefix(length);
-    const auto byte = static_cast<unsigned char>(letter.front());
-    const bool control =
-        length == 1 ? byte < 0x20 || byte >= 0x7F : letter.starts_with('\xC2') && letter.back() <= '\x9F';
-    if (!control || (length == 1 && kept.find(letter.front()) != std::string_view::npos)) {
-      printable += letter;
-      continue;
-    }
-    for (const char each : letter) {
-      const auto value = static_cast<unsigned char>(each);
-      printable += {'\\', 'x', digits[value / 16], digits[value % 16]};
-    }
-  }
-  return printable;
 }
 
 }  // namespace check

@@ -14,10 +14,6 @@ enum class Colour { Off, On };
 /// Prints a report for a person; the verdict is its last line.
 void PrintReport(std::ostream& stream, const Report& report, Colour colour);
 
-/// The text with its control characters, and its bytes that are no UTF-8, as \x and two hexadecimal digits; `kept` are
-/// control characters that stay.
-std::string Printable(std::string_view text, std::string_view kept = {});
-
 }  // namespace check
 
 #endif  // BW_CHECK_REPORT_TEXT_REPORT_H

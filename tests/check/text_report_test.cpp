@@ -256,33 +256,5 @@ TEST(TextReport, ColoursTheCostAndTheVerdict) {
   EXPECT_THAT(Printed(report, Colour::On), HasSubstr("\n\x1b[1;32mThe run ends.\x1b[0m\n"));
 }
 
-TEST(Printable, KeepsLettersOfUtf8) {
-  const std::string letters = "a~ \xC3\xA9 \xE2\x82\xAC \xF0\x9F\x93\x88 \xC2\xA0";
-  EXPECT_EQ(Printable(letters), letters);
-}
-
-TEST(Printable, ShowsControlCharactersAsNumbers) {
-  EXPECT_EQ(Printable(std::string("\0\t\n\x1F\x7F", 5)), "\\x00\\x09\\x0A\\x1F\\x7F");
-  // Those with eight bits end where the letters begin.
-  EXPECT_EQ(Printable("\xC2\x80\xC2\x9B\xC2\x9F"), "\\xC2\\x80\\xC2\\x9B\\xC2\\x9F");
-}
-
-TEST(Printable, ShowsBytesThatAreNoUtf8AsNumbers) {
-  EXPECT_EQ(Printable("\xEF\xE0\xF0"), "\\xEF\\xE0\\xF0");
-  EXPECT_EQ(Printable("caf\xE9"), "caf\\xE9");
-  EXPECT_EQ(Printable("\xC3"), "\\xC3");             // The second byte is missing.
-  EXPECT_EQ(Printable("\xE2\x82z"), "\\xE2\\x82z");  // The third byte is missing.
-  EXPECT_EQ(Printable("\xC0\xAF"), "\\xC0\\xAF");    // A longer form of a shorter letter.
-  EXPECT_EQ(Printable("\xE0\x9F\xBF"), "\\xE0\\x9F\\xBF");
-  EXPECT_EQ(Printable("\xF0\x8F\xBF\xBF"), "\\xF0\\x8F\\xBF\\xBF");
-  EXPECT_EQ(Printable("\xED\xA0\x80"), "\\xED\\xA0\\x80");           // A surrogate.
-  EXPECT_EQ(Printable("\xF4\x90\x80\x80"), "\\xF4\\x90\\x80\\x80");  // Behind the last letter.
-  EXPECT_EQ(Printable("\xFF"), "\\xFF");
-}
-
-TEST(Printable, KeepsWhatItIsToldTo) {
-  EXPECT_EQ(Printable("a\nb\tc", "\n"), "a\nb\\x09c");
-}
-
 }  // namespace
 }  // namespace check
