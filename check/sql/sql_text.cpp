@@ -1,5 +1,14 @@
 #include "check/sql/sql_text.h"
 
+#include <utf8cpp/utf8.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+#include "check/report/characters.h"
+
 namespace check {
 
 namespace {
@@ -13,14 +22,104 @@ std::string Enclosed(char open, std::string_view text, char close) {
   return enclosed + close;
 }
 
+std::string OfBytes(Side side, std::string_view bytes) {
+  constexpr std::string_view digits = "0123456789ABCDEF";
+  std::string hex;
+  for (const char byte : bytes) {
+    const auto value = static_cast<unsigned char>(byte);
+    hex += {digits[value / 16], digits[value % 16]};
+  }
+  return side == Side::Source ? "CAST(0x" + hex + " AS varchar(8000))"
+                              : "convert_from(decode('" + hex + "', 'hex'), pg_client_encoding())";
+}
+
+/// Builds an expression of parts that are joined.
+class Concatenation {
+ public:
+  explicit Concatenation(Side side) : side_(side) {}
+
+  void Add(const Character& character) {
+    const std::uint32_t number = character.number;
+    if (IsControl(number) || number == '\\' || number == '$') {
+      AddPart((side_ == Side::Destination ? "chr("
+               : number < 0x80            ? "CHAR("
+                                          : "NCHAR(") +
+              std::to_string(number) + ')');
+    } else {
+      quoted_.append(number == '\'' ? "''" : character.bytes);
+      beyondAscii_ = beyondAscii_ || number >= 0x80;
+    }
+  }
+
+  std::string Take() {
+    if (!quoted_.empty() || parts_ == 0) {
+      EndQuoted();
+    }
+    return parts_ == 1 ? expression_ : '(' + expression_ + ')';
+  }
+
+ private:
+  void AddPart(const std::string& part) {
+    if (!quoted_.empty()) {
+      EndQuoted();
+    }
+    Join(part);
+  }
+
+  void EndQuoted() {
+    // Without the N, SQL Server reads the characters of one code page only.
+    Join((side_ == Side::Source && beyondAscii_ ? "N'" : "'") + quoted_ + '\'');
+    quoted_.clear();
+    beyondAscii_ = false;
+  }
+
+  void Join(const std::string& part) {
+    expression_ += parts_++ == 0 ? "" : side_ == Side::Source ? " + " : " || ";
+    expression_ += part;
+  }
+
+  Side side_;
+  std::string expression_;
+  std::size_t parts_ = 0;
+  std::string quoted_;  ///< The part that has not ended yet, without its quotes.
+  bool beyondAscii_ = false;
+};
+
 }  // namespace
 
 std::string QuotedName(Side side, std::string_view name) {
-  return side == Side::Source ? Enclosed('[', name, ']') : Enclosed('"', name, '"');
+  if (side == Side::Source) {
+    return Enclosed('[', name, ']');
+  }
+  std::string escaped;
+  bool controls = false;
+  for (std::string_view rest = name; !rest.empty();) {
+    const Character character = TakeCharacter(rest);
+    if (character.isUtf8 && IsControl(character.number)) {
+      std::array<char, 6> number{};  // None of them has more than four digits.
+      static_cast<void>(std::snprintf(number.data(), number.size(), "!%04X", static_cast<unsigned>(character.number)));
+      escaped += number.data();
+      controls = true;
+    } else {
+      escaped.append(character.bytes).append(character.bytes == "!" ? "!" : "");
+    }
+  }
+  return controls ? "U&" + Enclosed('"', escaped, '"') + " UESCAPE '!'" : Enclosed('"', name, '"');
 }
 
 std::string Literal(std::string_view text) {
   return Enclosed('\'', text, '\'');
+}
+
+std::string Literal(Side side, std::string_view text) {
+  if (!utf8::is_valid(text)) {
+    return OfBytes(side, text);
+  }
+  Concatenation expression(side);
+  while (!text.empty()) {
+    expression.Add(TakeCharacter(text));
+  }
+  return expression.Take();
 }
 
 }  // namespace check

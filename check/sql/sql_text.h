@@ -9,11 +9,16 @@
 /// How names and texts are written in the two servers' SQL.
 namespace check {
 
-/// A name: in brackets for the source, in double quotes for the destination.
+/// A name: in brackets for the source, in double quotes for the destination, where control characters become numbers.
 std::string QuotedName(Side side, std::string_view name);
 
-/// A text literal, for either side.
+/// A text literal of constants that hold no backslash, for either side.
 std::string Literal(std::string_view text);
+
+/// An expression for any text, to be pasted into a client: right whatever standard_conforming_strings is, and without
+/// what a client may read in its own way, such as newlines, control characters, backslashes and dollar signs. Bytes
+/// that are no UTF-8 are taken as the server's code page or the client's encoding has them.
+std::string Literal(Side side, std::string_view text);
 
 }  // namespace check
 

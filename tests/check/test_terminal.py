@@ -171,6 +171,13 @@ def test_signal_that_is_ignored_stays_ignored(directory):
     assert exit_code == 2
 
 
+def _is_stopped(shell) -> bool:
+    """Whether a child of the shell is stopped."""
+    children = pathlib.Path(f"/proc/{shell}/task/{shell}/children").read_text(encoding="ascii").split()
+    states = [pathlib.Path(f"/proc/{child}/stat").read_text(encoding="utf-8").rpartition(")")[2] for child in children]
+    return any(state.split()[0] == "T" for state in states)
+
+
 # A shell with job control, which goes on when the program stops, and continues it.
 _JOB_SHELL = 'set -m; "$@"; stty -a >stopped; read -r line; fg >/dev/null; code=$?; stty -a >after; exit $code'
 
@@ -207,6 +214,40 @@ def test_typing_stays_hidden_when_a_stop_stops_nothing(directory):
         _, exit_code = terminal.end()
 
     assert exit_code == 2
+
+
+@pytest.mark.parametrize("moved_back", [False, True], ids=["started there", "moved there"])
+def test_program_of_the_background_asks_when_it_is_brought_to_the_front(directory, moved_back):
+    """In a shell that reads its lines itself, with modes of the terminal of its own."""
+    with _Terminal(["bash", "--norc", "--noprofile", "-i"], directory, PS1="ready> ", HISTFILE="") as terminal:
+        terminal.expect("ready> ")
+        terminal.type("stty -a >before")
+        terminal.expect("ready> ")
+        if moved_back:
+            terminal.type(f"{CHECKER} before")
+            terminal.expect_hidden(PROMPTS[0])
+            terminal.child.sendcontrol("z")
+            terminal.expect("ready> ")
+            terminal.type("bg")
+        else:
+            terminal.type(f"{CHECKER} before &")
+        terminal.expect("ready> ")
+        scratch.wait_until(lambda: _is_stopped(terminal.child.pid), "the stop of the program")
+        terminal.type("fg")
+        terminal.expect_hidden(PROMPTS[0])
+        terminal.type("night-desk-1")
+        terminal.expect_hidden(PROMPTS[1])
+        terminal.type("day-desk-2")
+        terminal.expect("cannot connect to the source, ")
+        between = terminal.child.before
+        terminal.expect("ready> ")
+        terminal.type("stty -a >after")
+        terminal.expect("ready> ")
+        terminal.type("exit")
+        terminal.end()
+
+    assert "desk" not in between
+    assert _modes(directory / "before") == _modes(directory / "after")
 
 
 # Colour and progress.
