@@ -10,15 +10,18 @@ import subprocess
 import arguments
 import document
 
-_PACKAGES = ("unixodbc", "odbc-postgresql", "tdsodbc", "postgresql-15", "postgresql-15-tds-fdw", "libdbd-odbc-perl")
+import postgres_cluster
+
+_PACKAGES = ("unixodbc", "odbc-postgresql", "tdsodbc", "libdbd-odbc-perl")
 
 
 def main() -> None:
     options = arguments.parse(__doc__)
     model = re.search(r"^model name\s*: (.*)$", pathlib.Path("/proc/cpuinfo").read_text(), re.MULTILINE)
     memory = os.sysconf("SC_PHYS_PAGES") * os.sysconf("SC_PAGE_SIZE") / 2**30
+    server = f"postgresql-{postgres_cluster.major_version(postgres_cluster.find_binaries())}"
     versions = subprocess.run(
-        ["dpkg-query", "--show", "--showformat=${Package} ${Version}, ", *_PACKAGES],
+        ["dpkg-query", "--show", "--showformat=${Package} ${Version}, ", *_PACKAGES, server, f"{server}-tds-fdw"],
         stdout=subprocess.PIPE,
         text=True,
         check=True,

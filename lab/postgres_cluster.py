@@ -1,9 +1,10 @@
-"""A throw-away PostgreSQL 15 cluster with password logins, on a free loopback port and a Unix socket."""
+"""A throw-away PostgreSQL cluster with password logins, on a free loopback port and a Unix socket."""
 
 import contextlib
 import os
 import pathlib
 import pwd
+import re
 import secrets
 import signal
 import socket
@@ -13,7 +14,9 @@ import psycopg2
 
 import scratch
 
-_BINARIES = pathlib.Path("/usr/lib/postgresql/15/bin")
+_OLDEST_VERSION = 14
+# Debian's packages install each major version below its number.
+_VERSIONS = pathlib.Path("/usr/lib/postgresql")
 # The server refuses to run as root; this user comes with its package.
 _SERVER_USER = "postgres"
 _SUPERUSER = "postgres"
@@ -32,6 +35,28 @@ _SETTINGS = {
 _START_ATTEMPTS = 20
 
 
+def find_binaries() -> pathlib.Path:
+    """The directory of the server's programs: what pg_config shows, else that of the newest version installed."""
+    directories = sorted(_VERSIONS.glob("[0-9]*/bin"), key=lambda path: float(path.parent.name), reverse=True)
+    with contextlib.suppress(FileNotFoundError):
+        shown = subprocess.run(["pg_config", "--bindir"], check=True, stdout=subprocess.PIPE, text=True).stdout
+        directories.insert(0, pathlib.Path(shown.strip()))
+    # pg_config may belong to the client's library alone, without a server in its directory.
+    for directory in directories:
+        if (directory / "initdb").exists():
+            return directory
+    raise RuntimeError(f"no PostgreSQL server is installed, neither where pg_config shows nor below {_VERSIONS}")
+
+
+def major_version(binaries: pathlib.Path) -> int:
+    """The major version of the server in this directory, as the server's program reports it."""
+    reported = subprocess.run([binaries / "postgres", "--version"], check=True, stdout=subprocess.PIPE, text=True).stdout
+    version = int(re.search(r"[0-9]+", reported)[0])
+    if version < _OLDEST_VERSION:
+        raise RuntimeError(f"PostgreSQL {_OLDEST_VERSION} or newer is needed; in {binaries} is {version}")
+    return version
+
+
 class PostgresCluster:
     """Runs in `directory`, which must not exist yet and whose path must be short enough for a Unix socket.
 
@@ -42,6 +67,8 @@ class PostgresCluster:
     def __init__(self, directory: pathlib.Path, wrapper=()):
         self.directory = directory
         self._wrapper = wrapper
+        self._binaries = find_binaries()
+        self.major_version = major_version(self._binaries)
         self.socket_directory = directory / "socket"
         self.log_file = directory / "postgres.log"
         self.port = 0
@@ -114,7 +141,7 @@ class PostgresCluster:
             for path in (self.directory, password_file, self.socket_directory, self.log_file):
                 os.chown(path, server_user.pw_uid, server_user.pw_gid)
         self._run_as_server_user(
-            _BINARIES / "initdb",
+            self._binaries / "initdb",
             f"--pgdata={self._data_directory()}",
             f"--username={_SUPERUSER}",
             f"--pwfile={password_file}",
@@ -144,7 +171,7 @@ class PostgresCluster:
                 # As the signal of a dead parent, SIGINT asks for a fast shutdown, which does not wait for clients.
                 self._server = scratch.start_server(
                     [
-                        str(_BINARIES / "postgres"),
+                        str(self._binaries / "postgres"),
                         "-D",
                         str(self._data_directory()),
                         "-p",
