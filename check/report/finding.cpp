@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <tuple>
 
 namespace check {
 
@@ -9,8 +10,11 @@ std::vector<const Finding*> ByCost(const std::vector<Finding>& findings) {
   std::vector<const Finding*> sorted;
   std::transform(findings.begin(), findings.end(), std::back_inserter(sorted),
                  [](const Finding& finding) { return &finding; });
-  std::stable_sort(sorted.begin(), sorted.end(),
-                   [](const Finding* left, const Finding* right) { return left->cost < right->cost; });
+  // The address keeps findings of the same cost in order. std::stable_sort would do so by itself, but newer compilers
+  // warn of its use of a deprecated function.
+  std::sort(sorted.begin(), sorted.end(), [](const Finding* left, const Finding* right) {
+    return std::tie(left->cost, left) < std::tie(right->cost, right);
+  });
   return sorted;
 }
 
