@@ -24,8 +24,7 @@ using tds::ProtocolVersion;
 void CheckText(std::string_view text, ByteSpan payload) {
   Require(text.size() <= payload.size() / 2 * 3, "two bytes give at most three");
   Require(tds::Utf16ToUtf8(tds::ByteSpan()).empty(), "no bytes give no text");
-  std::size_t characters = 0;
-  for (std::string_view rest = text; !rest.empty(); ++characters) {
+  for (std::string_view rest = text; !rest.empty();) {
     const std::size_t length = tds::Utf8SequenceLength(rest);
     Require(length >= 1 && length <= 4, "the text is UTF-8");
     rest.remove_prefix(length);
