@@ -11,6 +11,7 @@ import arguments
 import document
 
 _STEPS = ("fetch", "text", "log", "write")
+_STREAM_STEPS = ("stream text", "stream log")
 
 
 def main() -> None:
@@ -20,19 +21,24 @@ def main() -> None:
     instructions = _count_instructions(programs / "program_instructions", options.quick)
     rows = []
     for name, of_steps in times.items():
+        own = of_steps["text"] + of_steps["log"]
         rows.append(
             [
                 name,
                 *(f"{of_steps[step]:.0f}" for step in _STEPS),
-                f"{of_steps['text'] + of_steps['log']:.0f}",
+                f"{own:.0f}",
+                *(f"{of_steps[step]:.0f}" for step in _STREAM_STEPS),
+                f"{own / sum(of_steps[step] for step in _STREAM_STEPS):.2f}",
                 *(f"{instructions[name][step]:.0f}" for step in _STEPS),
-                f"{sum(allocations[name].values()):.0f}",
+                f"{sum(allocations[name][step] for step in _STEPS):.0f}",
             ]
         )
     header = [
         "table",
         *(f"{step}, ns" for step in _STEPS),
         "text + log, ns",
+        *(f"{step}, ns" for step in _STREAM_STEPS),
+        "text + log : streams",
         *(f"{step}, instructions" for step in _STEPS),
         "allocations",
     ]

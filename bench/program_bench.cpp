@@ -46,6 +46,8 @@ void RegisterTable() {
   Register<Pair, bench::Step::Text>();
   Register<Pair, bench::Step::Log>();
   Register<Pair, bench::Step::Write>();
+  Register<Pair, bench::Step::StreamText>();
+  Register<Pair, bench::Step::StreamLog>();
 }
 
 template <class... Pairs>

@@ -1,23 +1,25 @@
 #ifndef BW_BENCH_ROW_STEPS_H
 #define BW_BENCH_ROW_STEPS_H
 
+#include <array>
 #include <cstdint>
+#include <ctime>
+#include <fstream>
 #include <optional>
-#include <ostream>
+#include <sstream>
 #include <string>
 #include <string_view>
 
 #include "bench/typical_values.h"
 #include "db/identifier_maps.h"
 #include "db/migrate_table.h"
-#include "db/text_stream.h"
 #include "logging/logger.h"
 #include "odbc/connection.h"
 
 namespace bench {
 
-/// What the migration does for every row, in its order.
-enum class Step { Fetch, Text, Log, Write };
+/// What the migration does for every row, in its order; then its text and log by plain stream insertion, to compare.
+enum class Step { Fetch, Text, Log, Write, StreamText, StreamLog };
 
 constexpr std::string_view StepName(Step step) {
   switch (step) {
@@ -29,6 +31,10 @@ constexpr std::string_view StepName(Step step) {
       return "log";
     case Step::Write:
       return "write";
+    case Step::StreamText:
+      return "stream text";
+    case Step::StreamLog:
+      return "stream log";
   }
   return "";
 }
@@ -64,9 +70,13 @@ class RowSteps {
       case Step::Text:
         return Text();
       case Step::Log:
-        return log_.Log(text_.text());
+        return log_.Log(text_);
       case Step::Write:
         return Keep(pair_.destination.Write(*row_));
+      case Step::StreamText:
+        return StreamText();
+      case Step::StreamLog:
+        return StreamLog();
     }
   }
 
@@ -79,12 +89,27 @@ class RowSteps {
 
   void Text() { db::DescribeRow(text_, rowNumber_, *row_); }
 
+  void StreamText() {
+    std::ostringstream stream;
+    stream << "insert row(" << rowNumber_ << "): " << *row_ << std::endl;
+    streamText_ = stream.str();
+  }
+
+  void StreamLog() {
+    const std::time_t now = std::time(nullptr);
+    std::array<char, 80> timeStamp;
+    std::strftime(timeStamp.data(), timeStamp.size(), "%Y-%m-%d %X", std::localtime(&now));
+    streamLog_ << timeStamp.data() << " :: " << streamText_;
+  }
+
   odbc::DBConnection connection_{"", "", "", "public."};
   Pair pair_;
   std::optional<typename Pair::RowType> row_;
   std::uint64_t rowNumber_ = 123456;
-  db::TextStream text_;
+  std::string text_;
   Logger log_;
+  std::string streamText_;
+  std::ofstream streamLog_{"/dev/null"};
 };
 
 }  // namespace bench

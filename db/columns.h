@@ -6,21 +6,20 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <iterator>
 #include <optional>
 #include <ostream>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 #include <type_traits>
-#include <utility>
+#include <variant>
 
 #include "db/field.h"
-#include "db/field_text.h"
-#include "db/text_stream.h"
 
 /// How a table declares its columns and its statement's parameters.
 ///
@@ -50,19 +49,19 @@ struct ParameterBinding {
   SQLLEN* indicator;          ///< Always null: a text ends at its first zero, and nothing is sent as NULL.
 };
 
+/// A field's value; a text ends at its first zero or with the field.
+using Value = std::variant<std::int32_t, double, std::string_view>;
+
 /// One field of a row record and how it travels.
 template <class Row>
 struct Column {
   std::string_view name;
-  std::string_view label;  ///< ", [name] = ", what stands before the value when a row is printed.
-  std::size_t position;    ///< Of the field in the row record, from 0.
+  std::size_t position;  ///< Of the field in the row record, from 0.
   SQLSMALLINT cType;
   SQLSMALLINT sqlType;
-  std::size_t size;                                   ///< Bytes of the field; a text's terminating zero included.
-  void* (*field)(Row&);                               ///< The field's address in a row.
-  std::size_t textSize;                               ///< What `writeText` needs.
-  char* (*writeText)(char* to, const Row&) noexcept;  ///< See WriteFieldText.
-  std::ostream& (*insert)(std::ostream& to, const Row& row);  ///< The field's value, formatted as the stream is set.
+  std::size_t size;            ///< Bytes of the field; a text's terminating zero included.
+  void* (*field)(Row&);        ///< The field's address in a row.
+  Value (*value)(const Row&);  ///< The field's value in a row.
 };
 
 namespace detail {
@@ -73,54 +72,25 @@ using FieldTypeOf = typename MemberPointer<decltype(Field)>::FieldType;
 template <auto Field>
 using RowOf = typename MemberPointer<decltype(Field)>::RowType;
 
-inline constexpr std::string_view kSeparator = ", ";
-
 template <auto Field>
-constexpr auto MakeLabel() {
-  constexpr std::string_view open = "[";
-  constexpr std::string_view close = "] = ";
-  std::array<char, kSeparator.size() + open.size() + kFieldName<Field>.size() + close.size()> label{};
-  auto end = label.begin();
-  for (const std::string_view part : {kSeparator, open, kFieldName<Field>, close}) {
-    end = std::copy(part.begin(), part.end(), end);
-  }
-  return label;
-}
-
-template <auto Field>
-inline constexpr auto kLabel = MakeLabel<Field>();
-
-template <auto Field>
-char* WriteText(char* to, const RowOf<Field>& row) noexcept {
+Value ValueOf(const RowOf<Field>& row) {
+  const auto& field = row.*Field;
   if constexpr (std::is_array_v<FieldTypeOf<Field>>) {
-    return WriteFieldText(to, row.*Field, std::size(row.*Field));
+    return std::string_view(field, static_cast<std::size_t>(std::find(field, std::end(field), '\0') - field));
   } else {
-    return WriteFieldText(to, row.*Field);
-  }
-}
-
-template <auto Field>
-std::ostream& Insert(std::ostream& stream, const RowOf<Field>& row) {
-  if constexpr (std::is_array_v<FieldTypeOf<Field>>) {
-    const auto& text = row.*Field;
-    return stream << std::string_view(text, static_cast<std::size_t>(std::find(text, std::end(text), '\0') - text));
-  } else {
-    return stream << row.*Field;
+    return field;
   }
 }
 
 template <auto Field>
 constexpr Column<RowOf<Field>> MakeColumn(SQLSMALLINT cType, SQLSMALLINT sqlType) {
   return {.name = kFieldName<Field>,
-          .label = {kLabel<Field>.data(), kLabel<Field>.size()},
           .position = kFieldPosition<Field>,
           .cType = cType,
           .sqlType = sqlType,
           .size = sizeof(FieldTypeOf<Field>),
           .field = [](RowOf<Field>& row) -> void* { return &(row.*Field); },
-          .textSize = kFieldTextSize<FieldTypeOf<Field>>,
-          .writeText = &WriteText<Field>,
-          .insert = &Insert<Field>};
+          .value = &ValueOf<Field>};
 }
 
 template <auto Field>
@@ -259,51 +229,49 @@ constexpr std::array<Parameter<Row>, N> AllInput(const std::array<Column<Row>, N
   return parameters;
 }
 
-namespace detail {
+/// A row record; its table's file declares ColumnsOf, which returns its columns.
+template <class T>
+concept RowRecord = requires(const T& row) {
+  ColumnsOf(row);
+};
 
-/// The room that WriteRowText needs.
-template <const auto& columns>
-consteval std::size_t RowTextSize() {
-  std::size_t size = 1;
-  for (const auto& column : columns) {
-    size += column.label.size() + column.textSize;
+/// Prints a row piece by piece: "[Name] = " and the value of each column, ", " between two, ";" after the last.
+template <RowRecord Row, class Print>
+void PrintRow(const Row& row, Print print) {
+  std::string_view before = "[";
+  for (const Column<Row>& column : ColumnsOf(row)) {
+    print(before);
+    print(column.name);
+    print(std::string_view("] = "));
+    std::visit(print, column.value(row));
+    before = ", [";
   }
-  return size;
+  print(std::string_view(";"));
 }
 
-/// Writes what PrintRow inserts into a new stream; returns its end. One piece of code for each table, without a loop:
-/// between two executes of a driver and a server nothing of it is in the processor's caches any more.
-template <const auto& columns, class Row, std::size_t... positions>
-char* WriteRowText(char* to, const Row& row, std::index_sequence<positions...> /*all*/) noexcept {
-  const auto write = [&]<std::size_t position>() {
-    constexpr std::string_view label = columns[position].label.substr(position == 0 ? kSeparator.size() : 0);
-    constexpr auto writeText = columns[position].writeText;
-    std::memcpy(to, label.data(), label.size());
-    to = writeText(to + label.size(), row);
-  };
-  (write.template operator()<positions>(), ...);
-  *to++ = ';';
-  return to;
+/// Inserts a row; its values are formatted as the stream is set.
+template <RowRecord Row>
+std::ostream& operator<<(std::ostream& stream, const Row& row) {
+  PrintRow(row, [&stream](auto piece) { stream << piece; });
+  return stream;
 }
 
-}  // namespace detail
-
-/// Writes a row as the log shows it: "[Name] = value" for each column, ", " between two, ";" behind the last. Numbers
-/// are formatted as the stream is set, texts end at their first zero. `columns` is the table's declaration of them.
-template <const auto& columns, class Row>
-std::ostream& PrintRow(std::ostream& stream, const Row& row) {
-  if (TextStream* const text = TextStream::FormattingAsNew(stream)) {
-    text->Append(detail::RowTextSize<columns>(), [&row](char* to) {
-      return detail::WriteRowText<columns>(to, row, std::make_index_sequence<columns.size()>());
-    });
-    return stream;
-  }
-  std::size_t skipped = detail::kSeparator.size();
-  for (const Column<Row>& column : columns) {
-    column.insert(stream << column.label.substr(skipped), row);
-    skipped = 0;
-  }
-  return stream << ';';
+/// Appends what inserting into a new stream in the "C" locale appends, in a quarter of the time or less.
+inline void Append(std::string& text, std::string_view value) {
+  text += value;
+}
+inline void Append(std::string& text, std::integral auto value) {
+  std::array<char, 20> digits;
+  text += std::string_view(digits.data(), std::to_chars(digits.begin(), digits.end(), value).ptr);
+}
+inline void Append(std::string& text, double value) {
+  std::array<char, 16> digits;
+  const auto [end, error] = std::to_chars(digits.begin(), digits.end(), value, std::chars_format::general, 6);
+  text += std::string_view(digits.data(), end);
+}
+template <RowRecord Row>
+void Append(std::string& text, const Row& row) {
+  PrintRow(row, [&text](auto piece) { Append(text, piece); });
 }
 
 }  // namespace db

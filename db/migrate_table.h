@@ -7,18 +7,19 @@
 #include <ostream>
 #include <string>
 
-#include "db/text_stream.h"
+#include "db/columns.h"
 #include "logging/logger.h"
 
 namespace db {
 
-/// Replaces the text by what the log shows of a written row: "insert row(NUMBER): ", the row and a line end.
+/// Replaces the text by what the log shows of a written row: "insert row(NUMBER): ", the row and a newline.
 template <class Row>
-void DescribeRow(TextStream& text, std::uint64_t number, const Row& row) {
-  text.ClearText();
-  text.Append("insert row(").Append(std::to_string(number)).Append("): ");
-  text << row;
-  text.Append("\n");
+void DescribeRow(std::string& text, std::uint64_t number, const Row& row) {
+  text = "insert row(";
+  Append(text, number);
+  Append(text, "): ");
+  Append(text, row);
+  Append(text, "\n");
 }
 
 /// Moves all rows of one table from the pair's source to its destination, row by row, and frees both statements.
@@ -45,14 +46,14 @@ void MigrateTable(Pair& pair, Logger& log, std::ostream& console) {
   const Clock::time_point start = Clock::now();
   std::uint64_t rowsRead = 0;
   std::uint64_t rowsMigrated = 0;
-  TextStream rowText;
+  std::string rowText;
   for (std::optional<typename Pair::RowType> row = source.Next(); row; row = source.Next()) {
     ++rowsRead;
     // Before the write: what the log shows is the row as it was read, whatever the write makes of it.
     DescribeRow(rowText, rowsRead, *row);
     if (destination.Write(*row)) {
       ++rowsMigrated;
-      log.Log(rowText.text());
+      log.Log(rowText);
     }
   }
   const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);

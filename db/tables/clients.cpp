@@ -31,8 +31,8 @@ struct Clients {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowClients& row) {
-  return PrintRow<Clients::columns>(stream, row);
+std::span<const Column<DBRowClients>> ColumnsOf(const DBRowClients& /*row*/) {
+  return Clients::columns;
 }
 
 TableDescription DBTableClientsSrc::Description() {

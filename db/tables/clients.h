@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_CLIENTS_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/table_description.h"
 #include "db/table_destination.h"
@@ -19,7 +19,7 @@ struct DBRowClients {
   char Comment[51];
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowClients& row);
+std::span<const Column<DBRowClients>> ColumnsOf(const DBRowClients& row);
 
 class DBTableClientsSrc final : public DBTableSrc<DBRowClients> {
  public:

@@ -71,8 +71,8 @@ struct ExportOrder {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowExportOrder& row) {
-  return PrintRow<ExportOrder::columns>(stream, row);
+std::span<const Column<DBRowExportOrder>> ColumnsOf(const DBRowExportOrder& /*row*/) {
+  return ExportOrder::columns;
 }
 
 TableDescription DBTableExportOrderSrc::Description() {

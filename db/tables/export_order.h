@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_EXPORT_ORDER_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/column_reader_source.h"
 #include "db/table_description.h"
@@ -44,7 +44,7 @@ struct DBRowExportOrder {
   std::int32_t RepoTerm;
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowExportOrder& row);
+std::span<const Column<DBRowExportOrder>> ColumnsOf(const DBRowExportOrder& row);
 
 class DBTableExportOrderSrc final : public DBTableColumnReaderSrc<DBRowExportOrder> {
  public:

@@ -35,8 +35,8 @@ struct GroupDesc {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowGroupDesc& row) {
-  return PrintRow<GroupDesc::columns>(stream, row);
+std::span<const Column<DBRowGroupDesc>> ColumnsOf(const DBRowGroupDesc& /*row*/) {
+  return GroupDesc::columns;
 }
 
 TableDescription DBTableGroupDescSrc::Description() {

@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_GROUP_DESC_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/procedure_destination.h"
 #include "db/table_description.h"
@@ -21,7 +21,7 @@ struct DBRowGroupDesc {
   std::int32_t SplitOrders;
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowGroupDesc& row);
+std::span<const Column<DBRowGroupDesc>> ColumnsOf(const DBRowGroupDesc& row);
 
 class DBTableGroupDescSrc final : public DBTableSrc<DBRowGroupDesc> {
  public:

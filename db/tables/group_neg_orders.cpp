@@ -56,8 +56,8 @@ struct GroupNegOrders {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowGroupNegOrders& row) {
-  return PrintRow<GroupNegOrders::columns>(stream, row);
+std::span<const Column<DBRowGroupNegOrders>> ColumnsOf(const DBRowGroupNegOrders& /*row*/) {
+  return GroupNegOrders::columns;
 }
 
 TableDescription DBTableGroupNegOrdersSrc::Description() {

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 #include <optional>
-#include <ostream>
+#include <span>
 
 #include "db/column_reader_source.h"
 #include "db/table_description.h"
@@ -45,7 +45,7 @@ struct DBRowGroupNegOrders {
   std::int32_t BWCounter;
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowGroupNegOrders& row);
+std::span<const Column<DBRowGroupNegOrders>> ColumnsOf(const DBRowGroupNegOrders& row);
 
 /// Next puts the new GroupID of the group into the row while it reads it.
 class DBTableGroupNegOrdersSrc final : public DBTableColumnReaderSrc<DBRowGroupNegOrders> {

@@ -45,8 +45,8 @@ struct GroupOrders {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowGroupOrders& row) {
-  return PrintRow<GroupOrders::columns>(stream, row);
+std::span<const Column<DBRowGroupOrders>> ColumnsOf(const DBRowGroupOrders& /*row*/) {
+  return GroupOrders::columns;
 }
 
 TableDescription DBTableGroupOrdersSrc::Description() {

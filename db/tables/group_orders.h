@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_GROUP_ORDERS_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/procedure_destination.h"
 #include "db/table_description.h"
@@ -37,7 +37,7 @@ struct DBRowGroupOrders {
   double VisibleQty;
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowGroupOrders& row);
+std::span<const Column<DBRowGroupOrders>> ColumnsOf(const DBRowGroupOrders& row);
 
 /// A failing Open deliberately throws std::runtime_error with an empty message, without the diagnostics.
 class DBTableGroupOrdersSrc final : public DBTableSrc<DBRowGroupOrders> {

@@ -70,8 +70,8 @@ struct GroupStopOrders {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowGroupStopOrders& row) {
-  return PrintRow<GroupStopOrders::columns>(stream, row);
+std::span<const Column<DBRowGroupStopOrders>> ColumnsOf(const DBRowGroupStopOrders& /*row*/) {
+  return GroupStopOrders::columns;
 }
 
 TableDescription DBTableGroupStopOrdersSrc::Description() {

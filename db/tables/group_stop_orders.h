@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_GROUP_STOP_ORDERS_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/table_description.h"
 #include "db/table_destination.h"
@@ -46,7 +46,7 @@ struct DBRowGroupStopOrders {
   std::int32_t ActiveToTime;
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowGroupStopOrders& row);
+std::span<const Column<DBRowGroupStopOrders>> ColumnsOf(const DBRowGroupStopOrders& row);
 
 class DBTableGroupStopOrdersSrc final : public DBTableSrc<DBRowGroupStopOrders> {
  public:

@@ -31,8 +31,8 @@ struct ImportLog {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowImportLog& row) {
-  return PrintRow<ImportLog::columns>(stream, row);
+std::span<const Column<DBRowImportLog>> ColumnsOf(const DBRowImportLog& /*row*/) {
+  return ImportLog::columns;
 }
 
 TableDescription DBTableImportLogSrc::Description() {

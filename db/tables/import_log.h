@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_IMPORT_LOG_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/table_description.h"
 #include "db/table_destination.h"
@@ -19,7 +19,7 @@ struct DBRowImportLog {
   std::int32_t BWCounter;
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowImportLog& row);
+std::span<const Column<DBRowImportLog>> ColumnsOf(const DBRowImportLog& row);
 
 class DBTableImportLogSrc final : public DBTableSrc<DBRowImportLog> {
  public:

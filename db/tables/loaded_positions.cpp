@@ -33,8 +33,8 @@ struct LoadedPositions {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowLoadedPositions& row) {
-  return PrintRow<LoadedPositions::columns>(stream, row);
+std::span<const Column<DBRowLoadedPositions>> ColumnsOf(const DBRowLoadedPositions& /*row*/) {
+  return LoadedPositions::columns;
 }
 
 TableDescription DBTableLoadedPositionsSrc::Description() {

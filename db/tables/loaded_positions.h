@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_LOADED_POSITIONS_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/table_description.h"
 #include "db/table_destination.h"
@@ -21,7 +21,7 @@ struct DBRowLoadedPositions {
   double OpenBalance;
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowLoadedPositions& row);
+std::span<const Column<DBRowLoadedPositions>> ColumnsOf(const DBRowLoadedPositions& row);
 
 class DBTableLoadedPositionsSrc final : public DBTableSrc<DBRowLoadedPositions> {
  public:

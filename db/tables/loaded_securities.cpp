@@ -33,8 +33,8 @@ struct LoadedSecurities {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowLoadedSecurities& row) {
-  return PrintRow<LoadedSecurities::columns>(stream, row);
+std::span<const Column<DBRowLoadedSecurities>> ColumnsOf(const DBRowLoadedSecurities& /*row*/) {
+  return LoadedSecurities::columns;
 }
 
 TableDescription DBTableLoadedSecuritiesSrc::Description() {

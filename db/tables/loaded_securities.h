@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_LOADED_SECURITIES_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/table_description.h"
 #include "db/table_destination.h"
@@ -22,7 +22,7 @@ struct DBRowLoadedSecurities {
   double Price;
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowLoadedSecurities& row);
+std::span<const Column<DBRowLoadedSecurities>> ColumnsOf(const DBRowLoadedSecurities& row);
 
 class DBTableLoadedSecuritiesSrc final : public DBTableSrc<DBRowLoadedSecurities> {
  public:

@@ -30,8 +30,8 @@ struct LoadedSecuritiesClientPrices {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowLoadedSecuritiesClientPrices& row) {
-  return PrintRow<LoadedSecuritiesClientPrices::columns>(stream, row);
+std::span<const Column<DBRowLoadedSecuritiesClientPrices>> ColumnsOf(const DBRowLoadedSecuritiesClientPrices& /*row*/) {
+  return LoadedSecuritiesClientPrices::columns;
 }
 
 TableDescription DBTableLoadedSecuritiesClientPricesSrc::Description() {

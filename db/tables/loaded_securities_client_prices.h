@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_LOADED_SECURITIES_CLIENT_PRICES_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/table_description.h"
 #include "db/table_destination.h"
@@ -19,7 +19,7 @@ struct DBRowLoadedSecuritiesClientPrices {
   double Price;
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowLoadedSecuritiesClientPrices& row);
+std::span<const Column<DBRowLoadedSecuritiesClientPrices>> ColumnsOf(const DBRowLoadedSecuritiesClientPrices& row);
 
 class DBTableLoadedSecuritiesClientPricesSrc final : public DBTableSrc<DBRowLoadedSecuritiesClientPrices> {
  public:

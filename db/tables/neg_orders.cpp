@@ -57,8 +57,8 @@ struct NegOrders {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowNegOrders& row) {
-  return PrintRow<NegOrders::columns>(stream, row);
+std::span<const Column<DBRowNegOrders>> ColumnsOf(const DBRowNegOrders& /*row*/) {
+  return NegOrders::columns;
 }
 
 TableDescription DBTableNegOrdersSrc::Description() {

@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_NEG_ORDERS_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/column_reader_source.h"
 #include "db/table_description.h"
@@ -42,7 +42,7 @@ struct DBRowNegOrders {
   std::int32_t BWCounter;
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowNegOrders& row);
+std::span<const Column<DBRowNegOrders>> ColumnsOf(const DBRowNegOrders& row);
 
 class DBTableNegOrdersSrc final : public DBTableColumnReaderSrc<DBRowNegOrders> {
  public:

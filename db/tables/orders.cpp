@@ -45,8 +45,8 @@ struct Orders {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowOrders& row) {
-  return PrintRow<Orders::columns>(stream, row);
+std::span<const Column<DBRowOrders>> ColumnsOf(const DBRowOrders& /*row*/) {
+  return Orders::columns;
 }
 
 TableDescription DBTableOrdersSrc::Description() {

@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_ORDERS_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/procedure_destination.h"
 #include "db/table_description.h"
@@ -36,7 +36,7 @@ struct DBRowOrders {
   std::int32_t BWCounter;
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowOrders& row);
+std::span<const Column<DBRowOrders>> ColumnsOf(const DBRowOrders& row);
 
 class DBTableOrdersSrc final : public DBTableSrc<DBRowOrders> {
  public:

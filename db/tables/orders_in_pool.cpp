@@ -38,8 +38,8 @@ struct OrdersInPool {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowOrdersInPool& row) {
-  return PrintRow<OrdersInPool::columns>(stream, row);
+std::span<const Column<DBRowOrdersInPool>> ColumnsOf(const DBRowOrdersInPool& /*row*/) {
+  return OrdersInPool::columns;
 }
 
 TableDescription DBTableOrdersInPoolSrc::Description() {

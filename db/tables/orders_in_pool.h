@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_ORDERS_IN_POOL_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/table_description.h"
 #include "db/table_destination.h"
@@ -30,7 +30,7 @@ struct DBRowOrdersInPool {
   char Comment[21];
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowOrdersInPool& row);
+std::span<const Column<DBRowOrdersInPool>> ColumnsOf(const DBRowOrdersInPool& row);
 
 class DBTableOrdersInPoolSrc final : public DBTableSrc<DBRowOrdersInPool> {
  public:

@@ -38,8 +38,8 @@ struct PoolOrders {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowPoolOrders& row) {
-  return PrintRow<PoolOrders::columns>(stream, row);
+std::span<const Column<DBRowPoolOrders>> ColumnsOf(const DBRowPoolOrders& /*row*/) {
+  return PoolOrders::columns;
 }
 
 TableDescription DBTablePoolOrdersSrc::Description() {

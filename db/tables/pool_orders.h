@@ -3,7 +3,7 @@
 
 #include <cstdint>
 #include <optional>
-#include <ostream>
+#include <span>
 
 #include "db/table_description.h"
 #include "db/table_destination.h"
@@ -30,7 +30,7 @@ struct DBRowPoolOrders {
   double ActiveQty;
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowPoolOrders& row);
+std::span<const Column<DBRowPoolOrders>> ColumnsOf(const DBRowPoolOrders& row);
 
 /// Next records each row that it reads in PoolIdMap, whether its write succeeds or not.
 class DBTablePoolOrdersSrc final : public DBTableSrc<DBRowPoolOrders> {

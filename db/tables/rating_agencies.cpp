@@ -32,8 +32,8 @@ struct RatingAgencies {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowRatingAgencies& row) {
-  return PrintRow<RatingAgencies::columns>(stream, row);
+std::span<const Column<DBRowRatingAgencies>> ColumnsOf(const DBRowRatingAgencies& /*row*/) {
+  return RatingAgencies::columns;
 }
 
 TableDescription DBTableRatingAgenciesSrc::Description() {

@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_RATING_AGENCIES_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/table_description.h"
 #include "db/table_destination.h"
@@ -17,7 +17,7 @@ struct DBRowRatingAgencies {
   char AgencyName[129];
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowRatingAgencies& row);
+std::span<const Column<DBRowRatingAgencies>> ColumnsOf(const DBRowRatingAgencies& row);
 
 class DBTableRatingAgenciesSrc final : public DBTableSrc<DBRowRatingAgencies> {
  public:

@@ -31,8 +31,8 @@ struct RatingScales {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowRatingScales& row) {
-  return PrintRow<RatingScales::columns>(stream, row);
+std::span<const Column<DBRowRatingScales>> ColumnsOf(const DBRowRatingScales& /*row*/) {
+  return RatingScales::columns;
 }
 
 TableDescription DBTableRatingScalesSrc::Description() {

@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_RATING_SCALES_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/table_description.h"
 #include "db/table_destination.h"
@@ -19,7 +19,7 @@ struct DBRowRatingScales {
   std::int32_t Position;
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowRatingScales& row);
+std::span<const Column<DBRowRatingScales>> ColumnsOf(const DBRowRatingScales& row);
 
 class DBTableRatingScalesSrc final : public DBTableSrc<DBRowRatingScales> {
  public:

@@ -40,8 +40,8 @@ struct Restrictions {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowRestrictions& row) {
-  return PrintRow<Restrictions::columns>(stream, row);
+std::span<const Column<DBRowRestrictions>> ColumnsOf(const DBRowRestrictions& /*row*/) {
+  return Restrictions::columns;
 }
 
 TableDescription DBTableRestrictionsSrc::Description() {

@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_RESTRICTIONS_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/table_description.h"
 #include "db/table_destination.h"
@@ -31,7 +31,7 @@ struct DBRowRestrictions {
   char RestrName[51];
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowRestrictions& row);
+std::span<const Column<DBRowRestrictions>> ColumnsOf(const DBRowRestrictions& row);
 
 class DBTableRestrictionsSrc final : public DBTableSrc<DBRowRestrictions> {
  public:

@@ -31,8 +31,8 @@ struct SecGrMemb {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowSecGrMemb& row) {
-  return PrintRow<SecGrMemb::columns>(stream, row);
+std::span<const Column<DBRowSecGrMemb>> ColumnsOf(const DBRowSecGrMemb& /*row*/) {
+  return SecGrMemb::columns;
 }
 
 TableDescription DBTableSecGrMembSrc::Description() {

@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_SEC_GR_MEMB_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/table_description.h"
 #include "db/table_destination.h"
@@ -19,7 +19,7 @@ struct DBRowSecGrMemb {
   std::int32_t MembID;
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowSecGrMemb& row);
+std::span<const Column<DBRowSecGrMemb>> ColumnsOf(const DBRowSecGrMemb& row);
 
 class DBTableSecGrMembSrc final : public DBTableSrc<DBRowSecGrMemb> {
  public:

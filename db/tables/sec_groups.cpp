@@ -32,8 +32,8 @@ struct SecGroups {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowSecGroups& row) {
-  return PrintRow<SecGroups::columns>(stream, row);
+std::span<const Column<DBRowSecGroups>> ColumnsOf(const DBRowSecGroups& /*row*/) {
+  return SecGroups::columns;
 }
 
 TableDescription DBTableSecGroupsSrc::Description() {

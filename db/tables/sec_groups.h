@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_SEC_GROUPS_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/procedure_destination.h"
 #include "db/table_description.h"
@@ -22,7 +22,7 @@ struct DBRowSecGroups {
   std::int32_t ListLevel;
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowSecGroups& row);
+std::span<const Column<DBRowSecGroups>> ColumnsOf(const DBRowSecGroups& row);
 
 class DBTableSecGroupsSrc final : public DBTableSrc<DBRowSecGroups> {
  public:

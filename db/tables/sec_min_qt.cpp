@@ -30,8 +30,8 @@ struct SecMinQt {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowSecMinQt& row) {
-  return PrintRow<SecMinQt::columns>(stream, row);
+std::span<const Column<DBRowSecMinQt>> ColumnsOf(const DBRowSecMinQt& /*row*/) {
+  return SecMinQt::columns;
 }
 
 TableDescription DBTableSecMinQtSrc::Description() {

@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_SEC_MIN_QT_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/table_description.h"
 #include "db/table_destination.h"
@@ -17,7 +17,7 @@ struct DBRowSecMinQt {
   std::int32_t MinQty;
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowSecMinQt& row);
+std::span<const Column<DBRowSecMinQt>> ColumnsOf(const DBRowSecMinQt& row);
 
 class DBTableSecMinQtSrc final : public DBTableSrc<DBRowSecMinQt> {
  public:

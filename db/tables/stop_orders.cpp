@@ -70,8 +70,8 @@ struct StopOrders {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowStopOrders& row) {
-  return PrintRow<StopOrders::columns>(stream, row);
+std::span<const Column<DBRowStopOrders>> ColumnsOf(const DBRowStopOrders& /*row*/) {
+  return StopOrders::columns;
 }
 
 TableDescription DBTableStopOrdersSrc::Description() {

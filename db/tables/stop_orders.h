@@ -2,7 +2,7 @@
 #define BW_DB_TABLES_STOP_ORDERS_H
 
 #include <cstdint>
-#include <ostream>
+#include <span>
 
 #include "db/table_description.h"
 #include "db/table_destination.h"
@@ -46,7 +46,7 @@ struct DBRowStopOrders {
   char TrdAcc[13];
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowStopOrders& row);
+std::span<const Column<DBRowStopOrders>> ColumnsOf(const DBRowStopOrders& row);
 
 class DBTableStopOrdersSrc final : public DBTableSrc<DBRowStopOrders> {
  public:

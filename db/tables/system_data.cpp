@@ -28,8 +28,8 @@ struct SystemData {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& stream, const DBRowSystemData& row) {
-  return PrintRow<SystemData::columns>(stream, row);
+std::span<const Column<DBRowSystemData>> ColumnsOf(const DBRowSystemData& /*row*/) {
+  return SystemData::columns;
 }
 
 TableDescription DBTableSystemDataSrc::Description() {

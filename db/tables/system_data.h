@@ -1,7 +1,7 @@
 #ifndef BW_DB_TABLES_SYSTEM_DATA_H
 #define BW_DB_TABLES_SYSTEM_DATA_H
 
-#include <ostream>
+#include <span>
 
 #include "db/table_description.h"
 #include "db/table_destination.h"
@@ -15,7 +15,7 @@ struct DBRowSystemData {
   char KeyValue[51];
 };
 
-std::ostream& operator<<(std::ostream& stream, const DBRowSystemData& row);
+std::span<const Column<DBRowSystemData>> ColumnsOf(const DBRowSystemData& row);
 
 class DBTableSystemDataSrc final : public DBTableSrc<DBRowSystemData> {
  public:

@@ -130,8 +130,8 @@ struct StubRow {
   int number;
 };
 
-std::ostream& operator<<(std::ostream& stream, const StubRow& row) {
-  return stream << row.number;
+void Append(std::string& text, const StubRow& row) {
+  text += std::to_string(row.number);
 }
 
 struct StubSource {

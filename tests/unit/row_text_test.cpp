@@ -1,17 +1,19 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <iomanip>
 #include <limits>
 #include <random>
+#include <span>
 #include <sstream>
 #include <string>
 
 #include "db/columns.h"
 #include "db/tables/system_data.h"
-#include "db/text_stream.h"
 
 namespace {
 
@@ -24,14 +26,20 @@ struct Position {
 constexpr std::array kColumns = {db::Int32<&Position::PosID>, db::Char<&Position::Code>,
                                  db::Double<&Position::OpenBalance>};
 
-/// What is inserted into a TextStream, which has a shorter way, and into any other stream.
+std::span<const db::Column<Position>> ColumnsOf(const Position& /*row*/) {
+  return kColumns;
+}
+
+using db::operator<<;
+
+/// What is appended to a text and inserted into a new stream.
 std::string Text(const Position& position) {
-  db::TextStream text;
-  db::PrintRow<kColumns>(text, position);
+  std::string text;
+  db::Append(text, position);
   std::ostringstream stream;
-  db::PrintRow<kColumns>(stream, position);
-  EXPECT_EQ(text.text(), stream.str());
-  return text.text();
+  stream << position;
+  EXPECT_EQ(text, stream.str());
+  return text;
 }
 
 TEST(RowText, LabelsEachFieldAndEndsWithASemicolon) {
@@ -72,36 +80,53 @@ TEST(RowText, PrintsDoublesAtTheEdgesOfSixDigits) {
   EXPECT_EQ(printed(-1e-300), "-1e-300");
   EXPECT_EQ(printed(-0.0), "-0");
   EXPECT_EQ(printed(std::numeric_limits<double>::infinity()), "inf");
+  EXPECT_EQ(printed(-std::numeric_limits<double>::infinity()), "-inf");
   EXPECT_EQ(printed(std::numeric_limits<double>::quiet_NaN()), "nan");
+  EXPECT_EQ(printed(-std::numeric_limits<double>::quiet_NaN()), "-nan");
+  EXPECT_EQ(printed(std::numeric_limits<double>::denorm_min()), "4.94066e-324");
 }
 
-TEST(RowText, PrintsEveryDoubleAsAStreamInsertsIt) {
-  std::mt19937_64 bits(29);  // any double, by its bits
+TEST(RowText, PrintsDoublesInTheMiddleBetweenTwoTextsWithTheEvenDigit) {
+  EXPECT_EQ(Text({0, "", 262144.5}), "[PosID] = 0, [Code] = , [OpenBalance] = 262144;");
+  EXPECT_EQ(Text({0, "", 262145.5}), "[PosID] = 0, [Code] = , [OpenBalance] = 262146;");
+}
+
+void ExpectAppendedAsInserted(double value) {
+  std::string appended;
+  db::Append(appended, value);
+  std::ostringstream inserted;
+  inserted << value;
+  ASSERT_EQ(appended, inserted.str()) << std::hexfloat << value;
+}
+
+TEST(RowText, AppendsEveryDoubleAsANewStreamInsertsIt) {
+  std::mt19937_64 random(29);
+  constexpr std::uint64_t fraction = (std::uint64_t{1} << 52) - 1;
+  constexpr std::uint64_t sign = ~(~std::uint64_t{0} >> 1);
+  const auto below = [&random](std::uint64_t bound) { return static_cast<double>(random() % bound); };
   for (int i = 0; i < 100'000; ++i) {
-    const auto value = std::bit_cast<double>(bits());
-    std::ostringstream inserted;
-    inserted << value;
-    ASSERT_EQ(Text({0, "", value}), "[PosID] = 0, [Code] = , [OpenBalance] = " + inserted.str() + ";");
+    const std::uint64_t bits = random();
+    ExpectAppendedAsInserted(std::bit_cast<double>(bits));                             // any double
+    ExpectAppendedAsInserted(std::bit_cast<double>(bits & (sign | fraction)));         // denormal
+    ExpectAppendedAsInserted(std::bit_cast<double>(bits | (~fraction & ~sign)));       // not a number
+    ExpectAppendedAsInserted((below(2'000'000) + 0.5) / std::pow(10, below(12)));      // price, also between two texts
+    ExpectAppendedAsInserted(below(std::uint64_t{1} << 62) / std::pow(10, below(6)));  // order number
   }
 }
 
 TEST(RowText, FormatsNumbersAsTheStreamIsSet) {
-  const std::string expected = "[PosID] = 1, [Code] = a, [OpenBalance] = 2.50;";
   std::ostringstream stream;
-  stream << std::fixed << std::setprecision(2);
-  db::PrintRow<kColumns>(stream, Position{1, "a", 2.5});
-  EXPECT_EQ(stream.str(), expected);
-  db::TextStream text;
-  text << std::fixed << std::setprecision(2);
-  db::PrintRow<kColumns>(text, Position{1, "a", 2.5});
-  EXPECT_EQ(text.text(), expected);
+  stream << std::fixed << std::setprecision(2) << Position{1, "a", 2.5};
+  EXPECT_EQ(stream.str(), "[PosID] = 1, [Code] = a, [OpenBalance] = 2.50;");
 }
 
-TEST(RowText, ContinuesTheTextOfTheStream) {
-  db::TextStream text;
-  text << "row ";
-  db::PrintRow<kColumns>(text, Position{1, "a", 2.5}) << " end";
-  EXPECT_EQ(text.text(), "row [PosID] = 1, [Code] = a, [OpenBalance] = 2.5; end");
+TEST(RowText, ContinuesTheText) {
+  std::string text = "row ";
+  db::Append(text, Position{1, "a", 2.5});
+  EXPECT_EQ(text, "row [PosID] = 1, [Code] = a, [OpenBalance] = 2.5;");
+  std::ostringstream stream;
+  stream << "row " << Position{1, "a", 2.5} << " end";
+  EXPECT_EQ(stream.str(), "row [PosID] = 1, [Code] = a, [OpenBalance] = 2.5; end");
 }
 
 TEST(RowText, EndsATextAtItsFirstZero) {
