@@ -167,7 +167,7 @@ TEST(JsonReport, NamesEveryCost) {
 
 TEST(JsonReport, WritesTheCostOfTheCase) {
   Report report;
-  report.general = {Finding(finding::MissingColumn)};
+  report.general = {Finding(finding::TextCut)};
   report.general.front().cost = Cost::ValueChanged;
   EXPECT_THAT(JsonReport(report, "1.0.0"), HasSubstr("\"cost\": \"value-changed\""));
 }

@@ -58,13 +58,13 @@ The run ends by itself.
 TEST(TextReport, WithFindings) {
   Report report;
   report.facts = {"Source: Microsoft SQL Server"};
-  report.general = {Found(finding::NoSelectRight, "The login may not read Clients.")};
+  report.general = {Found(finding::CannotForesee, "The login may not read Clients.")};
   Finding lost = Found(finding::NullEndsTable, "A NULL ends the table.");
   lost.columns = {"Comment"};
   lost.rows = 4;
   lost.keys = {"ClientCode = A", "ClientCode = B"};
   lost.query = Query{Side::Source, "SELECT [ClientCode]\n  FROM [dbo].[Clients]\n WHERE [Comment] IS NULL;\n"};
-  Finding one = Found(finding::HasTriggers, "A trigger is there.");
+  Finding one = Found(finding::LogStale, "A trigger is there.");
   one.rows = 1;
   one.query = Query{Side::Destination, "SELECT 1;"};
   report.tables = {Table("SystemData"), Table("Clients", {lost, one}), Table("Orders"), Table("SecGroups")};
@@ -76,7 +76,7 @@ TEST(TextReport, WithFindings) {
 Source: Microsoft SQL Server
 
 General
-  Cannot foresee [no-select-right]
+  Cannot foresee [cannot-foresee]
     The login may not read Clients.
 
 Table                                 Source      Arriving     Unchanged       Refused          Time
@@ -90,7 +90,7 @@ Clients                                   24            20            18        
       SELECT [ClientCode]
         FROM [dbo].[Clients]
        WHERE [Comment] IS NULL;
-  Cannot foresee, 1 row [has-triggers]
+  Cannot foresee, 1 row [log-stale]
     A trigger is there.
     SQL on the destination:
       SELECT 1;
