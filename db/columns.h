@@ -181,7 +181,7 @@ struct ParameterOf {
 constexpr ParameterOf Input(std::string_view column) {
   return {column, SQL_PARAM_INPUT};
 }
-constexpr ParameterOf Output(std::string_view column) {
+constexpr ParameterOf OutInt32(std::string_view column) {
   return {column, SQL_PARAM_OUTPUT};
 }
 
@@ -198,6 +198,9 @@ namespace detail {
 template <class Row, std::size_t N>
 constexpr Parameter<Row> MakeParameter(const std::array<Column<Row>, N>& columns, const ParameterOf& parameter) {
   const Column<Row>& column = ColumnNamed(columns, parameter.column);
+  if (parameter.direction == SQL_PARAM_OUTPUT && column.cType != SQL_C_LONG) {
+    throw std::invalid_argument("an OutInt32 parameter needs an Int32 column");
+  }
   return {.column = column,
           .direction = parameter.direction,
           .cType = parameter.cType.value_or(column.cType),

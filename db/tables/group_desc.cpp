@@ -27,7 +27,7 @@ struct GroupDesc {
   static constexpr std::array parameters =
       Parameters(columns, {Input("GroupCode"), Input("GroupName"), Input("disabled"), Input("Mode"),
                            Input("DefWeight").WithColumnSize(0), Input("SplitOrders").WithColumnSize(0),
-                           Output("GroupID").WithColumnSize(0)});
+                           OutInt32("GroupID").WithColumnSize(0)});
   static constexpr std::string_view write = R"(CALL {schema}"BW_CreateClientGroupEx"(? , ? , ? , ? , ? , ? , ? );)";
 
   static constexpr Truncation truncation = Truncation::Cascade;

@@ -30,12 +30,13 @@ struct GroupOrders {
       "[RealQty], [BalanceQty], [KilledQty], [Status], [Result], [OrdersCount], [Flags], [PoolID], [Value], "
       "[BWUserID], [BWSessionID], [BWCounter], [VisibleQty] FROM {schema}[GroupOrders]";
 
-  static constexpr std::array parameters = Parameters(
-      columns, {Input("GroupID"),     Input("TradeDate"), Input("TradeTime"), Input("Buy"),        Input("ML"),
-                Input("SecCode"),     Input("ClassCode"), Input("Price"),     Input("Qty"),        Input("RealQty"),
-                Input("BalanceQty"),  Input("KilledQty"), Input("Status"),    Input("Result"),     Input("OrdersCount"),
-                Input("Flags"),       Input("PoolID"),    Input("Value"),     Input("VisibleQty"), Input("BWUserID"),
-                Input("BWSessionID"), Output("ID"),       Output("BWCounter")});
+  static constexpr std::array parameters =
+      Parameters(columns, {Input("GroupID"),     Input("TradeDate"), Input("TradeTime"),   Input("Buy"),
+                           Input("ML"),          Input("SecCode"),   Input("ClassCode"),   Input("Price"),
+                           Input("Qty"),         Input("RealQty"),   Input("BalanceQty"),  Input("KilledQty"),
+                           Input("Status"),      Input("Result"),    Input("OrdersCount"), Input("Flags"),
+                           Input("PoolID"),      Input("Value"),     Input("VisibleQty"),  Input("BWUserID"),
+                           Input("BWSessionID"), OutInt32("ID"),     OutInt32("BWCounter")});
   static constexpr std::string_view write =
       R"(CALL {schema}"BW_CreateGroupOrder"(? , ? , ? , ? , ? , ? , ? , ? , ? , ? , ? , ? , ? , ? , ? , ? , ? , ? , )"
       R"(? , ? , ? , ? , ? );)";

@@ -30,12 +30,12 @@ struct Orders {
       "[VisibleQty], [BWUserID], [BWSessionID], [BWCounter] FROM {schema}[Orders]";
 
   static constexpr std::array parameters =
-      Parameters(columns, {Input("GroupOrderID"), Input("TradeDate"),  Input("TradeTime"), Input("Buy"),
-                           Input("ML"),           Input("SecCode"),    Input("ClassCode"), Input("ClientCode"),
-                           Input("TrdAcc"),       Input("Price"),      Input("Qty"),       Input("BalanceQty"),
-                           Input("OrderNum"),     Input("Status"),     Input("Result"),    Input("OrderInPoolID"),
-                           Input("Value"),        Input("VisibleQty"), Input("BWUserID"),  Input("BWSessionID"),
-                           Output("OrderID"),     Output("BWCounter")});
+      Parameters(columns, {Input("GroupOrderID"), Input("TradeDate"),   Input("TradeTime"), Input("Buy"),
+                           Input("ML"),           Input("SecCode"),     Input("ClassCode"), Input("ClientCode"),
+                           Input("TrdAcc"),       Input("Price"),       Input("Qty"),       Input("BalanceQty"),
+                           Input("OrderNum"),     Input("Status"),      Input("Result"),    Input("OrderInPoolID"),
+                           Input("Value"),        Input("VisibleQty"),  Input("BWUserID"),  Input("BWSessionID"),
+                           OutInt32("OrderID"),   OutInt32("BWCounter")});
   static constexpr std::string_view write =
       R"(CALL {schema}"BW_CreateOrder"(? , ? , ? , ? , ? , ? , ? , ? , ? , ? , ? , ? , ? , ? , ? , ? , ? , ? , ? , )"
       R"(? , ? , ? );)";

@@ -24,7 +24,7 @@ struct SecGroups {
 
   static constexpr std::array parameters =
       Parameters(columns, {Input("SecGCode"), Input("SecGName"), Input("disabled"), Input("Filter"), Input("mode"),
-                           Input("RAgencies"), Input("ListLevel"), Output("ID")});
+                           Input("RAgencies"), Input("ListLevel"), OutInt32("ID")});
   static constexpr std::string_view write = R"(CALL {schema}"BW_CreateSecGroupEx"(?, ?, ?, ?, ?, ?, ?, ?);)";
 
   static constexpr Truncation truncation = Truncation::Restrict;

@@ -52,7 +52,9 @@ struct Table {
       "SELECT [ID], [Code], [Price] FROM {schema}[Table];";
 #endif
 
-#if defined(CASE_UNKNOWN_PARAMETER)
+#if defined(CASE_OUTPUT_OF_ANOTHER_KIND)
+  static constexpr auto parameters = db::AllInput(columns, db::OutInt32("Price"));
+#elif defined(CASE_UNKNOWN_PARAMETER)
   static constexpr auto parameters = db::Parameters(columns, {db::Input("ID"), db::Input("Cod"), db::Input("Price")});
 #else
   static constexpr auto parameters = db::AllInput(columns);
