@@ -49,7 +49,7 @@ void MigrateTable(Pair& pair, Logger& log, std::ostream& console) {
   std::string rowText;
   for (std::optional<typename Pair::RowType> row = source.Next(); row; row = source.Next()) {
     ++rowsRead;
-    // Before the write: what the log shows is the row as it was read, whatever the write makes of it.
+    // Write cannot change the row. It is logged only once it is written.
     DescribeRow(rowText, rowsRead, *row);
     if (destination.Write(*row)) {
       ++rowsMigrated;

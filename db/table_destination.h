@@ -5,7 +5,6 @@
 
 #include <cstring>
 #include <string>
-#include <string_view>
 #include <type_traits>
 #include <vector>
 
@@ -29,8 +28,6 @@ class DBTableDst {
                 "a row record is a plain record that the drivers read from");
 
  public:
-  using RowType = Row;
-
   DBTableDst(const DBTableDst&) = delete;
   DBTableDst(DBTableDst&&) = delete;
   DBTableDst& operator=(const DBTableDst&) = delete;
@@ -56,26 +53,22 @@ class DBTableDst {
   const Row& row() const noexcept { return row_; }
 
  protected:
-  /// Allocates the statement and empties the table; the query and the bindings are left empty.
+  /// Allocates the statement, empties the table and takes the statement and its parameters from the table's
+  /// declaration (see TableChecks).
   ///
   /// The truncate notice is deliberately handed to the table source file's own channel, which nobody opens: it never
   /// shows.
   ///
   /// \throws std::runtime_error "SQL Error: " when the allocation fails, the statement's diagnostics when the table
   /// cannot be emptied.
-  DBTableDst(const odbc::DBConnection& destination, std::string_view tableName, Truncation truncation,
-             Logger& tableLogger)
-      : DBTableDst(destination) {
-    odbc::RequireSuccess(
-        odbc::ExecuteDirect(statement_, TruncateStatement(destination.schema(), tableName, truncation)), statement_);
-    tableLogger.Log("Truncate " + std::string(tableName) + " table");
-  }
-
-  /// The same, then takes the statement and its parameters from the table's declaration (see TableChecks).
   template <class Table>
   DBTableDst(const odbc::DBConnection& destination, Table /*declaration*/, Logger& tableLogger)
-      : DBTableDst(destination, Table::name, Table::truncation, tableLogger) {
+      : DBTableDst(destination) {
     static_cast<void>(detail::TableChecks<Row, Table>{});
+    odbc::RequireSuccess(
+        odbc::ExecuteDirect(statement_, TruncateStatement(destination.schema(), Table::name, Table::truncation)),
+        statement_);
+    tableLogger.Log("Truncate " + std::string(Table::name) + " table");
     query_ = WithSchema(Table::write, destination.schema());
     for (const Parameter<Row>& parameter : Table::parameters) {
       parameters_.push_back(BindParameter(parameters_.size() + 1, parameter, row_));
@@ -111,7 +104,7 @@ class DBTableDst {
   std::string query_;
 
  private:
-  // Apart from the constructors that can fail after it, so that the destructor frees the statement when they do.
+  // Apart from the other constructor, so that the destructor frees the statement when that one fails.
   explicit DBTableDst(const odbc::DBConnection& destination)
       : statement_(odbc::AllocateStatement(destination.connection())),
         connection_(destination.connection()),

@@ -70,23 +70,18 @@ class DBTableSrc {
   const Row& row() const noexcept { return row_; }
 
  protected:
-  /// Allocates the statement; the table name, the query and the bindings are left empty.
+  /// Allocates the statement and takes the table's name, query and columns from its declaration (see TableChecks).
   ///
   /// \throws std::runtime_error "SQL Error: " when the allocation fails.
-  explicit DBTableSrc(const odbc::DBConnection& source)
-      : statement_(odbc::AllocateStatement(source.connection())),
-        connection_(source.connection()),
-        environment_(source.environment()) {
-    std::memset(&row_, 0, sizeof(row_));
-  }
-
-  /// The same, then takes the table's name, query and columns from its declaration (see TableChecks).
   template <class Table>
   DBTableSrc(const odbc::DBConnection& source, Table /*declaration*/, ColumnAccess access = ColumnAccess::Bound)
-      : DBTableSrc(source) {
+      : statement_(odbc::AllocateStatement(source.connection())),
+        connection_(source.connection()),
+        environment_(source.environment()),
+        query_(WithSchema(Table::select, source.schema())),
+        tableName_(Table::name) {
     static_cast<void>(detail::TableChecks<Row, Table>{});
-    tableName_ = Table::name;
-    query_ = WithSchema(Table::select, source.schema());
+    std::memset(&row_, 0, sizeof(row_));
     if (access == ColumnAccess::Bound) {
       for (const Column<Row>& column : Table::columns) {
         columns_.push_back(BindColumn(columns_.size() + 1, column, row_));

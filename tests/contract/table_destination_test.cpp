@@ -1,5 +1,6 @@
 #include "db/table_destination.h"
 
+#include <array>
 #include <cstring>
 #include <optional>
 
@@ -138,13 +139,19 @@ TEST_F(TableDestination, DestructionAfterTheReleaseFreesNothing) {
 
 /// A table of its own, to see what it hands to its channel.
 struct Note {
+  using Row = DBRowSystemData;
+
   static constexpr std::string_view name = "Note";
+  static constexpr std::array columns = {db::VarChar<&Row::KeyName>, db::VarChar<&Row::KeyValue>};
+  static constexpr std::string_view select = "SELECT [KeyName], [KeyValue] FROM {schema}[Note]";
+  static constexpr std::array parameters = db::AllInput(columns);
+  static constexpr std::string_view write = R"(INSERT INTO {schema}"Note"("KeyName", "KeyValue") VALUES (?, ?);)";
+  static constexpr db::Truncation truncation = db::Truncation::Cascade;
 };
 
 class NoteDestination final : public db::DBTableDst<DBRowSystemData> {
  public:
-  NoteDestination(const odbc::DBConnection& destination, Logger& channel)
-      : DBTableDst(destination, Note::name, db::Truncation::Cascade, channel) {}
+  NoteDestination(const odbc::DBConnection& destination, Logger& channel) : DBTableDst(destination, Note{}, channel) {}
 };
 
 TEST_F(TableDestination, HandsTheTruncateNoticeToTheChannelItIsGiven) {
