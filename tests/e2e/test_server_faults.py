@@ -4,6 +4,7 @@ The source has 600 rows in SystemData and nothing else. Wherever the moment of a
 the run up at one row: a trigger there waits for a lock that the test has.
 """
 
+import configparser
 import contextlib
 import os
 import pathlib
@@ -777,6 +778,46 @@ def test_signal_during_a_write(new_workspace, end, number):
     # The server completes the statement that it has begun.
     assert _destination(workspace) == ROWS[:HELD_UP_AT]
     _assert_log_lags_behind(workspace, ROWS[:HELD_UP_AT])
+    _assert_second_run_succeeds(workspace)
+
+
+def _interrupt_while_it_waits(workspace):
+    def interrupt(process):
+        _wait_until_blocked(workspace)
+        _type_interrupt(process)
+
+    run = workspace.run(meanwhile=interrupt)
+    assert run.exit_code == -signal.SIGINT
+    assert run.console == PROMPTS
+
+
+def test_session_that_waits_for_a_lock_ends_with_the_program_with_the_settings_of_the_sample(new_workspace):
+    workspace = new_workspace(ROWS)
+    workspace.execute_destination("INSERT INTO \"SystemData\" VALUES ('kept', 'as it was')")
+    sample = configparser.ConfigParser(interpolation=None)
+    sample.read(pathlib.Path(__file__).parents[2] / "samples" / "odbc.ini")
+    settings = data_sources.postgresql(workspace.lab.postgres.port, workspace.database)
+    settings["ConnSettings"] = sample["BrantwellDestination"]["ConnSettings"]
+    workspace.write_data_sources(destination=settings)
+
+    with _locked(workspace, "SystemData", "ACCESS SHARE"):
+        _interrupt_while_it_waits(workspace)
+        _assert_nothing_left_behind(workspace)
+
+    assert _destination(workspace) == [("kept", "as it was")]
+    _assert_second_run_succeeds(workspace)
+
+
+def test_session_that_waits_for_a_lock_empties_the_table_later_without_that_setting(new_workspace):
+    workspace = new_workspace(ROWS)
+    workspace.execute_destination("INSERT INTO \"SystemData\" VALUES ('kept', 'as it was')")
+
+    with _locked(workspace, "SystemData", "ACCESS SHARE"):
+        _interrupt_while_it_waits(workspace)
+        _wait_until_blocked(workspace)
+
+    _assert_nothing_left_behind(workspace)
+    assert _destination(workspace) == []
     _assert_second_run_succeeds(workspace)
 
 
