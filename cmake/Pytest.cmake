@@ -1,10 +1,10 @@
 # Tests written in Python run as one test of ctest per module, against the programs of this build.
 
-# bw_add_pytest(<name> <file> LABELS <label>... [TIMEOUT <seconds>])
+# bw_add_pytest(<name> <file> LABELS <label>... [ARGUMENTS <argument of pytest>...] [TIMEOUT <seconds>])
 #
 # The module finds the build in the environment variable BW_BUILD_DIR and can import the lab's modules.
 function(bw_add_pytest name file)
-  cmake_parse_arguments(PARSE_ARGV 2 arg "" "TIMEOUT" "LABELS")
+  cmake_parse_arguments(PARSE_ARGV 2 arg "" "TIMEOUT" "ARGUMENTS;LABELS")
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 300)
   endif()
@@ -14,7 +14,7 @@ function(bw_add_pytest name file)
     "PYTHONPATH=${PROJECT_SOURCE_DIR}/lab"
     PYTHONDONTWRITEBYTECODE=1
     "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0")
-  add_test(NAME "${name}" COMMAND /usr/bin/python3 -m pytest -q -p no:cacheprovider "${file}")
+  add_test(NAME "${name}" COMMAND /usr/bin/python3 -m pytest -q -p no:cacheprovider ${arg_ARGUMENTS} "${file}")
   set_tests_properties("${name}" PROPERTIES
     LABELS "${arg_LABELS}"
     TIMEOUT "${arg_TIMEOUT}"

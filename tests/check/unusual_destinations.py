@@ -254,7 +254,7 @@ _CHECKS = {
         some={"LoadedPositions.ClientCode": ("123456789012A",)},
     ),
     "check over the number that is assigned": _add(
-        "RatingAgencies", 'CHECK ("AgencyID" <> 3)', some={"RatingAgencies.AgencyCode": ("A",)}
+        "RatingAgencies", 'CHECK ("AgencyID" < 3)', some={"RatingAgencies.AgencyCode": ("A",)}
     ),
     "check over Mode": _add(
         "Restrictions", 'CHECK ("Mode"::numeric < 1000000)', each={"Restrictions.Mode": ("1",)}, some={"Restrictions.Mode": ("LIMIT",)}

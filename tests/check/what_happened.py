@@ -41,27 +41,46 @@ def refused_rows(workspace, run, new_destination) -> dict[str, int]:
     """How many rows of each table the destination refuses, found by removing from the source one that ended the run and
     running again, until a run is complete.
 
-    Only of tables of which that is known: where no row is to blame for the end, the later ones are left out.
-    `new_destination` makes the destination anew, as it was before the first run.
+    Only of tables of which that shows it: not of those after one that ends the run without any row, nor of those that
+    refer to a table with a removed row. `new_destination` makes the destination anew, as it was before the first run.
     """
     refused = dict.fromkeys(sample_data.TABLES, 0)
-    removed = 0
+    removed = []
     while (table := ended_in(run)) is not None:
         log = workspace.log_file.read_text(errors="replace")
         _, started, of_table = log.rpartition(f":: Start migrate {table} table\n")
-        if not started or removed == _MOST_REFUSED:
-            before = sample_data.TABLES[: sample_data.TABLES.index(table)]
-            return {each: refused[each] for each in before}
+        if not started or len(removed) == _MOST_REFUSED:
+            # Its later rows are not known.
+            for later in sample_data.TABLES[sample_data.TABLES.index(table) :]:
+                del refused[later]
+            break
         if _NO_SUCH_REFERENCE not in of_table:
             refused[table] += 1
-        removed += 1
+        removed.append(table)
         written = len(re.findall(r":: insert row\(\d+\)", of_table))
         workspace.execute_source(
             f"DELETE FROM [{table}] WHERE rowid = (SELECT rowid FROM [{table}] ORDER BY rowid LIMIT 1 OFFSET {written})"
         )
         new_destination()
         run = workspace.run_redirected()
-    return refused
+    referring = _referring(workspace, removed)
+    return {table: rows for table, rows in refused.items() if table not in referring}
+
+
+def _referring(workspace, tables) -> set[str]:
+    """The tables that refer to one of these, or to one that does."""
+    references = {(table, referred) for (table, _), referred in flawed_source.REFERENCES.items()}
+    references |= set(query(
+        workspace,
+        "SELECT a.relname, b.relname FROM pg_constraint k JOIN pg_class a ON a.oid = k.conrelid"
+        " JOIN pg_class b ON b.oid = k.confrelid WHERE k.contype = 'f'",
+    ))  # fmt: skip
+    found = set()
+    wanted = set(tables)
+    while new := {table for table, referred in references if referred in wanted} - found:
+        found |= new
+        wanted = new
+    return found
 
 
 class Rows:
