@@ -712,10 +712,14 @@ def test_what_is_stored_as_something_else(workspace, case):
 
 # Data is never part of a statement.
 
-# Each ends a literal, if a backslash before a quote does or if it does not, and goes on with a statement.
-_DELETION = """\\'); DELETE FROM "Clients"; --"""
-_DELETION_PLAIN = """'); DELETE FROM "Clients"; --"""
-_TEXTS = (_DELETION, _DELETION_PLAIN, "\\")
+# The first two end a literal, where a backslash escapes a quote or where it does not, and go on with a statement.
+_TEXTS = ("""\\'); DELETE FROM "Clients"; --""", """'); DELETE FROM "Clients"; --""", "\\")
+
+# In a wide column also what ends a list of values, and that the session may only read.
+_WIDE_TEXTS = (
+    """\\')) AS t("#"); SET SESSION CHARACTERISTICS AS TRANSACTION READ WRITE; COMMIT; DELETE FROM "Clients"; --""",
+    *_TEXTS[1:],
+)
 
 _OFF = "SET standard_conforming_strings = off"
 _IN_DATABASE = "DO $$ BEGIN EXECUTE format('ALTER {} {}', current_database()); END $$"
@@ -740,21 +744,22 @@ def test_texts_of_the_source_are_no_statements(workspace, setting):
         """ALTER TABLE "ImportLog" ADD CHECK ("ImportType" <> 'x')""",
         """ALTER TABLE "SecGroups" ADD CHECK ("SecGName" <> 'x')""",
     )
-    columns = ("ImportLog.ImportType", "SecGroups.SecGName", "Clients.Comment", "PoolOrders.Source", "GroupDesc.GroupName")
-    for column in columns:
-        _set(workspace, column, _TEXTS)
+    columns = dict.fromkeys(("ImportLog.ImportType", "Clients.Comment", "SystemData.KeyValue"), _TEXTS)
+    columns |= dict.fromkeys(("SecGroups.SecGName", "PoolOrders.Source", "GroupDesc.GroupName"), _WIDE_TEXTS)
+    for column, texts in columns.items():
+        _set(workspace, column, texts)
 
     result = check(workspace, "before")
 
     assert workspace.query_destination('SELECT * FROM "Clients"') == before
-    # The first three arrive as numbers.
+    # A mode arrives as a number.
     assert [finding[:3] for finding in result.findings()] == [("Restrictions", "value-changed", "Mode")]
     assert result.report["run_ends_in"] is None
     _assert_run_is_complete(workspace)
-    for column in columns:
+    for column, texts in columns.items():
         table, _, name = column.partition(".")
         arrived = workspace.query_destination(f'SELECT "{name}" FROM "{table}" ORDER BY ctid')
-        assert arrived == [(text,) for text in _TEXTS], column
+        assert arrived[-3:] == [(text,) for text in texts], column
 
     after = check(workspace, "after")
 
