@@ -682,7 +682,7 @@ def test_trailing_spaces_that_are_cut(workspace):
 STORED_OTHERWISE = {
     # Of each: the column's type, what is in the source, what of it is stored as something else.
     "numeric": ("OpenBalance", "numeric(6, 2)", (1.25, 1.125, 2.0), "1.125 arrives as 1.13"),
-    "real": ("OpenBalance", "real", (1.25, 0.123456789, 2.0), "0.123456789 arrives as 0.12345679"),
+    "real": ("OpenBalance", "real", (1.25, 0.123456789, 2.0), "0.123456789 arrives as 0.12345679104328156"),
     "real for an integer": ("PosType", "real", (1, 16777217, 2), "16777217 arrives as 16777216"),
     "char": ("FirmID", "char(4)", ("ABCD", "AB", "EFGH"), "'AB' arrives as 'AB  '"),
     "name": ("FirmID", "name", ("A", "B", "C"), None),

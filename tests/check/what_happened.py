@@ -171,13 +171,23 @@ def destination_rows(workspace, table) -> list[dict]:
     """The rows of a destination table in the order of their storage, which is that of writing: the migrator's columns as
     texts, NULL as None, and "ctid". No row of a table that is not there.
     """
-    there = {name for (name,) in query(workspace, f"SELECT attname FROM pg_attribute WHERE attrelid = {_oid(table)}")}
-    names = ["ctid", *(name for name in source_columns(table) if name in there)]
-    if not there:
+    kinds = dict(
+        query(workspace, f"SELECT attname, atttypid::regtype::text FROM pg_attribute WHERE attrelid = {_oid(table)}")
+    )
+    if not kinds:
         return []
+    names = ["ctid", *(name for name in source_columns(table) if name in kinds)]
+    columns = ", ".join(_as_text(name, kinds[name]) for name in names)
+    return [
+        dict(zip(names, row, strict=True)) for row in query(workspace, f'SELECT {columns} FROM "{table}" ORDER BY ctid')
+    ]
+
+
+def _as_text(column, kind) -> str:
+    # The number that a real stores has more digits than it shows.
+    value = f'"{column}"::float8' if kind == "real" else f'"{column}"'
     # The text that the type's output function gives, unlike a cast, keeps the spaces at the end of a char(n).
-    columns = ", ".join(f"CASE WHEN \"{name}\" IS NOT NULL THEN format('%s', \"{name}\") END" for name in names)
-    return [dict(zip(names, row, strict=True)) for row in query(workspace, f'SELECT {columns} FROM "{table}" ORDER BY ctid')]
+    return f"CASE WHEN {value} IS NOT NULL THEN format('%s', {value}) END"
 
 
 def _oid(table) -> str:
