@@ -90,7 +90,9 @@ class Damages:
                 continue
             for row in self._sample(self._without_twins(table)):
                 present = next((each for each in self._rows[referred] if each[number] == row[column]), None)
-                others = [each for each in self._rows[referred] if not present or self._is_another(referred, each, present)]
+                others = [
+                    each for each in self._rows[referred] if not present or self._is_another(referred, each, present)
+                ]
                 if others:
                     to = self._chance.choice(others)[number]
                     statement = f'UPDATE "{table}" SET "{column}" = {to} WHERE {_this(row)}'
@@ -169,8 +171,8 @@ class Damages:
         )
 
     def _referring(self, table, numbers) -> list[tuple] | None:
-        """A finding for each column with references to the rows of these numbers. None where rows are alike but for that
-        reference: they may be exchanged with their references.
+        """A finding for each column with references to the rows of these numbers. None where rows are alike except for
+        that reference: they may be exchanged with their references.
         """
         findings = []
         for (referring, column), referred in flawed_source.REFERENCES.items():

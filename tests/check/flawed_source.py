@@ -91,8 +91,9 @@ class _Source:
 def create(path, seed: int, flaws: int, each=None, some=None) -> list[str]:
     """Creates the source anew with the given number of flaws, and returns what they are.
 
-    `each` and `some` map columns, such as "Clients.Num", to values. Those of `each` are repeated through all rows of the
-    table. Of `some`, at most four, each is in one row: the first values of a table's columns in the same row, and so on.
+    `each` and `some` map columns, such as "Clients.Num", to values. Those of `each` are repeated through all rows of
+    the table. Of `some`, at most four, each is in one row: the first values of a table's columns in the same row, and
+    so on.
     """
     chance = random.Random(seed)
     counts = {table: chance.randint(1 if table in _REFERRED else 0, _MOST_ROWS) for table in sample_data.TABLES}

@@ -1,7 +1,6 @@
 """`bw_db_check before` asks the destination what it does with the rows, instead of judging by itself.
 
-Each test has a destination or rows whose outcome cannot be told from the usual ones; the real program then does what was
-said.
+Each test has a destination or rows whose outcome only the destination knows; the real program then does what was said.
 """
 
 import dataclasses
@@ -337,8 +336,9 @@ def test_what_a_procedure_does_besides_is_a_fact_and_no_finding(workspace):
 _WITHOUT_GROUP = {"GroupStopOrders.GroupID": (1, 77, 78)}
 _GROUP_KEY = 'ALTER TABLE "GroupStopOrders" ADD FOREIGN KEY ("GroupID") REFERENCES "GroupDesc"'
 _REPLICA_ONLY = (
-    """DO $$ DECLARE one record; BEGIN FOR one IN SELECT tgname FROM pg_trigger WHERE tgrelid = '"GroupStopOrders"'::regclass"""
-    """ LOOP EXECUTE format('ALTER TABLE "GroupStopOrders" ENABLE REPLICA TRIGGER %I', one.tgname); END LOOP; END $$"""
+    "DO $$ DECLARE one record; BEGIN FOR one IN SELECT tgname FROM pg_trigger"
+    """ WHERE tgrelid = '"GroupStopOrders"'::regclass LOOP"""
+    """ EXECUTE format('ALTER TABLE "GroupStopOrders" ENABLE REPLICA TRIGGER %I', one.tgname); END LOOP; END $$"""
 )
 
 ACCEPTED = {
@@ -400,8 +400,7 @@ def test_what_the_destination_accepts_does_not_end_the_run(workspace, change, va
 
 
 ENCODINGS = {
-    # Of each: the character set of FreeTDS, PostgreSQL's client encoding, and characters of two bytes the second of which
-    # is a backslash.
+    # Of each: FreeTDS's character set, PostgreSQL's client encoding, characters of two bytes; the second is a backslash.
     "SJIS": ("CP932", "SJIS", "表十能"),
     "BIG5": ("BIG5", "BIG5", "功許蓋"),
     "GBK": ("GBK", "GBK", "乗嘰媆"),
@@ -437,10 +436,12 @@ def test_texts_of_two_bytes_a_character_fit(far_eastern):
 
     assert result.findings() == []
     assert result.report["verdict"] == (
-        f"The run will go through to its end. Of {ALL_ROWS} rows, {ALL_ROWS} will arrive unchanged, 0 changed, 0 not at all."
+        "The run will go through to its end."
+        f" Of {ALL_ROWS} rows, {ALL_ROWS} will arrive unchanged, 0 changed, 0 not at all."
     )
     _assert_run_is_complete(workspace)
-    assert workspace.query_destination('SELECT "Comment" FROM "Clients" ORDER BY ctid') == [(each,) for each in comments]
+    arrived = workspace.query_destination('SELECT "Comment" FROM "Clients" ORDER BY ctid')
+    assert arrived == [(each,) for each in comments]
     arrived = workspace.query_destination('SELECT "ClientCode" FROM "LoadedPositions" ORDER BY ctid')
     assert arrived == [(each,) for each in codes]
 
@@ -646,7 +647,11 @@ def _declare(workspace, column, new_type) -> None:
 
 @pytest.mark.parametrize(
     ("column", "key"),
-    [("LoadedPositions.PosType", "PosID = 2"), ("Orders.TradeTime", "OrderID = 2"), ("NegOrders.TradeDate", "OrderId = 2")],
+    [
+        ("LoadedPositions.PosType", "PosID = 2"),
+        ("Orders.TradeTime", "OrderID = 2"),
+        ("NegOrders.TradeDate", "OrderId = 2"),
+    ],
 )
 def test_fraction_that_is_dropped(workspace, column, key):
     table, _, name = column.partition(".")

@@ -162,13 +162,12 @@ class _Case:
             if identifier in _DIFFERENCES and table not in self._unforeseen
         ]
         # The group is part of a client's key: one that came to another group is a client less and a client more.
-        missing, unexpected = (
-            next((rows for table, kind, _, rows in found if (table, kind) == ("Clients", identifier)), None)
-            for identifier in ("rows-missing", "rows-unexpected")
-        )
-        if missing is not None and missing == unexpected:
-            found = [each for each in found if each[:2] not in (("Clients", "rows-missing"), ("Clients", "rows-unexpected"))]
-            found.append(("Clients", "rows-different", "GroupID", missing))
+        clients = [each for each in found if each[0] == "Clients"]
+        if {(kind, column) for _, kind, column, _ in clients} == {("rows-missing", None), ("rows-unexpected", None)}:
+            (less, more) = (rows for *_, rows in clients)
+            if less == more:
+                found = [each for each in found if each[0] != "Clients"]
+                found.append(("Clients", "rows-different", "GroupID", less))
         return sorted(found, key=str)
 
     def _assert_damage_is_found(self) -> None:

@@ -89,7 +89,9 @@ _TYPES = {
     "enumeration": _column(
         "Restrictions.RestType", "side", "CREATE TYPE side AS ENUM ('B', 'S')", each=("B", "S"), some=("X",)
     ),
-    "composite": _column("Clients.Comment", "pair", "CREATE TYPE pair AS (a integer, b text)", each=("(1,x)",), some=("(x)",)),
+    "composite": _column(
+        "Clients.Comment", "pair", "CREATE TYPE pair AS (a integer, b text)", each=("(1,x)",), some=("(x)",)
+    ),
     "domain": _column("Clients.Comment", "short", "CREATE DOMAIN short AS varchar(8)", some=("123456789", "12345678 ")),
     "domain with a check": _column(
         "SecMinQt.MinQty", "amount", "CREATE DOMAIN amount AS integer CHECK (VALUE BETWEEN 1 AND 4000)", some=(0, 4001)
@@ -158,7 +160,9 @@ _KEYS = {
         ('CREATE INDEX ON "SecMinQt" ((1000 / ("MinQty" - 7)))',), some={"SecMinQt.MinQty": (7, 8)}
     ),
     "unique over a text that is cut": _add(
-        "LoadedPositions", 'UNIQUE ("ClientCode")', some={"LoadedPositions.ClientCode": ("123456789012A", "123456789012B")}
+        "LoadedPositions",
+        'UNIQUE ("ClientCode")',
+        some={"LoadedPositions.ClientCode": ("123456789012A", "123456789012B")},
     ),
     "unique over a text of the destination that is cut": Destination(
         (_type("Clients.Comment", "varchar(4)"), 'ALTER TABLE "Clients" ADD UNIQUE ("Comment")'),
@@ -201,7 +205,10 @@ _KEYS = {
         some={"LoadedPositions.OpenBalance": (0.3, 0.1 + 0.2)},
     ),
     "unique over a fraction that is dropped": Destination(
-        (_type("LoadedPositions.OpenBalance", "numeric(9, 1)"), 'ALTER TABLE "LoadedPositions" ADD UNIQUE ("OpenBalance")'),
+        (
+            _type("LoadedPositions.OpenBalance", "numeric(9, 1)"),
+            'ALTER TABLE "LoadedPositions" ADD UNIQUE ("OpenBalance")',
+        ),
         {"LoadedPositions.OpenBalance": (1.5, 2.5, 3.5, 4.5, 5.5, 6.5, 7.5, 8.5)},
         {"LoadedPositions.OpenBalance": (9.0, 9.04)},
     ),
@@ -219,9 +226,14 @@ _KEYS = {
     "unique with a column beside": _add(
         "SecMinQt", 'UNIQUE ("SecCode") INCLUDE ("MinQty")', some={"SecMinQt.SecCode": ("A", "A")}
     ),
-    "no key at all": Destination(('ALTER TABLE "SecMinQt" DROP CONSTRAINT "SecMinQt_pkey"',), {"SecMinQt.SecCode": ("A",)}),
+    "no key at all": Destination(
+        ('ALTER TABLE "SecMinQt" DROP CONSTRAINT "SecMinQt_pkey"',), {"SecMinQt.SecCode": ("A",)}
+    ),
     "another key": Destination(
-        ('ALTER TABLE "LoadedPositions" DROP CONSTRAINT "LoadedPositions_pkey", ADD PRIMARY KEY ("PosType", "FirmID")',),
+        (
+            'ALTER TABLE "LoadedPositions" DROP CONSTRAINT "LoadedPositions_pkey"',
+            'ALTER TABLE "LoadedPositions" ADD PRIMARY KEY ("PosType", "FirmID")',
+        ),
         some={"LoadedPositions.FirmID": ("A", "A"), "LoadedPositions.PosType": (5, 5)},
     ),
     "exclusion of ranges": _add(
@@ -243,9 +255,13 @@ _KEYS = {
 _CHECKS = {
     "check": _add("StopOrders", 'CHECK ("TransFlags" < 3000)', some={"StopOrders.TransFlags": (3000, 2999)}),
     "check behind a procedure": _add(
-        "GroupOrders", """CHECK ("Buy" <> 'B' OR "ML" <> 'L')""", some={"GroupOrders.Buy": ("B",), "GroupOrders.ML": ("L",)}
+        "GroupOrders",
+        """CHECK ("Buy" <> 'B' OR "ML" <> 'L')""",
+        some={"GroupOrders.Buy": ("B",), "GroupOrders.ML": ("L",)},
     ),
-    "check that is not validated": _add("SecMinQt", 'CHECK ("MinQty" < 3000) NOT VALID', some={"SecMinQt.MinQty": (1,)}),
+    "check that is not validated": _add(
+        "SecMinQt", 'CHECK ("MinQty" < 3000) NOT VALID', some={"SecMinQt.MinQty": (3000, 1)}
+    ),
     "check that fails": _add("SecMinQt", 'CHECK (1 / ("MinQty" - 7) < 5)', some={"SecMinQt.MinQty": (7, 8)}),
     "check that is never inherited": _add("SecMinQt", 'CHECK ("MinQty" > 1500) NO INHERIT'),
     "check over a cut text": _add(
@@ -257,11 +273,15 @@ _CHECKS = {
         "RatingAgencies", 'CHECK ("AgencyID" < 3)', some={"RatingAgencies.AgencyCode": ("A",)}
     ),
     "check over Mode": _add(
-        "Restrictions", 'CHECK ("Mode"::numeric < 1000000)', each={"Restrictions.Mode": ("1",)}, some={"Restrictions.Mode": ("LIMIT",)}
+        "Restrictions",
+        'CHECK ("Mode"::numeric < 1000000)',
+        each={"Restrictions.Mode": ("1",)},
+        some={"Restrictions.Mode": ("LIMIT",)},
     ),
     "check with a name and a text that need care": _add(
         "SecMinQt",
-        """CONSTRAINT "what's ""this""? {x} $1 %s \\" CHECK ("SecCode" NOT IN ('?', '{fn now()}', 'it''s', E'\\\\', '$1'))""",
+        """CONSTRAINT "what's ""this""? {x} $1 %s \\" """
+        """CHECK ("SecCode" NOT IN ('?', '{fn now()}', 'it''s', E'\\\\', '$1'))""",
         some={"SecMinQt.SecCode": ("?", "{fn now()}", "it's", "\\")},
     ),
     "check with an immutable function of its own": Destination(
@@ -305,7 +325,9 @@ _DEFAULTS = {
         "Clients", 'tens integer GENERATED ALWAYS AS ("Num" / 10) STORED UNIQUE', some={"Clients.Num": (51, 59)}
     ),
     "generated column behind a procedure": _add(
-        "Orders", 'inverse double precision GENERATED ALWAYS AS (1 / ("TradeTime" - 7)) STORED', some={"Orders.TradeTime": (7,)}
+        "Orders",
+        'inverse double precision GENERATED ALWAYS AS (1 / ("TradeTime" - 7)) STORED',
+        some={"Orders.TradeTime": (7,)},
     ),
     "generated column where a value is written": Destination(
         (
@@ -791,7 +813,8 @@ _OBJECTS = {
         (
             'DROP TABLE "SecMinQt"',
             "SET ROLE bw_migrator",
-            'CREATE TABLE "SecMinQt" ("ClassCode" text, "SecCode" text, "MinQty" integer) PARTITION BY RANGE ("MinQty")',
+            'CREATE TABLE "SecMinQt" ("ClassCode" text, "SecCode" text, "MinQty" integer)'
+            ' PARTITION BY RANGE ("MinQty")',
             'CREATE TABLE low PARTITION OF "SecMinQt" FOR VALUES FROM (0) TO (4000)',
         ),
         some={"SecMinQt.MinQty": (4000,)},
@@ -800,8 +823,7 @@ _OBJECTS = {
     "partition of another table": Destination(
         (
             "SET ROLE bw_migrator",
-            'CREATE TABLE every ("ClassCode" varchar(12) NOT NULL, "SecCode" varchar(12) NOT NULL, "MinQty" integer NOT NULL)'
-            ' PARTITION BY RANGE ("MinQty")',
+            'CREATE TABLE every (LIKE "SecMinQt") PARTITION BY RANGE ("MinQty")',
             'ALTER TABLE every ATTACH PARTITION "SecMinQt" FOR VALUES FROM (0) TO (4000)',
         ),
         some={"SecMinQt.MinQty": (3999, 4000)},
@@ -809,9 +831,9 @@ _OBJECTS = {
     "partition of a text that needs care": Destination(
         (
             "SET ROLE bw_migrator",
-            'CREATE TABLE every ("ClassCode" varchar(12) NOT NULL, "SecCode" varchar(12) NOT NULL, "MinQty" integer NOT NULL)'
-            ' PARTITION BY LIST ("ClassCode")',
-            """ALTER TABLE every ATTACH PARTITION "SecMinQt" FOR VALUES IN ('?', '{fn now()}', 'it''s', E'\\\\', 'A')""",
+            'CREATE TABLE every (LIKE "SecMinQt") PARTITION BY LIST ("ClassCode")',
+            'ALTER TABLE every ATTACH PARTITION "SecMinQt"'
+            """ FOR VALUES IN ('?', '{fn now()}', 'it''s', E'\\\\', 'A')""",
         ),
         {"SecMinQt.ClassCode": ("?", "{fn now()}", "it's", "\\")},
         {"SecMinQt.ClassCode": ("B",)},
@@ -899,8 +921,12 @@ _PROCEDURES = {
     "parameter that is text": _procedure(
         "BW_CreateSecGroupEx", group_code="text", some={"SecGroups.SecGCode": ("A  ", "")}
     ),
-    "parameter that is a name": _procedure("BW_CreateSecGroupEx", group_name="name", some={"SecGroups.SecGName": ("X" * 99,)}),
-    "parameter that is bigint": _procedure("BW_CreateOrder", trade_time="bigint", some={"Orders.TradeTime": (_INT_MAX,)}),
+    "parameter that is a name": _procedure(
+        "BW_CreateSecGroupEx", group_name="name", some={"SecGroups.SecGName": ("X" * 99,)}
+    ),
+    "parameter that is bigint": _procedure(
+        "BW_CreateOrder", trade_time="bigint", some={"Orders.TradeTime": (_INT_MAX,)}
+    ),
 }  # fmt: skip
 
 _GROUPS = {
@@ -917,5 +943,7 @@ _GROUPS = {
 
 # Each with what is different as its name.
 DESTINATIONS = {"as it should be": Destination(())} | {
-    f"{group}: {name}": destination for group, destinations in _GROUPS.items() for name, destination in destinations.items()
+    f"{group}: {name}": destination
+    for group, destinations in _GROUPS.items()
+    for name, destination in destinations.items()
 }
