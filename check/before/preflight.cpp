@@ -200,6 +200,10 @@ class Look {
   void AtWriting(const db::TableDescription& table, const std::map<std::string_view, staging::ProcedureCall>& calls) {
     const auto call = calls.find(table.name);
     std::optional<std::string> refused = call == calls.end() ? std::nullopt : call->second.refused;
+    const std::string& sequences = model_.Find(table.name)->sequencesRefused;
+    if (!refused && call == calls.end() && !sequences.empty()) {
+      refused = "The login has no USAGE right on the sequence that numbers " + sequences + " (42501).";
+    }
     if (!refused) {
       refused = WhyRefused(destination_, table);
     }

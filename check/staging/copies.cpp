@@ -129,10 +129,8 @@ class Creation {
       return;
     }
     const auto call = calls_.find(table.name);
-    if (call != calls_.end() && call->second.parameterTypes.empty()) {
-      if (call->second.unforeseen) {
-        result_.unforeseen.emplace(table.name, *call->second.unforeseen);
-      }
+    if (call != calls_.end() && call->second.unforeseen) {
+      result_.unforeseen.emplace(table.name, *call->second.unforeseen);
       return;
     }
     for (const ForeignKey& key : foreignKeys_) {
@@ -200,7 +198,8 @@ class Creation {
           SELECT FROM pg_depend o WHERE o.classid = 'pg_class'::regclass AND o.objid = s.seqrelid
             AND o.refclassid = 'pg_class'::regclass AND o.refobjid = f.adrelid AND o.deptype IN ('a', 'i'))
           THEN NULL ELSE s.seqrelid::regclass::text END,
-        has_sequence_privilege(s.seqrelid, 'SELECT')::text
+        CASE WHEN has_sequence_privilege(s.seqrelid, 'SELECT') THEN 'select'
+          WHEN has_sequence_privilege(s.seqrelid, 'USAGE') THEN 'usage' END
       FROM pg_attrdef f
       JOIN pg_attribute a ON a.attrelid = f.adrelid AND a.attnum = f.adnum
       JOIN pg_depend d ON d.classid = f.tableoid AND d.objid = f.oid AND d.refclassid = 'pg_class'::regclass
@@ -209,9 +208,9 @@ class Creation {
     for (const TextRow& row : QueryRows(destination_, sql, {relation.id})) {
       const std::string name = Text(row, 1);
       Run("CREATE TEMP SEQUENCE IF NOT EXISTS " + name + " " + Text(row, 2));
-      if (row.at(3)) {
+      if (row.at(3) && row.at(4)) {
         QueryValue(destination_, "SELECT setval('pg_temp." + name + "', " +
-                                     (Text(row, 4) == "true"
+                                     (Text(row, 4) == "select"
                                           ? "last_value, is_called) FROM " + *row.at(3)
                                           : "pg_sequence_last_value(" + Literal(*row.at(3)) + "::regclass), true)"));
       }
@@ -283,7 +282,7 @@ class Creation {
       WHERE a.attrelid = ?::regclass AND a.attnum > 0 AND NOT a.attisdropped
       ORDER BY a.attnum)";
     const auto called = calls_.find(copy.table->name);
-    for (std::size_t i = 0; called != calls_.end() && i < copy.table->parameters.size(); ++i) {
+    for (std::size_t i = 0; called != calls_.end() && i < called->second.parameterTypes.size(); ++i) {
       copy.parameterTypes.emplace(copy.table->parameters[i].column, called->second.parameterTypes[i]);
     }
     for (const TextRow& row : QueryRows(destination_, sql, {copy.path})) {

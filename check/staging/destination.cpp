@@ -60,7 +60,8 @@ constexpr std::string_view kRelations = R"(
       AND p.pronamespace <> 'pg_catalog'::regnamespace
     GROUP BY c.tab),
   numbering AS (
-    SELECT f.adrelid AS tab, string_agg(a.attname, ', ') AS columns
+    SELECT f.adrelid AS tab, string_agg(a.attname, ', ') AS columns,
+      bool_or(NOT has_sequence_privilege(s.oid, 'USAGE') AND NOT has_sequence_privilege(s.oid, 'UPDATE')) AS refused
     FROM pg_attrdef f
     JOIN pg_attribute a ON a.attrelid = f.adrelid AND a.attnum = f.adnum
     JOIN pg_depend d ON d.classid = f.tableoid AND d.objid = f.oid AND d.refclassid = 'pg_class'::regclass
@@ -88,8 +89,9 @@ constexpr std::string_view kRelations = R"(
       CASE WHEN row_security_active(c.oid) THEN 'row security applies to the login' END,
       (SELECT reasons FROM unknown WHERE tab = c.oid),
       (SELECT 'the default of ' || columns || ' takes numbers from a sequence in its own way' FROM numbering
-        WHERE tab = c.oid),
-      CASE WHEN NOT has_table_privilege(c.oid, 'SELECT') THEN 'the login has no SELECT right on it' END)
+        WHERE tab = c.oid AND NOT refused),
+      CASE WHEN NOT has_table_privilege(c.oid, 'SELECT') THEN 'the login has no SELECT right on it' END),
+    (SELECT columns FROM numbering WHERE tab = c.oid AND refused)
   FROM pg_class c JOIN pg_namespace n ON n.oid = c.relnamespace WHERE c.oid = ANY (?::oid[]))";
 
 std::map<ObjectId, Relation> ReadRelations(const odbc::DBConnection& destination, const std::set<ObjectId>& ids) {
@@ -105,6 +107,7 @@ std::map<ObjectId, Relation> ReadRelations(const odbc::DBConnection& destination
                                              .ownsSequences = Yes(row, 6),
                                              .insertTriggers = Text(row, 7),
                                              .truncateTriggers = Text(row, 8),
+                                             .sequencesRefused = Text(row, 10),
                                              .unforeseen = Text(row, 9)});
   }
   return relations;

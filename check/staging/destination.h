@@ -29,6 +29,7 @@ struct Relation {
   bool ownsSequences = true;   ///< Those of its columns, which RESTART IDENTITY sets back.
   std::string insertTriggers;  ///< Names of the enabled ones, foreign keys left out; empty when there are none.
   std::string truncateTriggers;
+  std::string sequencesRefused;  ///< Columns whose numbers the login may not take; empty when there are none.
   /// Why nobody can know beforehand what an INSERT does; empty where that can be known.
   std::string unforeseen;
 };

@@ -138,10 +138,9 @@ ProcedureCall CallOf(const db::TableDescription& table, const std::string& name,
   } else {
     call.unforeseen = WhyUnforeseen(table, procedure);
   }
-  if (!call.unforeseen) {
+  if (!call.unforeseen && procedure.parameters.size() == table.parameters.size()) {
     std::transform(procedure.parameters.begin(), procedure.parameters.end(), std::back_inserter(call.parameterTypes),
                    [](const Parameter& parameter) { return parameter.type; });
-    call.parameterTypes.resize(table.parameters.size());
   }
   return call;
 }
