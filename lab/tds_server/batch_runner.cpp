@@ -53,14 +53,16 @@ BatchRunner::BatchRunner(const Options& options, Connection& connection, PacketW
       connection_(connection),
       packets_(packets),
       tokens_(tokens),
-      encoder_(FindCodePage(options.codePage)),
+      collations_(options),
       store_(options.database, [&connection] { return connection.ResponseUnwanted(); }),
       sessionId_(sessionId),
       database_(std::move(database)) {
-  store_.DefineDataLength(
-      [this](std::string_view text) { return static_cast<std::int64_t>(encoder_.Encode(text, kMaxTextSize).size()); });
+  TextEncoder& encoder = collations_.EncoderFor(collations_.OfServer());
+  store_.DefineDataLength([&encoder](std::string_view text) {
+    return static_cast<std::int64_t>(encoder.Encode(text, kMaxTextSize).size());
+  });
   // "?" stands for a letter that the code page lacks.
-  store_.DefineNchar([this](std::string_view letter) { return encoder_.Encode(letter, kMaxTextSize) != "?"; });
+  store_.DefineNchar([&encoder](std::string_view letter) { return encoder.Encode(letter, kMaxTextSize) != "?"; });
 }
 
 void BatchRunner::RunBatch(std::string_view sql) {
@@ -172,7 +174,7 @@ void BatchRunner::RunQuery(std::string_view sql) {
 void BatchRunner::SendRows(Statement& statement) {
   const ActiveFaults faults = FaultsOf(statement);
   bool hasRow = statement.Step();
-  const std::vector<Column> columns = DescribeColumns(statement, hasRow);
+  const std::vector<Column> columns = DescribeColumns(statement, collations_, hasRow);
   tokens_.ColumnMetadata(columns);
 
   std::uint64_t rowsSent = 0;
@@ -185,7 +187,7 @@ void BatchRunner::SendRows(Statement& statement) {
     if (connection_.Interrupted()) {
       throw StatementInterrupted();
     }
-    WriteRow(statement, columns, encoder_, tokens_);
+    WriteRow(statement, columns, collations_, tokens_);
     SufferFaults(faults, ++rowsSent);
     hasRow = statement.Step();
   }

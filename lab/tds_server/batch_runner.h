@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "lab/tds_server/batch_reader.h"
-#include "lab/tds_server/code_page.h"
+#include "lab/tds_server/collations.h"
 #include "lab/tds_server/connection.h"
 #include "lab/tds_server/options.h"
 #include "lab/tds_server/store.h"
@@ -60,7 +60,7 @@ class BatchRunner {
   Connection& connection_;
   PacketWriter& packets_;
   TokenWriter& tokens_;
-  TextEncoder encoder_;
+  Collations collations_;
   Store store_;
   std::uint16_t sessionId_;
   std::string database_;

@@ -18,13 +18,18 @@ using Collation = std::array<std::uint8_t, 5>;
 /// An encoding of char and varchar data, and the collation that tells a client of it.
 struct CodePage {
   int number;
-  const char* encoding;  ///< the name that iconv knows it by
+  const char* encoding;          ///< the name that iconv knows it by
+  std::size_t maxCharacterSize;  ///< bytes
   std::string_view collationName;
   Collation collation;
 };
 
 /// \throws std::invalid_argument when the server does not have the code page.
 const CodePage& FindCodePage(int number);
+
+/// The code page of a collation, whose name may be in any case. The server has one collation for each code page.
+/// \throws std::invalid_argument when the server does not have the collation.
+const CodePage& FindCollation(std::string_view name);
 
 /// Turns text of the store into char and varchar data.
 class TextEncoder {
@@ -40,7 +45,10 @@ class TextEncoder {
     void operator()(iconv_t converter) const { iconv_close(converter); }
   };
 
+  std::size_t EncodeCharacter(std::string_view utf8, char* out);
+
   std::unique_ptr<std::remove_pointer_t<iconv_t>, CloseConverter> converter_;
+  std::size_t maxCharacterSize_;
   std::string encoded_;
 };
 

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "lab/tds_server/bytes.h"
+#include "lab/tds_server/code_page.h"
 
 namespace tds {
 
@@ -30,6 +31,7 @@ inline constexpr ColumnType kLongestVarChar = {WireType::BigVarChar, kMaxTextSiz
 struct Column {
   std::string name;
   ColumnType type;
+  const CodePage* codePage = nullptr;  ///< of the text types
 };
 
 /// The type for a declaration such as "varchar(20)", in any case; none for one that the server does not have.

@@ -12,7 +12,10 @@ const std::string_view kUsage =
     "  --logins FILE         one \"user<TAB>password\" per line, in UTF-8\n"
     "  --port N              port on 127.0.0.1; 0, the default, takes a free one\n"
     "  --product NAME        name of the product in the login acknowledgement\n"
-    "  --codepage N          code page of char and varchar data: 1252 (default), 1251 or 65001\n"
+    "  --codepage N          code page of char and varchar data: 1250 to 1258, 932, 936, 949, 950 or 65001;\n"
+    "                        1252 is the default\n"
+    "  --collation TABLE.COLUMN:NAME\n"
+    "                        collation of a column whose code page is another one\n"
     "  --break-after TABLE:N close the connection after N rows of a SELECT that reads TABLE\n"
     "  --error-after TABLE:N fail after N rows of a SELECT that reads TABLE\n"
     "  --delay TABLE:MS      wait MS milliseconds before each row of a SELECT that reads TABLE\n";
@@ -39,6 +42,21 @@ Fault ParseFault(std::string_view option, Fault::Kind kind, std::string_view tex
           .value = ParseNumber<std::uint32_t>(option, text.substr(colon + 1))};
 }
 
+ColumnCollation ParseCollation(std::string_view option, std::string_view text) {
+  const std::size_t dot = text.find('.');
+  const std::size_t colon = text.rfind(':');
+  if (dot == std::string_view::npos || colon == std::string_view::npos || colon < dot) {
+    throw UsageError(std::string(option) + " needs TABLE.COLUMN:NAME");
+  }
+  try {
+    return {.table = std::string(text.substr(0, dot)),
+            .column = std::string(text.substr(dot + 1, colon - dot - 1)),
+            .codePage = &FindCollation(text.substr(colon + 1))};
+  } catch (const std::invalid_argument& error) {
+    throw UsageError(error.what());
+  }
+}
+
 int ParseCodePage(std::string_view option, std::string_view text) {
   const int number = ParseNumber<int>(option, text);
   try {
@@ -59,6 +77,8 @@ void Apply(Options& options, std::string_view option, std::string_view value) {
     options.product = value;
   } else if (option == "--codepage") {
     options.codePage = ParseCodePage(option, value);
+  } else if (option == "--collation") {
+    options.collations.push_back(ParseCollation(option, value));
   } else if (option == "--break-after") {
     options.faults.push_back(ParseFault(option, Fault::Kind::Break, value));
   } else if (option == "--error-after") {

@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "lab/tds_server/code_page.h"
+
 namespace tds {
 
 /// What goes wrong on purpose while a SELECT that reads `table` sends its rows.
@@ -26,12 +28,20 @@ struct Fault {
   std::uint64_t value;
 };
 
+/// A column whose texts are in another code page than the server's.
+struct ColumnCollation {
+  std::string table;
+  std::string column;
+  const CodePage* codePage;
+};
+
 struct Options {
   std::filesystem::path database;
   std::filesystem::path logins;
   std::uint16_t port = 0;
   std::string product = "Microsoft SQL Server";
   int codePage = 1252;
+  std::vector<ColumnCollation> collations;
   std::vector<Fault> faults;
 };
 

@@ -60,41 +60,50 @@ void WriteFloat(const Statement& statement, int column, TokenWriter& tokens) {
   tokens.Float(statement.Real(column));
 }
 
-void WriteValue(const Statement& statement, int column, ColumnType type, TextEncoder& encoder, TokenWriter& tokens) {
-  if (statement.Kind(column) == Statement::ValueKind::Null) {
+const CodePage& DescribeCodePage(const Statement& statement, int column, const Collations& collations) {
+  const auto origin = statement.OriginOf(column);
+  return origin ? collations.OfColumn(origin->table, origin->column) : collations.OfServer();
+}
+
+void WriteValue(const Statement& statement, int index, const Column& column, Collations& collations,
+                TokenWriter& tokens) {
+  const ColumnType type = column.type;
+  if (statement.Kind(index) == Statement::ValueKind::Null) {
     tokens.Null(type);
     return;
   }
   switch (type.wire) {
     case WireType::IntN:
-      WriteInteger(statement, column, type, tokens);
+      WriteInteger(statement, index, type, tokens);
       break;
     case WireType::FltN:
-      WriteFloat(statement, column, tokens);
+      WriteFloat(statement, index, tokens);
       break;
     case WireType::BigVarChar:
     case WireType::BigChar:
-      tokens.Text(type, encoder.Encode(statement.Text(column), type.size));
+      tokens.Text(type, collations.EncoderFor(*column.codePage).Encode(statement.Text(index), type.size));
       break;
   }
 }
 
 }  // namespace
 
-std::vector<Column> DescribeColumns(const Statement& statement, bool hasRow) {
+std::vector<Column> DescribeColumns(const Statement& statement, const Collations& collations, bool hasRow) {
   std::vector<Column> columns;
   columns.reserve(static_cast<std::size_t>(statement.ColumnCount()));
   for (int i = 0; i < statement.ColumnCount(); ++i) {
-    columns.push_back({.name = std::string(statement.ColumnName(i)), .type = DescribeType(statement, i, hasRow)});
+    columns.push_back({.name = std::string(statement.ColumnName(i)),
+                       .type = DescribeType(statement, i, hasRow),
+                       .codePage = &DescribeCodePage(statement, i, collations)});
   }
   return columns;
 }
 
-void WriteRow(const Statement& statement, const std::vector<Column>& columns, TextEncoder& encoder,
+void WriteRow(const Statement& statement, const std::vector<Column>& columns, Collations& collations,
               TokenWriter& tokens) {
   tokens.BeginRow();
   for (int i = 0; const Column& column : columns) {
-    WriteValue(statement, i++, column.type, encoder, tokens);
+    WriteValue(statement, i++, column, collations, tokens);
   }
   tokens.EndRow();
 }

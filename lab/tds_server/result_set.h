@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "lab/tds_server/code_page.h"
+#include "lab/tds_server/collations.h"
 #include "lab/tds_server/column_type.h"
 #include "lab/tds_server/store.h"
 #include "lab/tds_server/tokens.h"
@@ -13,11 +13,11 @@ namespace tds {
 /// The columns of a query's result as the client sees them. A column's declaration gives its type. An expression has
 /// none: it gets the type of its value in the row that the statement stands on, and int without a row.
 /// `hasRow` says whether it stands on one.
-std::vector<Column> DescribeColumns(const Statement& statement, bool hasRow);
+std::vector<Column> DescribeColumns(const Statement& statement, const Collations& collations, bool hasRow);
 
 /// Writes the row that the statement stands on.
 /// \throws SqlError when a value does not fit its column's type; nothing of the row is sent then.
-void WriteRow(const Statement& statement, const std::vector<Column>& columns, TextEncoder& encoder,
+void WriteRow(const Statement& statement, const std::vector<Column>& columns, Collations& collations,
               TokenWriter& tokens);
 
 }  // namespace tds

@@ -119,6 +119,12 @@ std::optional<std::string_view> Statement::DeclaredType(int column) const {
   return declaration == nullptr ? std::nullopt : std::optional<std::string_view>(declaration);
 }
 
+std::optional<Statement::Origin> Statement::OriginOf(int column) const {
+  const char* table = sqlite3_column_table_name(statement_.get(), column);
+  const char* name = sqlite3_column_origin_name(statement_.get(), column);
+  return table == nullptr || name == nullptr ? std::nullopt : std::optional<Origin>({.table = table, .column = name});
+}
+
 bool Statement::Step() {
   switch (sqlite3_step(statement_.get())) {
     case SQLITE_ROW:

@@ -33,6 +33,12 @@ class Statement {
     Change change = Change::None;         ///< to a table
   };
 
+  /// A column of a table.
+  struct Origin {
+    std::string_view table;
+    std::string_view column;
+  };
+
   Statement(sqlite3_stmt* statement, Access access);
 
   const std::vector<std::string>& TablesRead() const { return access_.tablesRead; }
@@ -43,6 +49,8 @@ class Statement {
   std::string_view ColumnName(int column) const;
   /// The type that CREATE TABLE declares for the column; none for an expression.
   std::optional<std::string_view> DeclaredType(int column) const;
+  /// The table and the column that the values come from; none for an expression.
+  std::optional<Origin> OriginOf(int column) const;
 
   /// Goes to the next row; false when there is none.
   /// \throws SqlError when the statement fails, StatementInterrupted when it was given up.

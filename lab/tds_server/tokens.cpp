@@ -128,7 +128,7 @@ void TokenWriter::ColumnMetadata(std::span<const Column> columns) {
     token_.U8(static_cast<std::uint8_t>(column.type.wire));
     if (IsText(column.type)) {
       token_.U16(column.type.size);
-      token_.Append(collation_);
+      token_.Append(column.codePage->collation);
     } else {
       token_.U8(static_cast<std::uint8_t>(column.type.size));
     }

@@ -15,6 +15,12 @@ TEST(CodePage, CollationSaysLocaleAndSortOrder) {
 
 TEST(CodePage, RefusesOthers) {
   EXPECT_THROW(FindCodePage(437), std::invalid_argument);
+  EXPECT_THROW(FindCollation("Klingon_CI_AS"), std::invalid_argument);
+}
+
+TEST(CodePage, IsFoundByItsCollation) {
+  EXPECT_EQ(FindCollation("cyrillic_general_ci_as").number, 1251);
+  EXPECT_EQ(FindCollation("Japanese_CI_AS").number, 932);
 }
 
 TEST(TextEncoder, EncodesLettersOfItsCodePage) {
@@ -22,6 +28,22 @@ TEST(TextEncoder, EncodesLettersOfItsCodePage) {
   EXPECT_EQ(western.Encode("Z\xC3\xBCrich \xE2\x82\xAC", 20), "Z\xFCrich \x80");
   TextEncoder cyrillic(FindCodePage(1251));
   EXPECT_EQ(cyrillic.Encode("\xD0\x96\xD1\x8F", 20), "\xC6\xFF");
+}
+
+TEST(TextEncoder, EncodesCharactersOfSeveralBytes) {
+  EXPECT_EQ(TextEncoder(FindCodePage(932)).Encode("a\u4E2D\uFF76", 20), "a\x92\x86\xB6");
+  EXPECT_EQ(TextEncoder(FindCodePage(936)).Encode("\u4E2D\u20AC", 20), "\xD6\xD0\x80");
+  EXPECT_EQ(TextEncoder(FindCodePage(949)).Encode("\uD55C", 20), "\xC7\xD1");
+  EXPECT_EQ(TextEncoder(FindCodePage(950)).Encode("\u4E2D", 20), "\xA4\xA4");
+  EXPECT_EQ(TextEncoder(FindCodePage(932)).Encode("\u4E2D\u4E2D", 3), "\x92\x86");
+}
+
+TEST(TextEncoder, DoesNotTakeACharacterApart) {
+  TextEncoder vietnamese(FindCodePage(1258));
+  EXPECT_EQ(vietnamese.Encode("\u00E1a\u0323", 20),
+            "\xE1"
+            "a\xF2");
+  EXPECT_EQ(vietnamese.Encode("\u1EA1", 20), "?");
 }
 
 TEST(TextEncoder, WritesQuestionMarkForWhatTheCodePageLacks) {

@@ -29,6 +29,16 @@ TEST(Options, ReadValues) {
   EXPECT_EQ(options.codePage, 1251);
 }
 
+TEST(Options, ReadCollationsOfColumns) {
+  const Options options = Parse({"--collation", "Clients.Comment:Greek_CI_AS", "--collation", "a.b:Thai:Polish_CI_AS"});
+  ASSERT_EQ(options.collations.size(), 2U);
+  EXPECT_EQ(options.collations[0].table, "Clients");
+  EXPECT_EQ(options.collations[0].column, "Comment");
+  EXPECT_EQ(options.collations[0].codePage->number, 1253);
+  EXPECT_EQ(options.collations[1].column, "b:Thai");
+  EXPECT_EQ(options.collations[1].codePage->number, 1250);
+}
+
 TEST(Options, ReadSeveralFaults) {
   const Options options = Parse({"--break-after", "A:0", "--error-after", "b:3", "--delay", "c:250"});
   ASSERT_EQ(options.faults.size(), 3U);
@@ -47,6 +57,9 @@ TEST(Options, RefuseWhatIsWrong) {
   EXPECT_THROW(Parse({"--port", "65536"}), UsageError);
   EXPECT_THROW(Parse({"--port", "1x"}), UsageError);
   EXPECT_THROW(Parse({"--codepage", "437"}), UsageError);
+  EXPECT_THROW(Parse({"--collation", "A.B:Klingon_CI_AS"}), UsageError);
+  EXPECT_THROW(Parse({"--collation", "A.B"}), UsageError);
+  EXPECT_THROW(Parse({"--collation", "A:Greek_CI_AS"}), UsageError);
   EXPECT_THROW(Parse({"--break-after", "A"}), UsageError);
   EXPECT_THROW(Parse({"--break-after", ":1"}), UsageError);
   EXPECT_THROW(Parse({"--break-after", "A:"}), UsageError);

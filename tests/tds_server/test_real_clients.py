@@ -221,6 +221,19 @@ class TestConversion:
             ("1251", "Жук №1", "Жук №1"),
             ("1251", "ü", "?"),
             ("65001", "Жук ü €", "Жук ü €"),
+            ("1250", "żółw ő €", "żółw ő €"),
+            ("1253", "Ελλάς", "Ελλάς"),
+            ("1254", "Iğdır", "Iğdır"),
+            ("1255", "שלום", "שלום"),
+            ("1256", "سلام", "سلام"),
+            ("1257", "ąžuolas", "ąžuolas"),
+            ("1258", "đá", "đá"),
+            ("932", "日本 ｶﾅ", "日本 ｶﾅ"),
+            ("936", "中文", "中文"),
+            ("949", "한국 뷁", "한국 뷁"),
+            ("950", "中文", "中文"),
+            # The driver's conversion lacks a character that the server has.
+            ("936", "5 €", "5 ?"),
         ],
     )
     def test_text_arrives_in_the_code_page_of_the_server(self, start_server, connect, code_page, text, expected):
@@ -230,6 +243,16 @@ class TestConversion:
         statement = connect(server, ClientCharset="UTF-8").execute("SELECT V FROM T")
         assert statement.fetch()
         assert statement.get_bytes(1).decode() == expected
+
+    def test_columns_have_code_pages_of_their_own(self, start_server, connect):
+        server = start_server("--collation", "T.Greek:Greek_CI_AS", "--collation", "t.japanese:japanese_ci_as")
+        server.fill("CREATE TABLE T (Western char(3), Greek varchar(9), Japanese varchar(9), Lacks varchar(9))")
+        server.fill("INSERT INTO T VALUES ('ü', 'λ', '日本', 'λ日')")
+        sql = "SELECT Western, Greek AS G, Japanese, Lacks FROM dbo.[T]"
+        assert clients.tsql(server, sql).rows == ["ü  |λ|日本|??"]
+        statement = connect(server, ClientCharset="UTF-8").execute(sql)
+        assert statement.fetch()
+        assert [statement.get_bytes(column).decode() for column in (1, 2, 3, 4)] == ["ü  ", "λ", "日本", "??"]
 
     def test_text_in_statements_reaches_the_store(self, server):
         server.fill("CREATE TABLE T (V varchar(40)); INSERT INTO T VALUES ('Zürich')")

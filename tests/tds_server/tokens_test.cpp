@@ -95,7 +95,8 @@ TEST(Messages, AreCutToWhatATokenCanHold) {
 }
 
 void WriteFourColumns(TokenWriter& tokens) {
-  tokens.ColumnMetadata(std::vector<Column>{{"i", kInt}, {"f", kFloat}, {"v", kVarChar20}, {"c", kChar5}});
+  tokens.ColumnMetadata(std::vector<Column>{
+      {"i", kInt}, {"f", kFloat}, {"v", kVarChar20, &FindCodePage(1252)}, {"c", kChar5, &FindCodePage(1251)}});
 }
 
 TEST(ColumnMetadata, HasShortUserTypeInVersion71) {
@@ -103,7 +104,7 @@ TEST(ColumnMetadata, HasShortUserTypeInVersion71) {
                                                                  "00 00  09 00  26 04  01 'i'"
                                                                  "00 00  09 00  6D 08  01 'f'"
                                                                  "00 00  09 00  A7 14 00 09 04 D0 00 34  01 'v'"
-                                                                 "00 00  09 00  AF 05 00 09 04 D0 00 34  01 'c'"));
+                                                                 "00 00  09 00  AF 05 00 19 04 D0 00 00  01 'c'"));
 }
 
 TEST_P(TokensFromVersion72, ColumnMetadataHasLongUserType) {
@@ -111,7 +112,7 @@ TEST_P(TokensFromVersion72, ColumnMetadataHasLongUserType) {
                                                        "00 00 00 00  09 00  26 04  01 'i'"
                                                        "00 00 00 00  09 00  6D 08  01 'f'"
                                                        "00 00 00 00  09 00  A7 14 00 09 04 D0 00 34  01 'v'"
-                                                       "00 00 00 00  09 00  AF 05 00 09 04 D0 00 34  01 'c'"));
+                                                       "00 00 00 00  09 00  AF 05 00 19 04 D0 00 00  01 'c'"));
 }
 
 TEST_P(TokensOfEveryVersion, RowHasValuesInOrder) {
