@@ -181,7 +181,7 @@ Arrival SendToDestination(const odbc::DBConnection& destination, const std::stri
 /// source cannot be asked for it.
 std::optional<std::string> BytesFromSource(const odbc::DBConnection& source, std::uint32_t letter) {
   // A letter that the encoding lacks becomes another one in a varchar.
-  const std::string text = "CAST(NCHAR(" + std::to_string(letter) + ") AS varchar(4))";
+  const std::string text = "CONVERT(varchar(4), NCHAR(" + std::to_string(letter) + "))";
   const std::vector<TextRow> rows = OptionalRows(source, "SELECT " + text + ", UNICODE(" + text + ");");
   if (rows.empty() || rows.front().at(1) != std::to_string(letter)) {
     return std::nullopt;

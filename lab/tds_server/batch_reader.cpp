@@ -205,4 +205,27 @@ std::string ReplaceGlobalVariables(std::string_view sql, const GlobalVariables& 
   return replaced;
 }
 
+std::string PassCollations(std::string_view sql) {
+  TokenCursor start(sql);
+  if (!start.TakeWord("SELECT") && !start.TakeWord("WITH")) {
+    return std::string(sql);
+  }
+  std::string passed;
+  int depth = 0;
+  while (!sql.empty()) {
+    const std::string_view token = FirstToken(sql);
+    TokenCursor ahead(sql);
+    if (depth > 0 && ahead.TakeWord("COLLATE")) {
+      const std::string_view name = ahead.Take();
+      passed += ", '" + std::string(name) + "'";
+      sql.remove_prefix(static_cast<std::size_t>(name.data() + name.size() - sql.data()));
+      continue;
+    }
+    depth += token == "(" ? 1 : token == ")" ? -1 : 0;
+    passed += token;
+    sql.remove_prefix(token.size());
+  }
+  return passed;
+}
+
 }  // namespace tds

@@ -44,6 +44,10 @@ using GlobalVariables = std::function<std::optional<std::string>(std::string_vie
 /// \throws SqlError for an unknown name.
 std::string ReplaceGlobalVariables(std::string_view sql, const GlobalVariables& variables);
 
+/// Makes a collation at the end of an argument an argument of its own, for functions that cannot see it otherwise:
+/// "CONVERT(varchar(4), x COLLATE y)" becomes "CONVERT(varchar(4), x, 'y')". Of queries only.
+std::string PassCollations(std::string_view sql);
+
 }  // namespace tds
 
 #endif  // BW_LAB_TDS_SERVER_BATCH_READER_H

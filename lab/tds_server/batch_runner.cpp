@@ -57,12 +57,7 @@ BatchRunner::BatchRunner(const Options& options, Connection& connection, PacketW
       store_(options.database, [&connection] { return connection.ResponseUnwanted(); }),
       sessionId_(sessionId),
       database_(std::move(database)) {
-  TextEncoder& encoder = collations_.EncoderFor(collations_.OfServer());
-  store_.DefineDataLength([&encoder](std::string_view text) {
-    return static_cast<std::int64_t>(encoder.Encode(text, kMaxTextSize).size());
-  });
-  // "?" stands for a letter that the code page lacks.
-  store_.DefineNchar([&encoder](std::string_view letter) { return encoder.Encode(letter, kMaxTextSize) != "?"; });
+  store_.DefineFunctions(collations_);
 }
 
 void BatchRunner::RunBatch(std::string_view sql) {
@@ -147,7 +142,8 @@ void BatchRunner::RunStatement(const BatchStatement& statement) {
 }
 
 void BatchRunner::RunQuery(std::string_view sql) {
-  const std::string text = ReplaceGlobalVariables(sql, [this](std::string_view name) { return GlobalVariable(name); });
+  const std::string text =
+      PassCollations(ReplaceGlobalVariables(sql, [this](std::string_view name) { return GlobalVariable(name); }));
   Statement statement = store_.Prepare(text);
   if (statement.ReturnsRows()) {
     SendRows(statement);

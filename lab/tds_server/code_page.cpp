@@ -36,6 +36,29 @@ bool IsAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<std::uint8_t>(c) < 0x80; });
 }
 
+Converter OpenConverter(const char* to, const char* from) {
+  iconv_t converter = iconv_open(to, from);
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): iconv reports failure by this pointer
+  if (converter == reinterpret_cast<iconv_t>(-1)) {
+    throw std::system_error(errno, std::generic_category(), std::string(to) + " from " + from);
+  }
+  return Converter(converter);
+}
+
+/// One character converted, empty where there is none for it.
+std::string Converted(const Converter& converter, std::string_view character) {
+  std::array<char, kLongestCharacter> buffer{};
+  // iconv takes a non-const pointer but does not write to the input.
+  char* in = const_cast<char*>(character.data());
+  std::size_t left = character.size();
+  char* out = buffer.data();
+  std::size_t room = buffer.size();
+  const bool failed = iconv(converter.get(), &in, &left, &out, &room) == static_cast<std::size_t>(-1);
+  // Of some code pages the last character comes only now, in case a combining one had followed.
+  iconv(converter.get(), nullptr, nullptr, &out, &room);
+  return failed ? std::string{} : std::string(buffer.data(), out);
+}
+
 }  // namespace
 
 const CodePage& FindCodePage(int number) {
@@ -47,6 +70,14 @@ const CodePage& FindCodePage(int number) {
   return *found;
 }
 
+std::size_t PositionOf(const CodePage& codePage) {
+  return static_cast<std::size_t>(&codePage - std::begin(kCodePages));
+}
+
+const CodePage& CodePageAt(std::size_t position) {
+  return kCodePages[position];
+}
+
 const CodePage& FindCollation(std::string_view name) {
   const auto* found = std::find_if(std::begin(kCodePages), std::end(kCodePages),
                                    [=](const CodePage& page) { return EqualsIgnoringCase(page.collationName, name); });
@@ -56,13 +87,19 @@ const CodePage& FindCollation(std::string_view name) {
   return *found;
 }
 
-TextEncoder::TextEncoder(const CodePage& codePage) : maxCharacterSize_(codePage.maxCharacterSize) {
-  iconv_t converter = iconv_open(codePage.encoding, "UTF-8");
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): iconv reports failure by this pointer
-  if (converter == reinterpret_cast<iconv_t>(-1)) {
-    throw std::system_error(errno, std::generic_category(), codePage.encoding);
+TextEncoder::TextEncoder(const CodePage& codePage) {
+  if (codePage.maxCharacterSize > 1) {
+    converter_ = OpenConverter(codePage.encoding, "UTF-8");
+    return;
   }
-  converter_.reset(converter);
+  const Converter decoder = OpenConverter("UTF-8", codePage.encoding);
+  for (int byte = 0x80; byte <= 0xFF; ++byte) {
+    const char encoded = static_cast<char>(byte);
+    std::string character = Converted(decoder, {&encoded, 1});
+    if (!character.empty()) {
+      upperHalf_.emplace(std::move(character), encoded);
+    }
+  }
 }
 
 std::string_view TextEncoder::Encode(std::string_view utf8, std::size_t maxSize) {
@@ -70,32 +107,28 @@ std::string_view TextEncoder::Encode(std::string_view utf8, std::size_t maxSize)
     return utf8.substr(0, maxSize);
   }
   encoded_.clear();
-  std::array<char, kLongestCharacter> character{};
   while (!utf8.empty()) {
     const std::size_t length = std::max<std::size_t>(Utf8SequenceLength(utf8), 1);
-    const std::size_t size = EncodeCharacter(utf8.substr(0, length), character.data());
-    if (encoded_.size() + size > maxSize) {
+    const std::string encoded = EncodeCharacter(utf8.substr(0, length));
+    if (encoded_.size() + encoded.size() > maxSize) {
       break;
     }
-    encoded_.append(character.data(), size);
+    encoded_ += encoded;
     utf8.remove_prefix(length);
   }
   return encoded_;
 }
 
-/// One by one: iconv would write a character that Windows-1258 lacks as a letter and a combining mark.
-std::size_t TextEncoder::EncodeCharacter(std::string_view utf8, char* out) {
-  // iconv takes a non-const pointer but does not write to the input.
-  char* in = const_cast<char*>(utf8.data());
-  std::size_t left = utf8.size();
-  char* end = out;
-  std::size_t room = maxCharacterSize_;
-  if (iconv(converter_.get(), &in, &left, &end, &room) == static_cast<std::size_t>(-1)) {
-    iconv(converter_.get(), nullptr, nullptr, nullptr, nullptr);
-    *out = '?';
-    return 1;
+std::string TextEncoder::EncodeCharacter(std::string_view utf8) const {
+  if (utf8.size() == 1 && IsAscii(utf8)) {
+    return std::string(utf8);
   }
-  return maxCharacterSize_ - room;
+  if (!converter_) {
+    const auto found = upperHalf_.find(std::string(utf8));
+    return {found == upperHalf_.end() ? '?' : found->second};
+  }
+  std::string encoded = Converted(converter_, utf8);
+  return encoded.empty() ? "?" : encoded;
 }
 
 }  // namespace tds

@@ -7,6 +7,8 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <unordered_map>
 
 #include "lab/tds_server/bytes.h"
 
@@ -27,9 +29,18 @@ struct CodePage {
 /// \throws std::invalid_argument when the server does not have the code page.
 const CodePage& FindCodePage(int number);
 
+/// The position of a code page among all, from 0, and the code page at a position.
+std::size_t PositionOf(const CodePage& codePage);
+const CodePage& CodePageAt(std::size_t position);
+
 /// The code page of a collation, whose name may be in any case. The server has one collation for each code page.
 /// \throws std::invalid_argument when the server does not have the collation.
 const CodePage& FindCollation(std::string_view name);
+
+struct CloseConverter {
+  void operator()(iconv_t converter) const { iconv_close(converter); }
+};
+using Converter = std::unique_ptr<std::remove_pointer_t<iconv_t>, CloseConverter>;
 
 /// Turns text of the store into char and varchar data.
 class TextEncoder {
@@ -41,14 +52,10 @@ class TextEncoder {
   std::string_view Encode(std::string_view utf8, std::size_t maxSize);
 
  private:
-  struct CloseConverter {
-    void operator()(iconv_t converter) const { iconv_close(converter); }
-  };
+  std::string EncodeCharacter(std::string_view utf8) const;
 
-  std::size_t EncodeCharacter(std::string_view utf8, char* out);
-
-  std::unique_ptr<std::remove_pointer_t<iconv_t>, CloseConverter> converter_;
-  std::size_t maxCharacterSize_;
+  Converter converter_;                              ///< Of code pages with characters of several bytes.
+  std::unordered_map<std::string, char> upperHalf_;  ///< Of the others: the characters beyond ASCII.
   std::string encoded_;
 };
 

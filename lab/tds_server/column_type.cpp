@@ -73,6 +73,8 @@ std::string_view TypeName(ColumnType type) {
       return type.size == 4 ? "int" : "bigint";
     case WireType::FltN:
       return "float";
+    case WireType::BigVarBinary:
+      return "varbinary";
     case WireType::BigVarChar:
       return "varchar";
     case WireType::BigChar:

@@ -11,14 +11,14 @@
 namespace tds {
 
 /// The nullable types in which the server sends values, with their codes on the wire.
-enum class WireType : std::uint8_t { IntN = 0x26, FltN = 0x6D, BigVarChar = 0xA7, BigChar = 0xAF };
+enum class WireType : std::uint8_t { IntN = 0x26, FltN = 0x6D, BigVarBinary = 0xA5, BigVarChar = 0xA7, BigChar = 0xAF };
 
-/// The longest value of a char or varchar column, in bytes.
+/// The longest value of a char, varchar or varbinary column, in bytes.
 inline constexpr std::uint16_t kMaxTextSize = 8000;
 
 struct ColumnType {
   WireType wire;
-  std::uint16_t size;  ///< bytes of a value; for the text types the most that a value can have
+  std::uint16_t size;  ///< bytes of a value; for texts and bytes the most that a value can have
 
   bool operator==(const ColumnType&) const = default;
 };
@@ -27,6 +27,7 @@ inline constexpr ColumnType kInt = {WireType::IntN, 4};
 inline constexpr ColumnType kBigInt = {WireType::IntN, 8};
 inline constexpr ColumnType kFloat = {WireType::FltN, 8};
 inline constexpr ColumnType kLongestVarChar = {WireType::BigVarChar, kMaxTextSize};
+inline constexpr ColumnType kLongestVarBinary = {WireType::BigVarBinary, kMaxTextSize};
 
 struct Column {
   std::string name;

@@ -20,6 +20,8 @@ ColumnType TypeFromValue(const Statement& statement, int column) {
       return FitsInt(statement.Integer(column)) ? kInt : kBigInt;
     case Statement::ValueKind::Real:
       return kFloat;
+    case Statement::ValueKind::Binary:
+      return kLongestVarBinary;
     case Statement::ValueKind::Text:
       break;
   }
@@ -60,9 +62,12 @@ void WriteFloat(const Statement& statement, int column, TokenWriter& tokens) {
   tokens.Float(statement.Real(column));
 }
 
-const CodePage& DescribeCodePage(const Statement& statement, int column, const Collations& collations) {
-  const auto origin = statement.OriginOf(column);
-  return origin ? collations.OfColumn(origin->table, origin->column) : collations.OfServer();
+const CodePage& DescribeCodePage(const Statement& statement, int column, bool hasRow, const Collations& collations) {
+  if (const auto origin = statement.OriginOf(column)) {
+    return collations.OfColumn(origin->table, origin->column);
+  }
+  const CodePage* codePage = hasRow ? statement.CodePageOfValue(column) : nullptr;
+  return codePage == nullptr ? collations.OfServer() : *codePage;
 }
 
 void WriteValue(const Statement& statement, int index, const Column& column, Collations& collations,
@@ -79,6 +84,9 @@ void WriteValue(const Statement& statement, int index, const Column& column, Col
     case WireType::FltN:
       WriteFloat(statement, index, tokens);
       break;
+    case WireType::BigVarBinary:
+      tokens.Text(type, statement.Text(index).substr(0, type.size));
+      break;
     case WireType::BigVarChar:
     case WireType::BigChar:
       tokens.Text(type, collations.EncoderFor(*column.codePage).Encode(statement.Text(index), type.size));
@@ -94,7 +102,7 @@ std::vector<Column> DescribeColumns(const Statement& statement, const Collations
   for (int i = 0; i < statement.ColumnCount(); ++i) {
     columns.push_back({.name = std::string(statement.ColumnName(i)),
                        .type = DescribeType(statement, i, hasRow),
-                       .codePage = &DescribeCodePage(statement, i, collations)});
+                       .codePage = &DescribeCodePage(statement, i, hasRow, collations)});
   }
   return columns;
 }

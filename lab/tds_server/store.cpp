@@ -1,12 +1,11 @@
 #include "lab/tds_server/store.h"
 
 #include <algorithm>
-#include <array>
 #include <stdexcept>
 #include <utility>
 
+#include "lab/tds_server/functions.h"
 #include "lab/tds_server/sql_error.h"
-#include "lab/tds_server/text.h"
 
 namespace tds {
 
@@ -72,36 +71,6 @@ int AskInterrupted(void* context) {
   return (*static_cast<std::function<bool()>*>(context))() ? 1 : 0;
 }
 
-void CallDataLength(sqlite3_context* context, int /*count*/, sqlite3_value** arguments) {
-  sqlite3_value* const argument = arguments[0];
-  switch (sqlite3_value_type(argument)) {
-    case SQLITE_NULL:
-      sqlite3_result_null(context);
-      return;
-    case SQLITE_TEXT: {
-      const auto& dataLength = *static_cast<std::function<std::int64_t(std::string_view)>*>(sqlite3_user_data(context));
-      const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(argument));
-      sqlite3_result_int64(context, dataLength({text, static_cast<std::size_t>(sqlite3_value_bytes(argument))}));
-      return;
-    }
-    default:
-      sqlite3_result_error(context, "DATALENGTH is supported for texts only", -1);
-  }
-}
-
-void CallNchar(sqlite3_context* context, int /*count*/, sqlite3_value** arguments) {
-  const std::int64_t number = sqlite3_value_int64(arguments[0]);
-  if (number < 1 || number > 0xFFFF) {
-    sqlite3_result_null(context);
-    return;
-  }
-  const std::array<std::uint8_t, 2> utf16 = {static_cast<std::uint8_t>(number & 0xFF),
-                                             static_cast<std::uint8_t>(number >> 8)};
-  const std::string letter = Utf16ToUtf8(utf16);
-  const auto& hasLetter = *static_cast<std::function<bool(std::string_view)>*>(sqlite3_user_data(context));
-  sqlite3_result_text(context, hasLetter(letter) ? letter.c_str() : "?", -1, SQLITE_TRANSIENT);
-}
-
 }  // namespace
 
 Statement::Statement(sqlite3_stmt* statement, Access access) : statement_(statement), access_(std::move(access)) {}
@@ -144,6 +113,8 @@ Statement::ValueKind Statement::Kind(int column) const {
       return ValueKind::Integer;
     case SQLITE_FLOAT:
       return ValueKind::Real;
+    case SQLITE_BLOB:
+      return ValueKind::Binary;
     default:
       return ValueKind::Text;
   }
@@ -158,9 +129,13 @@ double Statement::Real(int column) const {
 }
 
 std::string_view Statement::Text(int column) const {
-  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_.get(), column));
+  const auto* text = static_cast<const char*>(sqlite3_column_blob(statement_.get(), column));
   const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column));
   return text == nullptr ? std::string_view{} : std::string_view(text, size);
+}
+
+const CodePage* Statement::CodePageOfValue(int column) const {
+  return CodePageOf(sqlite3_column_value(statement_.get(), column));
 }
 
 Store::Store(const std::filesystem::path& file, std::function<bool()> interrupted)
@@ -182,16 +157,8 @@ Store::Store(const std::filesystem::path& file, std::function<bool()> interrupte
   sqlite3_progress_handler(database, kInstructionsBetweenInterruptChecks, AskInterrupted, &interrupted_);
 }
 
-void Store::DefineDataLength(std::function<std::int64_t(std::string_view)> dataLength) {
-  dataLength_ = std::move(dataLength);
-  sqlite3_create_function_v2(database_.get(), "DATALENGTH", 1, SQLITE_UTF8, &dataLength_, CallDataLength, nullptr,
-                             nullptr, nullptr);
-}
-
-void Store::DefineNchar(std::function<bool(std::string_view)> hasLetter) {
-  hasLetter_ = std::move(hasLetter);
-  sqlite3_create_function_v2(database_.get(), "NCHAR", 1, SQLITE_UTF8, &hasLetter_, CallNchar, nullptr, nullptr,
-                             nullptr);
+void Store::DefineFunctions(Collations& collations) {
+  tds::DefineFunctions(database_.get(), collations);
 }
 
 Statement Store::Prepare(std::string_view sql) {

@@ -13,6 +13,8 @@
 #include <string_view>
 #include <vector>
 
+#include "lab/tds_server/collations.h"
+
 namespace tds {
 
 /// A statement was given up because its client asked for it.
@@ -24,7 +26,7 @@ class StatementInterrupted : public std::exception {
 /// A prepared statement of the store. Column indexes start at 0.
 class Statement {
  public:
-  enum class ValueKind { Null, Integer, Real, Text };
+  enum class ValueKind { Null, Integer, Real, Text, Binary };
   enum class Change { None, Insert, Delete, Update, Drop };
 
   /// What a statement does to tables.
@@ -59,8 +61,10 @@ class Statement {
   ValueKind Kind(int column) const;
   std::int64_t Integer(int column) const;
   double Real(int column) const;
-  /// UTF-8, good until the next step.
+  /// UTF-8, or bytes; good until the next step.
   std::string_view Text(int column) const;
+  /// The code page of a text that was converted to one; null for another value.
+  const CodePage* CodePageOfValue(int column) const;
 
  private:
   struct Finalize {
@@ -78,11 +82,8 @@ class Store {
   /// \throws std::runtime_error when the file cannot be opened or is no database.
   Store(const std::filesystem::path& file, std::function<bool()> interrupted);
 
-  /// Defines DATALENGTH, for texts only: NULL for NULL, what `dataLength` returns for a text in UTF-8.
-  void DefineDataLength(std::function<std::int64_t(std::string_view)> dataLength);
-
-  /// Defines NCHAR: the letter of a number, or "?" where `hasLetter`, which is asked with the letter in UTF-8, says no.
-  void DefineNchar(std::function<bool(std::string_view)> hasLetter);
+  /// See the function of this name. The collations must outlive the store.
+  void DefineFunctions(Collations& collations);
 
   /// Prepares one statement. \throws SqlError when it has an error.
   Statement Prepare(std::string_view sql);
@@ -106,8 +107,6 @@ class Store {
   void Execute(const char* sql);
 
   std::function<bool()> interrupted_;
-  std::function<std::int64_t(std::string_view)> dataLength_;
-  std::function<bool(std::string_view)> hasLetter_;
   std::unique_ptr<sqlite3, Close> database_;
   int transactionDepth_ = 0;
 };

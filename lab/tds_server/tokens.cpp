@@ -30,7 +30,7 @@ constexpr std::uint8_t kEnvRollbackTransaction = 10;
 constexpr std::uint8_t kSqlInterface = 1;
 constexpr std::uint16_t kNullable = 0x0001;
 constexpr std::uint16_t kUpdatabilityUnknown = 0x0008;
-constexpr std::uint16_t kNullText = 0xFFFF;
+constexpr std::uint16_t kLongNull = 0xFFFF;
 
 /// The acknowledgement's version field, its bytes in their order on the wire.
 std::uint32_t AcknowledgedVersion(ProtocolVersion version) {
@@ -49,6 +49,11 @@ std::uint32_t AcknowledgedVersion(ProtocolVersion version) {
 
 bool IsText(ColumnType type) {
   return type.wire == WireType::BigVarChar || type.wire == WireType::BigChar;
+}
+
+/// Whether a value's length comes in two bytes.
+bool HasLongLength(ColumnType type) {
+  return IsText(type) || type.wire == WireType::BigVarBinary;
 }
 
 std::u16string Decimal(std::size_t number) {
@@ -126,11 +131,13 @@ void TokenWriter::ColumnMetadata(std::span<const Column> columns) {
     UserType();
     token_.U16(kNullable | kUpdatabilityUnknown);
     token_.U8(static_cast<std::uint8_t>(column.type.wire));
-    if (IsText(column.type)) {
+    if (HasLongLength(column.type)) {
       token_.U16(column.type.size);
-      token_.Append(column.codePage->collation);
     } else {
       token_.U8(static_cast<std::uint8_t>(column.type.size));
+    }
+    if (IsText(column.type)) {
+      token_.Append(column.codePage->collation);
     }
     ShortText(Utf8ToUtf16(column.name));
   }
@@ -143,8 +150,8 @@ void TokenWriter::BeginRow() {
 }
 
 void TokenWriter::Null(ColumnType type) {
-  if (IsText(type)) {
-    token_.U16(kNullText);
+  if (HasLongLength(type)) {
+    token_.U16(kLongNull);
   } else {
     token_.U8(0);
   }

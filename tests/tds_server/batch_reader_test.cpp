@@ -109,5 +109,18 @@ TEST(ReplaceGlobalVariables, RefusesUnknownNames) {
   }
 }
 
+TEST(PassCollations, MakesThemArguments) {
+  EXPECT_EQ(PassCollations("SELECT f(a COLLATE X), g(b, h(c) collate Y_1) FROM t"),
+            "SELECT f(a, 'X'), g(b, h(c), 'Y_1') FROM t");
+  EXPECT_EQ(PassCollations("WITH n(n) AS (SELECT 1) SELECT f(n COLLATE X) FROM n"),
+            "WITH n(n) AS (SELECT 1) SELECT f(n, 'X') FROM n");
+}
+
+TEST(PassCollations, LeavesTextsAndOtherPlacesAlone) {
+  EXPECT_EQ(PassCollations("SELECT f('a COLLATE X') FROM t ORDER BY a COLLATE X"),
+            "SELECT f('a COLLATE X') FROM t ORDER BY a COLLATE X");
+  EXPECT_EQ(PassCollations("CREATE TABLE t (a varchar(4) COLLATE X)"), "CREATE TABLE t (a varchar(4) COLLATE X)");
+}
+
 }  // namespace
 }  // namespace tds

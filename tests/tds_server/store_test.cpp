@@ -57,20 +57,12 @@ TEST_F(StoreTest, KnowsDeclaredTypesOfColumnsOnly) {
   EXPECT_EQ(statement.DeclaredType(1), std::nullopt);
 }
 
-TEST_F(StoreTest, DataLengthIsDefinedForTextsAndNull) {
-  EXPECT_EQ(ErrorOf("SELECT DATALENGTH('a')"), 195);
-  store_.DefineDataLength([](std::string_view text) { return text == "four" ? 4 : -1; });
-  EXPECT_EQ(Number("SELECT DATALENGTH('four')"), 4);
-  EXPECT_EQ(Number("SELECT datalength(NULL) IS NULL"), 1);
-  EXPECT_EQ(ErrorOf("SELECT DATALENGTH(1)"), 50000);
-}
-
-TEST_F(StoreTest, NcharIsALetterThatTheCodePageHas) {
-  EXPECT_EQ(ErrorOf("SELECT NCHAR(233)"), 195);
-  store_.DefineNchar([](std::string_view letter) { return letter != "\u20ac"; });
-  EXPECT_EQ(Number("SELECT NCHAR(233) = '\u00e9'"), 1);
-  EXPECT_EQ(Number("SELECT NCHAR(8364) = '?'"), 1);
-  EXPECT_EQ(Number("SELECT NCHAR(0) IS NULL AND NCHAR(65536) IS NULL"), 1);
+TEST_F(StoreTest, KnowsTheTableAndColumnOfAValue) {
+  Run("CREATE TABLE t (a VarChar(7))");
+  const Statement statement = store_.Prepare("SELECT a AS b, a || 'x' FROM dbo.[T]");
+  EXPECT_EQ(statement.OriginOf(0)->table, "t");
+  EXPECT_EQ(statement.OriginOf(0)->column, "a");
+  EXPECT_FALSE(statement.OriginOf(1));
 }
 
 TEST_F(StoreTest, NotesTablesThatAreRead) {

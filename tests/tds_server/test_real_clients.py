@@ -254,6 +254,27 @@ class TestConversion:
         assert statement.fetch()
         assert [statement.get_bytes(column).decode() for column in (1, 2, 3, 4)] == ["ü  ", "λ", "日本", "??"]
 
+    def test_values_are_converted_to_a_code_page_and_to_utf16(self, start_server, connect):
+        server = start_server("--codepage", "1252")
+        sql = (
+            "SELECT CONVERT(varchar(4), NCHAR(1078) COLLATE Cyrillic_General_CI_AS), CONVERT(varchar(4), NCHAR(1078)),"
+            " CONVERT(varbinary(8), CONVERT(nvarchar(4), NCHAR(1078)))"
+        )
+        assert clients.tsql(server, sql).rows == ["ж|?|3604"]
+        statement = connect(server, ClientCharset="CP1251").execute(sql)
+        assert statement.fetch()
+        assert (statement.get_bytes(1), statement.get_bytes(2)) == (b"\xe6", b"?")
+
+    def test_the_catalogue_names_collations(self, start_server):
+        server = start_server("--codepage", "1251", "--collation", "T.B:Greek_CI_AS")
+        server.fill("CREATE TABLE T (A varchar(4), B char(1), C int)")
+        run = clients.tsql(
+            server,
+            "SELECT c.name, c.system_type_id, COLLATIONPROPERTY(c.collation_name, 'CodePage') FROM sys.columns c"
+            " WHERE c.object_id = OBJECT_ID('dbo.[T]') AND c.collation_name IS NOT NULL",
+        )
+        assert (run.rows, run.messages) == (["A|167|1251", "B|175|1253"], [])
+
     def test_text_in_statements_reaches_the_store(self, server):
         server.fill("CREATE TABLE T (V varchar(40)); INSERT INTO T VALUES ('Zürich')")
         assert clients.tsql(server, "SELECT V FROM T WHERE V = 'Zürich'").rows == ["Zürich"]
