@@ -57,7 +57,9 @@ BatchRunner::BatchRunner(const Options& options, Connection& connection, PacketW
       store_(options.database, [&connection] { return connection.ResponseUnwanted(); }),
       sessionId_(sessionId),
       database_(std::move(database)) {
-  store_.DefineFunctions(collations_);
+  if (options.functions) {
+    store_.DefineFunctions(collations_);
+  }
 }
 
 void BatchRunner::RunBatch(std::string_view sql) {

@@ -55,6 +55,17 @@ std::optional<ColumnType> TypeFromDeclaration(std::string_view declaration) {
   if (EqualsIgnoringCase(name, "char")) {
     return TextType(WireType::BigChar, argument);
   }
+  if (EqualsIgnoringCase(name, "nvarchar")) {
+    std::optional<ColumnType> type = TextType(WireType::NVarChar, argument);
+    if (!type || type->size > kMaxTextSize / 2) {
+      return std::nullopt;
+    }
+    type->size = static_cast<std::uint16_t>(2 * type->size);
+    return type;
+  }
+  if (EqualsIgnoringCase(name, "varbinary")) {
+    return TextType(WireType::BigVarBinary, argument);
+  }
   if (EqualsIgnoringCase(name, "int") || EqualsIgnoringCase(name, "integer")) {
     return kInt;
   }
@@ -79,6 +90,8 @@ std::string_view TypeName(ColumnType type) {
       return "varchar";
     case WireType::BigChar:
       return "char";
+    case WireType::NVarChar:
+      return "nvarchar";
   }
   return {};
 }

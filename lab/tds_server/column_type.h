@@ -11,9 +11,16 @@
 namespace tds {
 
 /// The nullable types in which the server sends values, with their codes on the wire.
-enum class WireType : std::uint8_t { IntN = 0x26, FltN = 0x6D, BigVarBinary = 0xA5, BigVarChar = 0xA7, BigChar = 0xAF };
+enum class WireType : std::uint8_t {
+  IntN = 0x26,
+  FltN = 0x6D,
+  BigVarBinary = 0xA5,
+  BigVarChar = 0xA7,
+  BigChar = 0xAF,
+  NVarChar = 0xE7,
+};
 
-/// The longest value of a char, varchar or varbinary column, in bytes.
+/// The longest value of a char, varchar, nvarchar or varbinary column, in bytes.
 inline constexpr std::uint16_t kMaxTextSize = 8000;
 
 struct ColumnType {
@@ -27,6 +34,7 @@ inline constexpr ColumnType kInt = {WireType::IntN, 4};
 inline constexpr ColumnType kBigInt = {WireType::IntN, 8};
 inline constexpr ColumnType kFloat = {WireType::FltN, 8};
 inline constexpr ColumnType kLongestVarChar = {WireType::BigVarChar, kMaxTextSize};
+inline constexpr ColumnType kLongestNVarChar = {WireType::NVarChar, kMaxTextSize};
 inline constexpr ColumnType kLongestVarBinary = {WireType::BigVarBinary, kMaxTextSize};
 
 struct Column {

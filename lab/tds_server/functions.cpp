@@ -43,14 +43,6 @@ void ReturnText(sqlite3_context* context, std::string_view text, unsigned subtyp
   sqlite3_result_subtype(context, subtype);
 }
 
-Bytes Utf16Bytes(std::string_view utf8) {
-  ByteWriter writer;
-  for (const char16_t unit : Utf8ToUtf16(utf8)) {
-    writer.U16(unit);
-  }
-  return {writer.Content().begin(), writer.Content().end()};
-}
-
 /// The encoder of a text's code page.
 TextEncoder& EncoderOf(Collations& collations, sqlite3_value* value) {
   const CodePage* codePage = CodePageOf(value);
@@ -67,10 +59,10 @@ void DataLength(sqlite3_context* context, Collations& collations, Arguments argu
       sqlite3_result_int64(context, sqlite3_value_bytes(value));
       return;
     case SQLITE_TEXT:
-      sqlite3_result_int64(context, static_cast<std::int64_t>(
-                                        sqlite3_value_subtype(value) == kUtf16
-                                            ? Utf16Bytes(Text(value)).size()
-                                            : EncoderOf(collations, value).Encode(Text(value), kMaxTextSize).size()));
+      sqlite3_result_int64(context,
+                           static_cast<std::int64_t>(
+                               IsUtf16(value) ? Utf16Bytes(Text(value)).size()
+                                              : EncoderOf(collations, value).Encode(Text(value), kMaxTextSize).size()));
       return;
     default:
       Fail(context, "DATALENGTH is supported for texts only");
@@ -235,7 +227,7 @@ void Convert(sqlite3_context* context, Collations& collations, Arguments argumen
       return;
     }
     case 'b': {
-      if (sqlite3_value_subtype(arguments[1]) != kUtf16) {
+      if (!IsUtf16(arguments[1])) {
         Fail(context, "CONVERT to varbinary is supported for nvarchar only");
         return;
       }
@@ -301,7 +293,8 @@ void Define(sqlite3* database, const char* name, int arguments, Collations& coll
 constexpr const char* kSystemViews =
     "ATTACH ':memory:' AS sys;"
     "CREATE VIEW sys.columns AS SELECT OBJECT_ID(t.name) AS object_id, c.name AS name, c.cid + 1 AS column_id,"
-    " CASE WHEN c.type LIKE 'varchar%' THEN 167 WHEN c.type LIKE 'char%' THEN 175 WHEN c.type LIKE 'float%' THEN 62"
+    " CASE WHEN c.type LIKE 'nvarchar%' THEN 231 WHEN c.type LIKE 'varchar%' THEN 167 WHEN c.type LIKE 'char%' THEN "
+    "175 WHEN c.type LIKE 'float%' THEN 62"
     " WHEN c.type LIKE 'bigint%' THEN 127 ELSE 56 END AS system_type_id,"
     " CASE WHEN c.type LIKE '%char%' THEN collation_of_column(t.name, c.name) END AS collation_name"
     " FROM pragma_table_list AS t JOIN pragma_table_info(t.name, 'dbo') AS c"
@@ -325,6 +318,10 @@ void DefineFunctions(sqlite3* database, Collations& collations) {
   if (sqlite3_exec(database, kSystemViews, nullptr, nullptr, nullptr) != SQLITE_OK) {
     throw TranslateSqliteError(sqlite3_extended_errcode(database), sqlite3_errmsg(database));
   }
+}
+
+bool IsUtf16(sqlite3_value* value) {
+  return sqlite3_value_subtype(value) == kUtf16;
 }
 
 const CodePage* CodePageOf(sqlite3_value* value) {

@@ -14,6 +14,9 @@ namespace tds {
 /// The collations must outlive the connection. \throws SqlError when SQLite refuses a definition.
 void DefineFunctions(sqlite3* database, Collations& collations);
 
+/// Whether a value is a text in UTF-16.
+bool IsUtf16(sqlite3_value* value);
+
 /// The code page of a value that CONVERT made with a collation; null for another value.
 const CodePage* CodePageOf(sqlite3_value* value);
 

@@ -16,6 +16,7 @@ const std::string_view kUsage =
     "                        1252 is the default\n"
     "  --collation TABLE.COLUMN:NAME\n"
     "                        collation of a column whose code page is another one\n"
+    "  --functions none      leave out what Transact-SQL has and SQLite has not, see functions.h\n"
     "  --break-after TABLE:N close the connection after N rows of a SELECT that reads TABLE\n"
     "  --error-after TABLE:N fail after N rows of a SELECT that reads TABLE\n"
     "  --delay TABLE:MS      wait MS milliseconds before each row of a SELECT that reads TABLE\n";
@@ -77,6 +78,11 @@ void Apply(Options& options, std::string_view option, std::string_view value) {
     options.product = value;
   } else if (option == "--codepage") {
     options.codePage = ParseCodePage(option, value);
+  } else if (option == "--functions") {
+    if (value != "none") {
+      throw UsageError(std::string(option) + " needs none");
+    }
+    options.functions = false;
   } else if (option == "--collation") {
     options.collations.push_back(ParseCollation(option, value));
   } else if (option == "--break-after") {

@@ -42,6 +42,7 @@ struct Options {
   std::string product = "Microsoft SQL Server";
   int codePage = 1252;
   std::vector<ColumnCollation> collations;
+  bool functions = true;
   std::vector<Fault> faults;
 };
 

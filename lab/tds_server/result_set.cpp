@@ -1,8 +1,10 @@
 #include "lab/tds_server/result_set.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "lab/tds_server/sql_error.h"
+#include "lab/tds_server/text.h"
 
 namespace tds {
 
@@ -25,7 +27,16 @@ ColumnType TypeFromValue(const Statement& statement, int column) {
     case Statement::ValueKind::Text:
       break;
   }
-  return kLongestVarChar;
+  return statement.IsUtf16(column) ? kLongestNVarChar : kLongestVarChar;
+}
+
+/// The type that an expression such as "CONVERT(varchar(8), x)" names; none for another one. SQLite gives the
+/// expression as the column's name.
+std::optional<ColumnType> TypeFromConversion(std::string_view expression) {
+  constexpr std::string_view kConvert = "CONVERT(";
+  return EqualsIgnoringCase(expression.substr(0, kConvert.size()), kConvert)
+             ? TypeFromDeclaration(expression.substr(kConvert.size(), expression.find(',') - kConvert.size()))
+             : std::nullopt;
 }
 
 ColumnType DescribeType(const Statement& statement, int column, bool hasRow) {
@@ -33,6 +44,9 @@ ColumnType DescribeType(const Statement& statement, int column, bool hasRow) {
     if (const auto type = TypeFromDeclaration(*declaration)) {
       return *type;
     }
+  }
+  if (const auto type = TypeFromConversion(statement.ColumnName(column))) {
+    return *type;
   }
   return hasRow ? TypeFromValue(statement, column) : kInt;
 }
@@ -91,6 +105,11 @@ void WriteValue(const Statement& statement, int index, const Column& column, Col
     case WireType::BigChar:
       tokens.Text(type, collations.EncoderFor(*column.codePage).Encode(statement.Text(index), type.size));
       break;
+    case WireType::NVarChar: {
+      const Bytes utf16 = Utf16Bytes(statement.Text(index));
+      tokens.Text(type, {reinterpret_cast<const char*>(utf16.data()), std::min<std::size_t>(utf16.size(), type.size)});
+      break;
+    }
   }
 }
 

@@ -11,8 +11,8 @@
 namespace tds {
 
 /// The columns of a query's result as the client sees them. A column's declaration gives its type. An expression has
-/// none: it gets the type of its value in the row that the statement stands on, and int without a row.
-/// `hasRow` says whether it stands on one.
+/// none: it gets the type that a CONVERT names, or that of its value in the row that the statement stands on, and int
+/// without a row. `hasRow` says whether it stands on one.
 std::vector<Column> DescribeColumns(const Statement& statement, const Collations& collations, bool hasRow);
 
 /// Writes the row that the statement stands on.

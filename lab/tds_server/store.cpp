@@ -134,6 +134,10 @@ std::string_view Statement::Text(int column) const {
   return text == nullptr ? std::string_view{} : std::string_view(text, size);
 }
 
+bool Statement::IsUtf16(int column) const {
+  return tds::IsUtf16(sqlite3_column_value(statement_.get(), column));
+}
+
 const CodePage* Statement::CodePageOfValue(int column) const {
   return CodePageOf(sqlite3_column_value(statement_.get(), column));
 }

@@ -63,6 +63,8 @@ class Statement {
   double Real(int column) const;
   /// UTF-8, or bytes; good until the next step.
   std::string_view Text(int column) const;
+  /// Whether the value is a text in UTF-16 on the server.
+  bool IsUtf16(int column) const;
   /// The code page of a text that was converted to one; null for another value.
   const CodePage* CodePageOfValue(int column) const;
 

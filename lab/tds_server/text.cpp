@@ -128,6 +128,14 @@ std::u16string Utf8ToUtf16(std::string_view utf8) {
   return out;
 }
 
+Bytes Utf16Bytes(std::string_view utf8) {
+  ByteWriter writer;
+  for (const char16_t unit : Utf8ToUtf16(utf8)) {
+    writer.U16(unit);
+  }
+  return {writer.Content().begin(), writer.Content().end()};
+}
+
 bool EqualsIgnoringCase(std::string_view left, std::string_view right) {
   return std::equal(left.begin(), left.end(), right.begin(), right.end(),
                     [](char a, char b) { return ToLower(a) == ToLower(b); });

@@ -15,6 +15,9 @@ std::string Utf16ToUtf8(ByteSpan utf16);
 /// Encodes UTF-8 as UTF-16. Bytes that are no UTF-8 become U+FFFD, one each.
 std::u16string Utf8ToUtf16(std::string_view utf8);
 
+/// The same as bytes, in UTF-16LE.
+Bytes Utf16Bytes(std::string_view utf8);
+
 /// Length in bytes of the UTF-8 sequence that `text` starts with, 0 when it starts with none.
 std::size_t Utf8SequenceLength(std::string_view text);
 

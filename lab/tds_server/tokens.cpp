@@ -48,7 +48,7 @@ std::uint32_t AcknowledgedVersion(ProtocolVersion version) {
 }
 
 bool IsText(ColumnType type) {
-  return type.wire == WireType::BigVarChar || type.wire == WireType::BigChar;
+  return type.wire == WireType::BigVarChar || type.wire == WireType::BigChar || type.wire == WireType::NVarChar;
 }
 
 /// Whether a value's length comes in two bytes.

@@ -55,8 +55,8 @@ class TokenWriter {
   void Null(ColumnType type);
   void Integer(ColumnType type, std::int64_t value);
   void Float(double value);
-  /// `text` is in the column's code page, or bytes, and no longer than the type's size; char values are filled up with
-  /// blanks.
+  /// `text` is in the column's code page, in UTF-16, or bytes, and no longer than the type's size; char values are
+  /// filled up with blanks.
   void Text(ColumnType type, std::string_view text);
   void EndRow();
 

@@ -19,6 +19,8 @@ TEST(TypeFromDeclaration, KnowsTypesInAnyCase) {
   EXPECT_EQ(TypeFromDeclaration("Float"), kFloat);
   EXPECT_EQ(TypeFromDeclaration("VARCHAR(20)"), VarChar(20));
   EXPECT_EQ(TypeFromDeclaration("char(3)"), Char(3));
+  EXPECT_EQ(TypeFromDeclaration("nvarchar(3)"), (ColumnType{WireType::NVarChar, 6}));
+  EXPECT_EQ(TypeFromDeclaration("varbinary(3)"), (ColumnType{WireType::BigVarBinary, 3}));
 }
 
 TEST(TypeFromDeclaration, AllowsBlanks) {
@@ -34,6 +36,8 @@ TEST(TypeFromDeclaration, KnowsLimitsOfSizes) {
   EXPECT_EQ(TypeFromDeclaration("varchar(8000)"), VarChar(8000));
   EXPECT_EQ(TypeFromDeclaration("varchar(8001)"), std::nullopt);
   EXPECT_EQ(TypeFromDeclaration("varchar(0)"), std::nullopt);
+  EXPECT_EQ(TypeFromDeclaration("nvarchar(4000)"), kLongestNVarChar);
+  EXPECT_EQ(TypeFromDeclaration("nvarchar(4001)"), std::nullopt);
   EXPECT_EQ(TypeFromDeclaration("varchar(99999999999)"), std::nullopt);
   EXPECT_EQ(TypeFromDeclaration("varchar(-1)"), std::nullopt);
   EXPECT_EQ(TypeFromDeclaration("varchar()"), std::nullopt);

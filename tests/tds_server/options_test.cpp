@@ -19,14 +19,16 @@ TEST(Options, HaveDefaults) {
   EXPECT_EQ(options.port, 0);
   EXPECT_EQ(options.product, "Microsoft SQL Server");
   EXPECT_EQ(options.codePage, 1252);
+  EXPECT_TRUE(options.functions);
   EXPECT_TRUE(options.faults.empty());
 }
 
 TEST(Options, ReadValues) {
-  const Options options = Parse({"--port", "1433", "--product", "Other", "--codepage", "1251"});
+  const Options options = Parse({"--port", "1433", "--product", "Other", "--codepage", "1251", "--functions", "none"});
   EXPECT_EQ(options.port, 1433);
   EXPECT_EQ(options.product, "Other");
   EXPECT_EQ(options.codePage, 1251);
+  EXPECT_FALSE(options.functions);
 }
 
 TEST(Options, ReadCollationsOfColumns) {
@@ -57,6 +59,7 @@ TEST(Options, RefuseWhatIsWrong) {
   EXPECT_THROW(Parse({"--port", "65536"}), UsageError);
   EXPECT_THROW(Parse({"--port", "1x"}), UsageError);
   EXPECT_THROW(Parse({"--codepage", "437"}), UsageError);
+  EXPECT_THROW(Parse({"--functions", "some"}), UsageError);
   EXPECT_THROW(Parse({"--collation", "A.B:Klingon_CI_AS"}), UsageError);
   EXPECT_THROW(Parse({"--collation", "A.B"}), UsageError);
   EXPECT_THROW(Parse({"--collation", "A:Greek_CI_AS"}), UsageError);

@@ -265,6 +265,14 @@ class TestConversion:
         assert statement.fetch()
         assert (statement.get_bytes(1), statement.get_bytes(2)) == (b"\xe6", b"?")
 
+    def test_texts_in_utf16_arrive(self, server, connect):
+        server.fill("CREATE TABLE T (V nvarchar(4)); INSERT INTO T VALUES (NULL), ('ж🙂'), ('12345')")
+        sql = "SELECT V, CONVERT(varbinary(8), CONVERT(nvarchar(4), [V])) FROM dbo.[T]"
+        assert clients.tsql(server, sql).rows == ["NULL|NULL", "ж🙂|36043dd842de", "1234|3100320033003400"]
+        statement = connect(server, ClientCharset="UTF-8").execute("SELECT V, CONCAT('a', NCHAR(1078)) FROM dbo.[T]")
+        assert (statement.fetch(), statement.fetch()) == (True, True)
+        assert (statement.get_bytes(1).decode(), statement.get_bytes(2).decode()) == ("ж🙂", "aж")
+
     def test_the_catalogue_names_collations(self, start_server):
         server = start_server("--codepage", "1251", "--collation", "T.B:Greek_CI_AS")
         server.fill("CREATE TABLE T (A varchar(4), B char(1), C int)")
