@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <set>
 #include <string>
 #include <string_view>
@@ -9,6 +10,7 @@
 
 #include "check/before/connections.h"
 #include "check/before/preflight.h"
+#include "check/characters/characters.h"
 #include "check/report/findings.h"
 #include "check/rules/catalogue.h"
 #include "check/staging/copies.h"
@@ -88,8 +90,8 @@ std::string Verdict(const staging::Staged& staged, const Report& report, bool fo
 
 }  // namespace
 
-Report CheckBefore(odbc::DBConnection& source, odbc::DBConnection& destination, const std::vector<std::string>& tables,
-                   Progress& progress) {
+Report CheckBefore(odbc::DBConnection& source, const odbc::DBConnection& trial, odbc::DBConnection& destination,
+                   const std::vector<std::string>& tables, Progress& progress) {
   Report report{.command = Command::Before, .general = {}, .facts = {}, .tables = {}, .runEndsIn = {}, .verdict = {}};
   progress.Begin("connections");
   const std::set<std::string, std::less<>> unread = CheckConnections(source, destination, report);
@@ -119,7 +121,15 @@ Report CheckBefore(odbc::DBConnection& source, odbc::DBConnection& destination, 
       writability.CanStage() ? staging::CreateCopies(destination, model, needed, calls) : staging::Copies{};
   staging::EndCreation(destination);
 
-  const staging::Staged staged = staging::Stage(source, destination, needed, copies, preflight.obstacles, progress);
+  progress.Begin("characters");
+  std::vector<db::TableDescription> readable;
+  std::copy_if(needed.begin(), needed.end(), std::back_inserter(readable),
+               [&unread](const db::TableDescription& table) { return !unread.contains(table.name); });
+  const characters::Characters characters(source, trial, destination, readable, progress);
+  report.facts.insert(report.facts.end(), characters.facts().begin(), characters.facts().end());
+
+  const staging::Staged staged =
+      staging::Stage(source, destination, needed, copies, preflight.obstacles, characters, progress);
   bool foreseen = writability.preparesOnServer;
   for (std::size_t i = 0; i < needed.size(); ++i) {
     std::optional<std::string> unforeseen;
@@ -133,8 +143,9 @@ Report CheckBefore(odbc::DBConnection& source, odbc::DBConnection& destination, 
     if (preflight.obstacles.cannotEmpty.contains(needed[i].name)) {
       unforeseen.reset();
     }
-    foreseen = foreseen && !unforeseen;
     Enter(staged.tables[i], staged, preflight, unforeseen, source.schema(), report.tables[i]);
+    foreseen = foreseen && std::none_of(report.tables[i].findings.begin(), report.tables[i].findings.end(),
+                                        [](const Finding& each) { return each.kind == &finding::CannotForesee; });
   }
   report.facts.push_back(
       "The procedures of the destination were not run: each is taken to insert what it is given, and nothing else.");

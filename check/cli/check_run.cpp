@@ -99,6 +99,8 @@ std::unique_ptr<Progress> MakeProgress() {
 Report MakeReport(const CheckRequest& request, const config::MigrationSettings& settings, Passwords& passwords) {
   odbc::DBConnection source(settings.source.dataSourceName, settings.source.login, passwords.source,
                             settings.source.schema);
+  odbc::DBConnection trial(settings.source.dataSourceName, settings.source.login, passwords.source,
+                           settings.source.schema);
   odbc::Wipe(passwords.source);
   odbc::DBConnection destination(settings.destination.dataSourceName, settings.destination.login, passwords.destination,
                                  settings.destination.schema);
@@ -107,6 +109,7 @@ Report MakeReport(const CheckRequest& request, const config::MigrationSettings& 
   const std::unique_ptr<Progress> progress = MakeProgress();
   progress->Begin("Connecting");
   Connect(source, "source", settings.source);
+  Connect(trial, "source", settings.source);
   Connect(destination, "destination", settings.destination);
   RequireMigratable(source, destination);
   if (request.command == Command::After) {
@@ -114,7 +117,7 @@ Report MakeReport(const CheckRequest& request, const config::MigrationSettings& 
   }
   try {
     return request.command == Command::Before
-               ? CheckBefore(source, destination, request.tables, *progress)
+               ? CheckBefore(source, trial, destination, request.tables, *progress)
                : CheckAfter(source, destination, std::filesystem::current_path() / config::kLogFileName, request.tables,
                             *progress);
   } catch (const odbc::Error& error) {

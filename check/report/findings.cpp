@@ -8,9 +8,6 @@ namespace {
 
 constexpr std::array kAll = {
     &finding::SourceCannotRead,
-    &finding::EncodingGarbles,
-    &finding::EncodingRefuses,
-    &finding::EncodingUnchecked,
     &finding::DestinationReadOnly,
     &finding::ClientSidePrepare,
     &finding::DestinationSchema,
@@ -34,6 +31,7 @@ constexpr std::array kAll = {
     &finding::PointsElsewhere,
     &finding::DuplicateNumber,
     &finding::NumbersChange,
+    &finding::CharacterChanged,
     &finding::CharacterRefused,
     &finding::TextTooLong,
     &finding::DuplicateKey,

@@ -33,13 +33,6 @@ namespace finding {
 
 inline constexpr FindingKind SourceCannotRead{"source-cannot-read", Cost::RunEnds,
                                               "a table of the source cannot be read"};
-inline constexpr FindingKind EncodingGarbles{
-    "encoding-garbles", Cost::ValueChanged,
-    "characters beyond ASCII arrive as others: the encodings of the two data sources do not agree"};
-inline constexpr FindingKind EncodingRefuses{"encoding-refuses", Cost::RunEnds,
-                                             "the destination refuses characters that the source has"};
-inline constexpr FindingKind EncodingUnchecked{"encoding-unchecked", Cost::CannotForesee,
-                                               "the destination database accepts any bytes as characters"};
 inline constexpr FindingKind DestinationReadOnly{
     "destination-read-only", Cost::RunEnds,
     "nothing can be written: a standby, a read-only login, database or data source"};
@@ -78,8 +71,7 @@ inline constexpr FindingKind ReferenceMissing{
     "reference-missing", Cost::RunEnds,
     "a reference to a group, group order or pool that the source does not have; it ends the run"};
 inline constexpr FindingKind ReferenceNotMigrated{
-    "reference-not-migrated", Cost::RunEnds,
-    "a reference to a group, group order or pool that does not arrive itself"};
+    "reference-not-migrated", Cost::RunEnds, "a reference to a group, group order or pool that does not arrive itself"};
 inline constexpr FindingKind TextCut{"text-cut", Cost::TextCut, "a text arrives shortened"};
 inline constexpr FindingKind ZeroByte{"zero-byte", Cost::TextCut, "a text arrives up to its first zero byte"};
 inline constexpr FindingKind ValueChanged{"value-changed", Cost::ValueChanged,
@@ -90,6 +82,9 @@ inline constexpr FindingKind DuplicateNumber{"duplicate-number", Cost::WrongRow,
                                              "several rows have the same number, which others refer to"};
 inline constexpr FindingKind NumbersChange{"numbers-change", Cost::WrongRow,
                                            "rows are numbered again, and what refers to them keeps the old numbers"};
+inline constexpr FindingKind CharacterChanged{
+    "character-changed", Cost::ValueChanged,
+    "a text arrives with other characters, or with `?`: the encodings of the two data sources do not agree"};
 inline constexpr FindingKind CharacterRefused{"character-refused", Cost::RunEnds,
                                               "a text has a character that the destination lacks; it ends the run"};
 inline constexpr FindingKind TextTooLong{"text-too-long", Cost::RunEnds,

@@ -116,22 +116,36 @@ std::optional<std::string_view> SourceRow::Original(std::size_t column) const {
   return original == 0 ? std::nullopt : std::optional(TextOf(fields_[original]));
 }
 
-SourceReader::SourceReader(const odbc::DBConnection& source, const db::TableDescription& table) : statement_(source) {
+std::optional<std::string_view> SourceRow::Utf16(std::size_t column) const {
+  const std::size_t utf16 = fields_[column].utf16;
+  return utf16 == 0 ? std::nullopt : std::optional(TextOf(fields_[utf16]));
+}
+
+SourceReader::SourceReader(const odbc::DBConnection& source, const db::TableDescription& table,
+                           const std::vector<Utf16Column>& inUtf16)
+    : statement_(source) {
   const TableRules& rules = RulesOf(table.name);
   const std::vector<SQLSMALLINT> types = SourceTypes(source, table);
   std::vector<Reader> readers;
-  std::string originals;
+  std::string others;
   row_.fields_.resize(types.size());
   for (std::size_t i = 0; i < types.size(); ++i) {
     const Reading reading = RuleOf(rules, table.columns[i].name).reading;
     readers.push_back(ReaderOf(table.columns[i], reading));
     if (!ReadsExactly(types[i], readers[i].cType)) {
-      originals += ", [" + std::string(table.columns[i].name) + "]";
+      others += ", [" + std::string(table.columns[i].name) + "]";
       row_.fields_[i].original = row_.fields_.size();
       row_.fields_.emplace_back();
     }
   }
   readers.resize(row_.fields_.size(), {SQL_C_CHAR, kOriginalSize});
+  for (const Utf16Column& column : inUtf16) {
+    others += ", " + column.expression;
+    row_.fields_[column.column].utf16 = readers.size();
+    // The driver may end a text in UTF-16 with a zero.
+    readers.push_back({column.cType, column.size + sizeof(SQLWCHAR)});
+    row_.fields_.emplace_back();
+  }
   std::size_t size = 0;
   for (std::size_t i = 0; i < readers.size(); ++i) {
     row_.fields_[i].offset = size;
@@ -142,7 +156,7 @@ SourceReader::SourceReader(const odbc::DBConnection& source, const db::TableDesc
   row_.data_.resize(size);
 
   std::string sql = db::WithSchema(table.select, source.schema());
-  statement_.Execute(sql.insert(sql.find(" FROM "), originals));
+  statement_.Execute(sql.insert(sql.find(" FROM "), others));
   for (std::size_t i = 0; i < readers.size(); ++i) {
     SourceRow::Field& field = row_.fields_[i];
     // What may not convert is read by itself, so that it does not fail the whole row.
@@ -170,9 +184,9 @@ bool SourceReader::Next() {
 
 void SourceReader::Convert(std::size_t column) {
   SourceRow::Field& field = row_.fields_[column];
-  const SQLRETURN result = SQLGetData(statement_.handle(), static_cast<SQLUSMALLINT>(column + 1), cTypes_[column],
-                                      row_.data_.data() + field.offset, static_cast<SQLLEN>(field.size),
-                                      &field.indicator);
+  const SQLRETURN result =
+      SQLGetData(statement_.handle(), static_cast<SQLUSMALLINT>(column + 1), cTypes_[column],
+                 row_.data_.data() + field.offset, static_cast<SQLLEN>(field.size), &field.indicator);
   field.unreadable = !odbc::Succeeded(result);
   if (field.unreadable) {
     field.indicator = 0;

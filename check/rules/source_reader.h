@@ -53,6 +53,9 @@ class SourceRow {
   /// The source's own value as a text, where its type is not that of the field and reading can change it.
   std::optional<std::string_view> Original(std::size_t column) const;
 
+  /// The source's own text in UTF-16, of a column that is read so too.
+  std::optional<std::string_view> Utf16(std::size_t column) const;
+
  private:
   friend class SourceReader;
 
@@ -62,6 +65,7 @@ class SourceRow {
     SQLLEN indicator = 0;
     bool unreadable = false;
     std::size_t original = 0;  ///< The position of the field with the source's own value; 0 when there is none.
+    std::size_t utf16 = 0;     ///< The same of the field with the text in UTF-16.
   };
 
   std::string_view TextOf(const Field& field) const;
@@ -70,13 +74,22 @@ class SourceRow {
   std::vector<char> data_;
 };
 
+/// A text column that is read a second time, in UTF-16.
+struct Utf16Column {
+  std::size_t column;      ///< Its position.
+  std::string expression;  ///< What is selected, in SQL.
+  SQLSMALLINT cType;       ///< SQL_C_BINARY or SQL_C_WCHAR.
+  std::size_t size;        ///< The most bytes of a value.
+};
+
 /// Reads a source table with the migrator's own query, so in its order, and with buffers of the same sizes, so with the
 /// same cuts; but with indicators, so that a NULL is seen. A column whose type in the source is not that of the field
 /// is selected a second time, as a text.
 class SourceReader {
  public:
   /// \throws odbc::Error with the diagnostics.
-  SourceReader(const odbc::DBConnection& source, const db::TableDescription& table);
+  SourceReader(const odbc::DBConnection& source, const db::TableDescription& table,
+               const std::vector<Utf16Column>& inUtf16 = {});
 
   /// Reads the next row; false after the last one.
   ///

@@ -103,6 +103,16 @@ class Wording {
       case Remark::ValueChanged:
         finding.text = ChangeText(name);
         break;
+      case Remark::CharactersChanged:
+        finding.text =
+            "Characters arrive as others, without a message. The encodings of the two data sources must agree: "
+            "ClientCharset of the source, client_encoding of the destination.";
+        break;
+      case Remark::CharactersUnknown:
+        finding.text =
+            "Nobody can tell which characters arrive: the destination database stores bytes beyond ASCII as they are, "
+            "or the source does not answer.";
+        break;
       case Remark::StoredChanged:
         finding.text =
             "The destination stores another value than the one that is sent: its column has another type, or the "
@@ -155,6 +165,10 @@ class Wording {
       case Remark::ValueChanged:
       case Remark::StoredChanged:
         return finding::ValueChanged;
+      case Remark::CharactersChanged:
+        return finding::CharacterChanged;
+      case Remark::CharactersUnknown:
+        return finding::CannotForesee;
       case Remark::Refused:
         return RefusalKind(key.state);
       case Remark::ParentRefused:

@@ -7,6 +7,7 @@
 #include <set>
 #include <utility>
 
+#include "check/characters/unicode.h"
 #include "check/rules/row_rules.h"
 #include "check/rules/rules.h"
 #include "check/sql/query.h"
@@ -38,6 +39,9 @@ std::string ValueOf(const db::TableDescription& table, const rules::SourceRow& r
       return rules::Shown(row.Real(column));
     case db::ValueKind::Text:
       break;
+  }
+  if (const std::optional<std::string_view> utf16 = row.Utf16(column)) {
+    return characters::ToUtf8(characters::FromUtf16(*utf16));
   }
   return std::string(row.Text(column));
 }
@@ -84,16 +88,19 @@ class TableStaging {
  public:
   TableStaging(const odbc::DBConnection& source, const odbc::DBConnection& destination,
                const db::TableDescription& table, const Copy* copy, const rules::NullReadings& nulls,
-               std::optional<std::string> cannotWrite, RunState& state, StagedTable& result)
+               std::optional<std::string> cannotWrite, const characters::Characters& characters, RunState& state,
+               StagedTable& result)
       : destination_(destination),
         table_(table),
         replaced_(ReplacedNumbers(table)),
         assigned_(rules::RulesOf(table.name).assigned),
         isFollowed_(rules::IsFollowed(table.name)),
         cannotWrite_(std::move(cannotWrite)),
+        characters_(characters),
+        doubtful_(characters.DoubtfulColumns(table)),
         state_(state),
         result_(result),
-        reader_(source, table),
+        reader_(source, table, doubtful_),
         rules_(table, state.numbers, nulls) {
     if (copy != nullptr) {
       writer_.emplace(destination, *copy);
@@ -115,6 +122,12 @@ class TableStaging {
     Write();
     RecordChangedRows(true);
     RecordLeftOut(true);
+    for (auto& [key, rows] : result_.remarks) {
+      if (key.remark == Remark::CharactersChanged || key.remark == Remark::CharactersUnknown) {
+        const std::string all = characters_.Condition(table_, rules::ColumnPosition(table_, key.columns.front()));
+        rows.conditions = all.empty() ? rows.conditions : all;
+      }
+    }
   }
 
  private:
@@ -207,6 +220,7 @@ class TableStaging {
   void Settle(const Pending& pending, const Stored& stored, const char* image) {
     ++accepted_;
     NoteChanges(pending);
+    const bool ownCharacters = KeepsItsCharacters(pending.row, writer_ && !cannotWrite_ && !stored.refusal);
     if (cannotWrite_) {
       ++result_.refusedRows;
       EndRun(*cannotWrite_);
@@ -223,7 +237,7 @@ class TableStaging {
     }
     ++result_.storedRows;
     result_.arrivingRows += state_.endsIn ? 0 : 1;
-    if (pending.changes.empty() && stored.changed.empty()) {
+    if (pending.changes.empty() && stored.changed.empty() && ownCharacters) {
       result_.unchangedRows += state_.endsIn ? 0 : 1;
       return;
     }
@@ -243,6 +257,32 @@ class TableStaging {
           NameOfRow(table_, pending.row),
           (isCut ? "" : ShownValue(table_, pending.row, change.column) + " ") + "arrives as " + change.arrives);
     }
+  }
+
+  /// Whether the texts of a row arrive with their own characters. Of characters that are refused, only an accepted row
+  /// says that they did not.
+  bool KeepsItsCharacters(const rules::SourceRow& row, bool accepted) {
+    bool keeps = true;
+    for (const rules::Utf16Column& doubtful : doubtful_) {
+      if (row.IsNull(doubtful.column)) {
+        continue;
+      }
+      const characters::SourceText text = {.bytes = row.Text(doubtful.column),
+                                           .isCut = row.IsCut(doubtful.column),
+                                           .utf16 = *row.Utf16(doubtful.column)};
+      const characters::TextFate fate = characters_.FateOf(table_, doubtful.column, text);
+      if (fate == characters::TextFate::Same || (fate == characters::TextFate::Refused && !accepted)) {
+        continue;
+      }
+      const bool unknown = fate == characters::TextFate::Unknown;
+      RemarkedRows& rows = result_.remarks[{
+          unknown ? Remark::CharactersUnknown : Remark::CharactersChanged, {Name(doubtful.column)}, {}, {}}];
+      const bool described = !unknown && rows.rows < RemarkedRows::kShown;
+      rows.Add(NameOfRow(table_, row), described ? characters_.Described(text) : std::string{});
+      keeps = keeps && unknown;
+      result_.unchangedKnown = result_.unchangedKnown && !unknown;
+    }
+    return keeps;
   }
 
   void Refuse(const Pending& pending, const Refusal& refusal, const char* image) {
@@ -363,6 +403,8 @@ class TableStaging {
   std::string_view assigned_;
   bool isFollowed_;
   std::optional<std::string> cannotWrite_;
+  const characters::Characters& characters_;
+  std::vector<rules::Utf16Column> doubtful_;
   RunState& state_;
   StagedTable& result_;
   rules::SourceReader reader_;
@@ -415,7 +457,7 @@ void RemarkedRows::Add(const RowName& name, std::string arriving) {
 
 Staged Stage(const odbc::DBConnection& source, const odbc::DBConnection& destination,
              const std::vector<db::TableDescription>& tables, const Copies& copies, const Obstacles& obstacles,
-             Progress& progress) {
+             const characters::Characters& characters, Progress& progress) {
   const rules::NullReadings nulls = rules::ProbeNulls(source);
   Staged staged;
   RunState state;
@@ -445,7 +487,7 @@ Staged Stage(const odbc::DBConnection& source, const odbc::DBConnection& destina
       continue;
     }
     TableStaging(source, destination, table, result.foreseen ? &copy->second : nullptr, nulls,
-                 ReasonOf(obstacles.cannotWrite, table.name), state, result)
+                 ReasonOf(obstacles.cannotWrite, table.name), characters, state, result)
         .Run(progress);
     if (rules::IsFollowedByNumber(table.name)) {
       state.numbers[table.name].SortByNumber();

@@ -10,6 +10,7 @@
 #include <tuple>
 #include <vector>
 
+#include "check/characters/characters.h"
 #include "check/cli/progress.h"
 #include "check/rules/source_reader.h"
 #include "check/staging/copies.h"
@@ -38,7 +39,9 @@ enum class Remark : std::uint8_t {
   NullRepeats,
   TextCut,
   ZeroByte,
-  ValueChanged,   ///< On the way to the destination.
+  ValueChanged,  ///< On the way to the destination.
+  CharactersChanged,
+  CharactersUnknown,
   StoredChanged,  ///< By the destination.
   Refused,
   ParentRefused,  ///< Refused only because the row that it refers to was refused.
@@ -106,7 +109,7 @@ struct Obstacles {
 /// \throws odbc::Error when a side fails.
 Staged Stage(const odbc::DBConnection& source, const odbc::DBConnection& destination,
              const std::vector<db::TableDescription>& tables, const Copies& copies, const Obstacles& obstacles,
-             Progress& progress);
+             const characters::Characters& characters, Progress& progress);
 
 }  // namespace check::staging
 

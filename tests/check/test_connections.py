@@ -1,6 +1,5 @@
-"""What bw_db_check before says of the two connections: facts, letters beyond ASCII, the right to read the source."""
+"""What bw_db_check before says of the two connections: facts, the right to read the source."""
 
-import contextlib
 import os
 import pwd
 import subprocess
@@ -12,63 +11,12 @@ import lab
 import one_row_each
 from checker import check
 
-UTF8 = "SET client_encoding TO 'UTF8'"
-
-# Of the letters that are tried, those that a code page of the source has.
-LETTERS = {"1252": "é ü € ž", "1251": "€ й Щ №", "65001": "é ü € ą ő й Щ № λ ğ א ž"}
-
-
-@pytest.fixture
-def new_source(new_workspace):
-    """Makes workspaces with settings of the data sources; a setting that is None is left out."""
-
-    def make(code_page, client_charset, connection_settings, database=None):
-        workspace = new_workspace(fill=one_row_each.fill, server_options=("--codepage", code_page))
-        from_source = data_sources.sql_server(workspace.source_server.port, lab.SOURCE_DATABASE)
-        from_source["ClientCharset"] = client_charset
-        to_destination = data_sources.postgresql(workspace.lab.postgres.port, database or workspace.database)
-        to_destination["ConnSettings"] = connection_settings
-        workspace.write_data_sources(
-            *(
-                {name: value for name, value in settings.items() if value is not None}
-                for settings in (from_source, to_destination)
-            )
-        )
-        return workspace
-
-    return make
-
-
-@pytest.fixture
-def encoded_destination(shared_lab):
-    """Makes a destination database in another encoding, and returns its name."""
-    with contextlib.ExitStack() as stack:
-
-        def make(encoding):
-            name = f"brantwell_{encoding.lower()}"
-            shared_lab.postgres.execute(
-                f"CREATE DATABASE {name} OWNER {lab.DESTINATION_LOGIN} TEMPLATE template0"
-                f" ENCODING '{encoding}' LOCALE 'C'"
-            )
-            stack.callback(shared_lab.postgres.execute, f"DROP DATABASE {name} WITH (FORCE)")
-            shared_lab.postgres.execute(
-                f"SET ROLE {lab.DESTINATION_LOGIN}", lab.DESTINATION_SCHEMA.read_text(), database=name
-            )
-            return name
-
-        yield make
-
 
 def _findings(result) -> list[tuple]:
     """Identifier, cost and text of the general findings; no table has one."""
     assert result.report is not None, result.errors
     assert [table["findings"] for table in result.report["tables"] if table["findings"]] == []
     return [(each["id"], each["cost"], each["text"]) for each in result.report["general"]]
-
-
-def _letters(result) -> str:
-    (fact,) = (fact for fact in result.report["facts"] if fact.startswith("Letters beyond ASCII: "))
-    return fact.removeprefix("Letters beyond ASCII: ")
 
 
 def test_facts(new_workspace):
@@ -79,20 +27,23 @@ def test_facts(new_workspace):
 
     facts = result.report["facts"]
     assert facts[0].startswith("Source: Microsoft SQL Server 12.00.2000, driver libtdsodbc.so ")
-    assert facts[1:5] == [
+    assert facts[1:4] == [
         "Source: Microsoft SQL Server - 12.0.2000.",
         "Source: schema version 29.",
-        # Of these the sample server says nothing.
-        "Source: collations of the columns unknown.",
+        # Of this the sample server says nothing.
         "Source: encryption unknown.",
     ]
+    assert facts[4].startswith(destination)
+    assert ", driver psqlodbca.so " in facts[4]
     assert facts[5].startswith(destination)
-    assert ", driver psqlodbca.so " in facts[5]
-    assert facts[6].startswith(destination)
-    assert facts[7:9] == [
+    assert facts[6:8] == [
         "Destination: database encoding UTF8, client encoding UTF8.",
         "Destination: encryption off.",
     ]
+    assert (
+        "Characters of code page 1252 (SQL_Latin1_General_CP1_CI_AS): 123 of 123 beyond ASCII arrive as they are; each"
+        " takes up to 3 bytes where texts are cut by bytes."
+    ) in facts
     assert _findings(result) == []
 
 
@@ -133,73 +84,6 @@ def test_encryption_of_the_destination(encrypted_lab):
         result = check(workspace, "before")
 
     assert "Destination: encryption on, TLSv1.3." in result.report["facts"]
-
-
-@pytest.mark.parametrize(
-    "code_page, client_charset, connection_settings, bytes_of_a_letter",
-    [
-        ("1252", "CP1252", "SET client_encoding TO 'WIN1252'", "1 byte"),
-        ("1251", "CP1251", "SET client_encoding TO 'WIN1251'", "1 byte"),
-        ("65001", "UTF-8", UTF8, "3 bytes"),
-        ("1252", "UTF-8", UTF8, "3 bytes"),
-        ("1251", "UTF-8", UTF8, "3 bytes"),
-        ("1251", "UTF-8", None, "3 bytes"),
-    ],
-)
-def test_encodings_that_agree(new_source, code_page, client_charset, connection_settings, bytes_of_a_letter):
-    workspace = new_source(code_page, client_charset, connection_settings)
-
-    result = check(workspace, "before")
-
-    assert _findings(result) == []
-    assert _letters(result) == (
-        f"{LETTERS[code_page]} arrive as they are and come back; each takes up to {bytes_of_a_letter} where texts are"
-        " cut by bytes."
-    )
-
-
-def test_code_page_that_is_refused(new_source):
-    result = check(new_source("1251", "CP1251", UTF8), "before")
-
-    ((name, cost, text),) = _findings(result)
-    assert (name, cost) == ("encoding-refuses", "run-ends")
-    assert text.startswith("The destination refuses letters that the source's encoding has: € й Щ №. ")
-    assert "State = 22021 " in text
-    assert _letters(result).startswith("none of those probed arrives as they are")
-
-
-def test_latin1_for_want_of_a_client_charset(new_source):
-    result = check(new_source("1252", None, UTF8), "before")
-
-    refused, garbled = _findings(result)
-    assert garbled[:2] == ("encoding-garbles", "value-changed")
-    assert garbled[2].startswith("Letters beyond ASCII arrive as others without a notice: € as ?, ž as ?. ")
-    assert refused[:2] == ("encoding-refuses", "run-ends")
-    assert refused[2].startswith("The destination refuses letters that the source's encoding has: é ü. ")
-
-
-def test_utf8_in_a_database_of_a_code_page(new_source, encoded_destination):
-    result = check(new_source("1251", "UTF-8", None, encoded_destination("WIN1251")), "before")
-
-    ((name, cost, text),) = _findings(result)
-    assert (name, cost) == ("encoding-garbles", "value-changed")
-    assert "й as Р№" in text
-
-
-def test_letters_that_the_database_lacks(new_source, encoded_destination):
-    result = check(new_source("1252", "UTF-8", UTF8, encoded_destination("WIN1251")), "before")
-
-    ((name, cost, text),) = _findings(result)
-    assert (name, cost) == ("encoding-refuses", "run-ends")
-    assert text.startswith("The destination refuses letters that the source's encoding has: é ü ž. ")
-    assert "State = 22P05 " in text
-    assert _letters(result).startswith("€ arrive as they are")
-
-
-def test_database_that_knows_no_letters(new_source, encoded_destination):
-    result = check(new_source("1252", "CP1252", None, encoded_destination("SQL_ASCII")), "before")
-
-    assert [finding[:2] for finding in _findings(result)] == [("encoding-unchecked", "cannot-foresee")]
 
 
 def test_table_that_the_source_lacks(new_workspace):
