@@ -400,7 +400,7 @@ def test_what_the_destination_accepts_does_not_end_the_run(workspace, change, va
 
 
 ENCODINGS = {
-    # Of each: FreeTDS's character set, PostgreSQL's client encoding, characters of two bytes; the second is a backslash.
+    # Of each: FreeTDS's character set, PostgreSQL's client encoding, characters of two bytes: the second a backslash.
     "SJIS": ("CP932", "SJIS", "表十能"),
     "BIG5": ("BIG5", "BIG5", "功許蓋"),
     "GBK": ("GBK", "GBK", "乗嘰媆"),
@@ -456,6 +456,54 @@ def test_text_of_two_bytes_a_character_that_is_too_long_for_the_destination(far_
     assert result.report["run_ends_in"] == "Clients"
     assert _figures(result, "Clients") == (1, 1)
     _assert_run_ends(workspace, "Clients", 1)
+
+
+# What is asked in vain of every table.
+
+
+def _connect(workspace, **settings) -> None:
+    usual = data_sources.postgresql(workspace.lab.postgres.port, workspace.database)
+    workspace.write_data_sources(destination=usual | settings)
+
+
+def _known_figures(result) -> set:
+    return {
+        result.table(table)[figure]
+        for table in sample_data.TABLES
+        for figure in ("arriving_rows", "unchanged_rows", "refused_rows")
+    }
+
+
+@pytest.mark.parametrize(
+    ("setting", "identifier", "ends_in"),
+    [("UseServerSidePrepare", "client-side-prepare", "GroupDesc"), ("ReadOnly", "destination-read-only", "SystemData")],
+)
+def test_data_source_through_which_nothing_can_be_tried(workspace, setting, identifier, ends_in):
+    _connect(workspace, **{setting: 0 if setting == "UseServerSidePrepare" else 1})
+
+    result = check(workspace, "before")
+
+    assert [finding[:2] for finding in result.findings()] == [(None, identifier)]
+    assert _known_figures(result) == {None}
+    assert result.code == 1
+    assert what_happened.ended_in(workspace.run_redirected()) == ends_in
+
+
+def test_database_that_is_only_to_be_read(workspace):
+    workspace.execute_destination(
+        "DO $$ BEGIN EXECUTE format('ALTER DATABASE %I SET default_transaction_read_only = on', current_database());"
+        " END $$",
+        'ALTER TABLE "LoadedPositions" ADD CHECK ("PosType" < 7)',
+    )
+    _set(workspace, "LoadedPositions.PosType", (1, 8, 2))
+
+    result = check(workspace, "before")
+
+    assert (None, "destination-read-only") in {finding[:2] for finding in result.findings()}
+    assert result.report["run_ends_in"] == "SystemData"
+    # The rows were tried all the same.
+    assert result.table("LoadedPositions")["refused_rows"] == 1
+    _assert_run_ends(workspace, "SystemData", 0)
 
 
 # The tables that were chosen.
@@ -568,6 +616,46 @@ def test_numbers_go_on_as_if_a_refused_row_had_been_accepted(workspace):
 
     assert result.report["run_ends_in"] == "RatingAgencies"
     assert [each for each in result.findings() if each[1] == "points-elsewhere"] == []
+
+
+def test_numbers_of_many_rows_with_refused_ones(shared_lab):
+    """Each scale is one of the agency of its number: none leads elsewhere once the agencies are corrected."""
+    refused = (1, 200, 201, 333, 450)
+
+    def fill(path):
+        flawed_source.create_clean(path)
+        for table in ("RatingAgencies", "RatingScales"):
+            lab.execute_on_file(path, f"DELETE FROM {table}", [()])
+        numbers = range(1, 451)
+        codes = [(number, "bad" if number in refused else "good") for number in numbers]
+        lab.execute_on_file(path, "INSERT INTO RatingAgencies VALUES (?, ?, 'name')", codes)
+        scales = [(number, number) for number in numbers]
+        lab.execute_on_file(path, "INSERT INTO RatingScales VALUES (?, ?, 1, 'AAA', 1)", scales)
+
+    with shared_lab.workspace(fill) as workspace:
+        workspace.execute_destination("""ALTER TABLE "RatingAgencies" ADD CHECK ("AgencyCode" <> 'bad')""")
+
+        result = check(workspace, "before", "--tables", "RatingAgencies,RatingScales")
+
+    assert result.findings() == [
+        ("RatingAgencies", "check-violated", "AgencyCode", 5, [f"AgencyID = {number}" for number in refused])
+    ]
+
+
+def test_the_constraint_that_a_row_violates_is_named(workspace):
+    """Among constraints of names that the server's message has for another reason."""
+    workspace.execute_destination(
+        'ALTER TABLE "LoadedPositions" ADD CONSTRAINT "LoadedPositions" CHECK ("PosType" > 0)',
+        'ALTER TABLE "LoadedPositions" ADD CONSTRAINT "new row for relation" CHECK ("LimitKind" > 0)',
+        'ALTER TABLE "LoadedPositions" ADD CONSTRAINT few CHECK ("OpenBalance" < 7)',
+    )
+    for name, values in (("PosType", (1, 1, 1)), ("LimitKind", (1, 1, 1)), ("OpenBalance", (1.5, 8.5, 2.5))):
+        _set(workspace, f"LoadedPositions.{name}", values)
+
+    result = check(workspace, "before", "--tables", "LoadedPositions")
+
+    assert result.findings() == [("LoadedPositions", "check-violated", "OpenBalance", 1, ["PosID = 2"])]
+    assert "few" in result.table("LoadedPositions")["findings"][0]["text"]
 
 
 def test_rows_that_are_refused_for_a_refused_row_are_told_apart(workspace):

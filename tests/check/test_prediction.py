@@ -6,6 +6,7 @@ import random
 
 import pytest
 
+import data_sources
 import flawed_source
 import sample_data
 import what_happened
@@ -56,8 +57,10 @@ class _Case:
 
     def test(self) -> None:
         self._new_destination()
+        self._connect()
         source_rows = what_happened.source_row_counts(self._workspace)
         self._before = self._check("before")
+        self._assert_chosen_tables_are_as_all()
         run = self._workspace.run_redirected()
         self._note(run.console, self._workspace.log_file.read_text(errors="replace")[-600:])
         self._console = run.console
@@ -83,8 +86,12 @@ class _Case:
         self._workspace.lab.create_destination(database)
         self._workspace.execute_destination(*self._destination.change)
 
-    def _check(self, command):
-        result = check(self._workspace, command)
+    def _connect(self) -> None:
+        usual = data_sources.postgresql(self._workspace.lab.postgres.port, self._workspace.database)
+        self._workspace.write_data_sources(destination=usual | self._destination.settings)
+
+    def _check(self, *arguments):
+        result = check(self._workspace, *arguments)
         self._note(result.text, result.errors)
         assert result.code in (0, 1), self._told()
         return result
@@ -112,6 +119,15 @@ class _Case:
         assert said <= self._unforeseen, self._told()
         assert unknown == said, self._told()
         assert ("as far as can be foreseen" in self._before.report["verdict"]) == bool(said), self._told()
+
+    def _assert_chosen_tables_are_as_all(self) -> None:
+        """The report on some tables has the same of each as that on all, unless the run ends in another one."""
+        if self._before.report["run_ends_in"]:
+            return
+        tables = sorted(self._chance.sample(sample_data.TABLES, 2), key=sample_data.TABLES.index)
+        chosen = self._check("before", "--tables", ",".join(tables))
+        of_all = [self._before.table(table) | {"milliseconds": 0} for table in tables]
+        assert [table | {"milliseconds": 0} for table in chosen.report["tables"]] == of_all, (tables, self._told())
 
     def _assert_foreseen_end(self) -> None:
         said = self._before.report["run_ends_in"]

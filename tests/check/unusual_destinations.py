@@ -17,6 +17,7 @@ class Destination:
     each: dict = dataclasses.field(default_factory=dict)  # values of all rows, see flawed_source.create
     some: dict = dataclasses.field(default_factory=dict)  # values of single rows that the difference may refuse
     unforeseen: tuple[str, ...] = ()  # the tables of which `before` may say that it cannot foresee them
+    settings: dict = dataclasses.field(default_factory=dict)  # of the destination's data source
 
 
 def _type(column, new_type) -> str:
@@ -103,6 +104,13 @@ _TYPES = {
         "CREATE DOMAIN balance AS number NOT NULL CHECK (VALUE <> 7)",
         each=(1.5, 8.0),
         some=(7.001, 1e7),
+    ),
+    "domain of another schema": _column(
+        "Clients.Comment",
+        '"a desk"."Short text"',
+        'CREATE SCHEMA "a desk" AUTHORIZATION bw_migrator',
+        'CREATE DOMAIN "a desk"."Short text" AS varchar(12)',
+        some=("1234567890123", "123456789012 "),
     ),
     "domain with a check of its own function": _column(
         "SecMinQt.MinQty",
@@ -396,6 +404,15 @@ _DEFAULTS = {
         (
             "CREATE SEQUENCE lines",
             """ALTER TABLE "SecMinQt" ADD line integer DEFAULT nextval('lines')""",
+        ),
+        {"SecMinQt.MinQty": (1, 2)},
+    ),
+    "numbers of a sequence of another schema": Destination(
+        (
+            'CREATE SCHEMA "a desk" AUTHORIZATION bw_migrator',
+            "SET ROLE bw_migrator",
+            'CREATE SEQUENCE "a desk"."Lines" MAXVALUE 3',
+            """ALTER TABLE "SecMinQt" ADD line integer DEFAULT nextval('"a desk"."Lines"')""",
         ),
         {"SecMinQt.MinQty": (1, 2)},
     ),
@@ -893,6 +910,13 @@ _PROCEDURES = {
         "BW_CreateSecGroupEx", _SHORT, group_name="short",
         each={"SecGroups.SecGName": ("A", "B")}, some={"SecGroups.SecGName": ("12345   ", "123456")},
     ),
+    "parameter of a domain of another schema": _procedure(
+        "BW_CreateSecGroupEx",
+        'CREATE SCHEMA "a desk" AUTHORIZATION bw_migrator',
+        'CREATE DOMAIN "a desk"."Short text" AS varchar(5)',
+        group_name='"a desk"."Short text"',
+        each={"SecGroups.SecGName": ("A", "B")}, some={"SecGroups.SecGName": ("12345   ", "123456")},
+    ),
     "parameter of a domain with a check": _procedure(
         "BW_CreateOrder", "CREATE DOMAIN early AS integer CHECK (VALUE < 3000)", trade_time="early",
         some={"Orders.TradeTime": (3000, 2999)},
@@ -929,6 +953,32 @@ _PROCEDURES = {
     ),
 }  # fmt: skip
 
+_ODD_TEXTS = {"Clients.Comment": ("a\nb", "a\r\nb", "\r", "\\n"), "PoolOrders.Source": ("\n", "x" * 250)}
+
+
+def _connection(*change, some=None, **settings) -> Destination:
+    return Destination(change, some=some or _ODD_TEXTS, settings=settings)
+
+
+_CONNECTIONS = {
+    "line feeds are converted": _connection(LFConversion=1),
+    "line feeds are not converted": _connection(LFConversion=0),
+    "rows are fetched with a cursor": _connection(UseDeclareFetch=1, Fetch=2),
+    "an error ends no transaction": _connection(Protocol="7.4-2", some={"Clients.Num": (7, 7)}),
+    "an error ends a transaction": _connection(Protocol="7.4-1", some={"Clients.Num": (7, 7)}),
+    "long texts have a type of their own": _connection(TextAsLongVarchar=1, MaxVarcharSize=10, MaxLongVarcharSize=12),
+    "booleans are bits": _connection(
+        _type("GroupStopOrders.OrdersCount", "boolean"), BoolsAsChar=0, some={"GroupStopOrders.OrdersCount": (2, 1)}
+    ),
+    "bytes are long": _connection(
+        _type("ImportLog.ImportType", "bytea"), ByteaAsLongVarBinary=1, some={"ImportLog.ImportType": ("\\x41", "\\")}
+    ),
+    "cursors may be updated": _connection(UpdatableCursors=1, ShowOidColumn=1, RowVersioning=1),
+    "backslashes escape": _connection(
+        ConnSettings="SET client_encoding TO 'UTF8'; SET standard_conforming_strings TO off"
+    ),
+}  # fmt: skip
+
 _GROUPS = {
     "types": _TYPES,
     "texts": _TEXTS,
@@ -939,6 +989,7 @@ _GROUPS = {
     "foreign keys": _FOREIGN_KEYS,
     "objects": _OBJECTS,
     "procedures": _PROCEDURES,
+    "connections": _CONNECTIONS,
 }
 
 # Each with what is different as its name.
