@@ -299,6 +299,12 @@ MigrationLog LogReader::Finish() {
 }
 
 std::optional<MigrationLog> ReadLog(const std::filesystem::path& path) {
+  // Opening a pipe waits for its other end, and a device may have none.
+  std::error_code error;
+  const std::filesystem::file_status status = std::filesystem::status(path, error);
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    throw std::runtime_error(path.string() + " is not a file: the migrator's log cannot be there");
+  }
   std::ifstream file(path, std::ios_base::binary);
   if (!file.is_open()) {
     return std::nullopt;
@@ -313,6 +319,14 @@ std::optional<MigrationLog> ReadLog(const std::filesystem::path& path) {
     throw std::runtime_error("cannot read " + path.string());
   }
   return reader.Finish();
+}
+
+LogStamp StampOf(const std::filesystem::path& path) {
+  LogStamp stamp;
+  std::error_code error;
+  stamp.size = std::filesystem::file_size(path, error);
+  stamp.written = std::filesystem::last_write_time(path, error);
+  return stamp;
 }
 
 }  // namespace check

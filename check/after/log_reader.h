@@ -69,8 +69,19 @@ class LogReader {
 
 /// Reads the log in a file; nothing when there is no file that can be opened.
 ///
-/// \throws std::runtime_error when reading fails.
+/// \throws std::runtime_error when reading fails, and for a directory, a pipe or a device, which it does not open.
 std::optional<MigrationLog> ReadLog(const std::filesystem::path& path);
+
+/// What changes when a run writes to its log.
+struct LogStamp {
+  std::uintmax_t size = 0;
+  std::filesystem::file_time_type written;
+
+  bool operator==(const LogStamp&) const = default;
+};
+
+/// That of a file. Two of a file that is not there are equal.
+LogStamp StampOf(const std::filesystem::path& path);
 
 }  // namespace check
 

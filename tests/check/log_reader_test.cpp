@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstddef>
 #include <filesystem>
@@ -295,10 +296,39 @@ TEST(LogReader, SaysThatThereIsNoFile) {
   EXPECT_FALSE(check::ReadLog(directory.path() / "bw_db_migrate.log").has_value());
 }
 
-TEST(LogReader, FailsForADirectory) {
+TEST(LogReader, RefusesADirectory) {
   const support::ScratchDirectory directory;
 
   EXPECT_THROW(check::ReadLog(directory.path()), std::runtime_error);
+}
+
+TEST(LogReader, RefusesADeviceWithoutReadingIt) {
+  const support::ScratchDirectory directory;
+  const std::filesystem::path path = directory.path() / "bw_db_migrate.log";
+  std::filesystem::create_symlink("/dev/zero", path);
+
+  EXPECT_THROW(check::ReadLog(path), std::runtime_error);
+}
+
+TEST(LogReader, RefusesAPipeWithoutWaitingForAWriter) {
+  const support::ScratchDirectory directory;
+  const std::filesystem::path path = directory.path() / "bw_db_migrate.log";
+  ASSERT_EQ(mkfifo(path.c_str(), S_IRUSR | S_IWUSR), 0);
+
+  EXPECT_THROW(check::ReadLog(path), std::runtime_error);
+}
+
+TEST(LogReader, SeesThatALogGrows) {
+  const support::ScratchDirectory directory;
+  const std::filesystem::path path = directory.path() / "bw_db_migrate.log";
+  const check::LogStamp none = check::StampOf(path);
+  EXPECT_EQ(check::StampOf(path), none);
+  std::ofstream(path) << Start("SystemData");
+  const check::LogStamp begun = check::StampOf(path);
+  EXPECT_NE(begun, none);
+  EXPECT_EQ(check::StampOf(path), begun);
+  std::ofstream(path, std::ios_base::app) << Row(1);
+  EXPECT_NE(check::StampOf(path), begun);
 }
 
 }  // namespace
