@@ -117,7 +117,7 @@ void RowComparison::CreateTables() const {
 
 void RowComparison::Begin() const {
   // Compiling what runs once takes longer than running it.
-  constexpr std::array<std::string_view, 6> settings = {"SET extra_float_digits = 1",   "SET DateStyle = 'ISO'",
+  constexpr std::array<std::string_view, 6> settings = {"SET extra_float_digits = 1",     "SET DateStyle = 'ISO'",
                                                         "SET IntervalStyle = 'postgres'", "SET bytea_output = 'hex'",
                                                         "SET lc_monetary = 'C'",          "SET jit = off"};
   for (const std::string_view setting : settings) {
@@ -156,7 +156,8 @@ RowDifferences RowComparison::Compare(const ComparedTable& table) {
 }
 
 const ComparedTable& RowComparison::Named(std::string_view name) const {
-  return *std::find_if(tables_.begin(), tables_.end(), [name](const ComparedTable& table) { return table.name == name; });
+  return *std::find_if(tables_.begin(), tables_.end(),
+                       [name](const ComparedTable& table) { return table.name == name; });
 }
 
 RowComparison::Types RowComparison::TypesOf(const ComparedTable& table) const {
@@ -173,14 +174,14 @@ RowComparison::Types RowComparison::TypesOf(const ComparedTable& table) const {
 
 bool RowComparison::IsUnique(const ComparedTable& table, const std::vector<std::string>& columns) const {
   std::map<std::string, bool> indexes;
-  for (const TextRow& row : QueryRows(
-           destination_,
-           "SELECT CAST(i.indexrelid AS text), a.attname FROM pg_index i "
-           "CROSS JOIN LATERAL unnest(CAST(i.indkey AS smallint[])) WITH ORDINALITY AS k (number, place) "
-           "JOIN pg_attribute a ON a.attrelid = i.indrelid AND a.attnum = k.number "
-           "WHERE i.indrelid = CAST(? AS regclass) AND i.indisunique AND i.indisvalid AND i.indpred IS NULL "
-           "AND i.indexprs IS NULL AND k.place <= i.indnkeyatts",
-           {table.path})) {
+  for (const TextRow& row :
+       QueryRows(destination_,
+                 "SELECT CAST(i.indexrelid AS text), a.attname FROM pg_index i "
+                 "CROSS JOIN LATERAL unnest(CAST(i.indkey AS smallint[])) WITH ORDINALITY AS k (number, place) "
+                 "JOIN pg_attribute a ON a.attrelid = i.indrelid AND a.attnum = k.number "
+                 "WHERE i.indrelid = CAST(? AS regclass) AND i.indisunique AND i.indisvalid AND i.indpred IS NULL "
+                 "AND i.indexprs IS NULL AND k.place <= i.indnkeyatts",
+                 {table.path})) {
     bool& isOfColumns = indexes.try_emplace(row.at(0).value_or(""), true).first->second;
     isOfColumns = isOfColumns && std::find(columns.begin(), columns.end(), row.at(1)) != columns.end();
   }
@@ -250,8 +251,7 @@ std::string RowComparison::DifferingColumns(const ComparedTable& table) const {
   std::vector<std::string> bits;
   std::uint64_t bit = 1;
   for (const std::string& column : table.columns) {
-    bits.push_back("CASE WHEN " + SameBytes({column}) + " THEN 0 ELSE CAST(" + std::to_string(bit) +
-                   " AS bigint) END");
+    bits.push_back("CASE WHEN " + SameBytes({column}) + " THEN 0 ELSE CAST(" + std::to_string(bit) + " AS bigint) END");
     bit *= 2;
   }
   return "(" + Joined(bits, " | ") + ")";
@@ -259,9 +259,8 @@ std::string RowComparison::DifferingColumns(const ComparedTable& table) const {
 
 void RowComparison::NoteByKey(const ComparedTable& table, const std::vector<std::string>& key, bool inPairs) const {
   std::vector<std::string> conditions;
-  std::transform(key.begin(), key.end(), std::back_inserter(conditions), [](const std::string& column) {
-    return "c." + Quoted(column) + " = t." + Quoted(column);
-  });
+  std::transform(key.begin(), key.end(), std::back_inserter(conditions),
+                 [](const std::string& column) { return "c." + Quoted(column) + " = t." + Quoted(column); });
   const std::string from = " FROM " + CopySide(table, Level::Number) + " c FULL JOIN " +
                            TableSide(table, Level::Number) + " t ON " + Joined(conditions, " AND ") +
                            " WHERE c.position IS NULL OR t.row_id IS NULL OR NOT " + SameBytes(table.columns);
@@ -274,17 +273,18 @@ void RowComparison::NoteByKey(const ComparedTable& table, const std::vector<std:
                               DifferingColumns(table) + " END" + from);
     return;
   }
-  Execute(destination_,
-          into + " SELECT h.position, h.row_id, " + std::string(kHalf) +
-              ", NULL FROM (SELECT c.position, t.row_id" + from +
-              ") d CROSS JOIN LATERAL (VALUES (d.position, CAST(NULL AS tid)), (NULL, d.row_id)) AS h (position, row_id) "
-              "WHERE h.position IS NOT NULL OR h.row_id IS NOT NULL");
+  Execute(
+      destination_,
+      into + " SELECT h.position, h.row_id, " + std::string(kHalf) + ", NULL FROM (SELECT c.position, t.row_id" + from +
+          ") d CROSS JOIN LATERAL (VALUES (d.position, CAST(NULL AS tid)), (NULL, d.row_id)) AS h (position, row_id) "
+          "WHERE h.position IS NOT NULL OR h.row_id IS NOT NULL");
 }
 
 void RowComparison::NoteAll(const ComparedTable& table) const {
-  Execute(destination_, "INSERT INTO " + Notes(table) + " SELECT " + std::string(kPosition) + ", NULL, " +
-                            std::string(kHalf) + ", NULL FROM " + table.copy + " UNION ALL SELECT NULL, ctid, " +
-                            std::string(kHalf) + ", NULL FROM ONLY " + table.path);
+  const std::string half = ", " + std::string(kHalf) + " FROM ";
+  const std::string into = "INSERT INTO " + Notes(table);
+  Execute(destination_, into + " (position, kind) SELECT " + std::string(kPosition) + half + table.copy);
+  Execute(destination_, into + " (row_id, kind) SELECT ctid" + half + "ONLY " + table.path);
 }
 
 void RowComparison::MatchByContent(const ComparedTable& table, Level level) const {
@@ -328,8 +328,7 @@ void RowComparison::RemoveHalves(const ComparedTable& table) const {
 }
 
 bool RowComparison::HasHalves(const ComparedTable& table) const {
-  return QueryValue(destination_,
-                    "SELECT 1 FROM " + Notes(table) + " WHERE kind = " + std::string(kHalf) + " LIMIT 1")
+  return QueryValue(destination_, "SELECT 1 FROM " + Notes(table) + " WHERE kind = " + std::string(kHalf) + " LIMIT 1")
       .has_value();
 }
 
@@ -337,12 +336,11 @@ void RowComparison::RecordNumbers(const ComparedTable& table) {
   const std::string number = Quoted(table.assigned);
   // Where a number is there more than once, the row that has it in the copy too is the one.
   Execute(destination_,
-          "INSERT INTO " + NumbersOf(table) +
-              " SELECT number, copied, changed FROM (SELECT DISTINCT ON (t." + number + ") t." + number +
-              " AS number, c." + number + " AS copied, h.kind = " + std::string(kDifferent) + " AS changed FROM " +
-              Notes(table) + " h JOIN ONLY " + table.path + " t ON t.ctid = h.row_id LEFT JOIN " + table.copy + " c ON c." +
-              std::string(kPosition) + " = h.position ORDER BY t." + number + ", (c." + number + " = t." + number +
-              ") DESC NULLS LAST, c." + number +
+          "INSERT INTO " + NumbersOf(table) + " SELECT number, copied, changed FROM (SELECT DISTINCT ON (t." + number +
+              ") t." + number + " AS number, c." + number + " AS copied, h.kind = " + std::string(kDifferent) +
+              " AS changed FROM " + Notes(table) + " h JOIN ONLY " + table.path + " t ON t.ctid = h.row_id LEFT JOIN " +
+              table.copy + " c ON c." + std::string(kPosition) + " = h.position ORDER BY t." + number + ", (c." +
+              number + " = t." + number + ") DESC NULLS LAST, c." + number +
               ") n WHERE n.changed OR n.copied IS NULL OR n.number <> n.copied");
   const bool differs =
       QueryValue(destination_, "SELECT 1 FROM " + NumbersOf(table) + " LIMIT 1").has_value() || HasHalves(table);
@@ -379,8 +377,8 @@ RowDifferences RowComparison::Count(const ComparedTable& table) const {
                                   count("kind = " + std::string(kDifferent)) + ", " +
                                   count("kind = " + std::string(kAmbiguous)) +
                                   ", CAST(bit_or(columns) AS text), (SELECT CAST(count(*) AS text) FROM " + table.copy +
-                                  " WHERE " + std::string(kPosition) + " >= (SELECT min(position) FROM " + Notes(table) +
-                                  " WHERE " + missing + ")) FROM " + Notes(table))
+                                  " WHERE " + std::string(kPosition) + " >= (SELECT min(position) FROM " +
+                                  Notes(table) + " WHERE " + missing + ")) FROM " + Notes(table))
           .at(0);
   RowDifferences differences{.present = NumberIn(row, 0),
                              .missing = NumberIn(row, 1),
@@ -413,7 +411,8 @@ std::vector<DifferentRow> RowComparison::FirstUnexpected(const ComparedTable& ta
   for (const std::string& column : table.key) {
     order += (order.empty() ? "t." : ", t.") + Quoted(column);
   }
-  return TakeRows(table, "SELECT " + KeyOf(table) + FromTable(table, kHalf) + " AND n.position IS NULL ORDER BY " + order);
+  return TakeRows(table,
+                  "SELECT " + KeyOf(table) + FromTable(table, kHalf) + " AND n.position IS NULL ORDER BY " + order);
 }
 
 std::vector<DifferentRow> RowComparison::FirstAmbiguous(const ComparedTable& table) const {
@@ -435,8 +434,8 @@ std::vector<DifferentRow> RowComparison::FirstDifferent(const ComparedTable& tab
     }
     list += ", " + Shown("t." + Quoted(column)) + ", " + Shown(expected);
   }
-  const std::string sql = "SELECT " + list + FromTable(table, kDifferent) + " ORDER BY n.position LIMIT " +
-                          std::to_string(kShown);
+  const std::string sql =
+      "SELECT " + list + FromTable(table, kDifferent) + " ORDER BY n.position LIMIT " + std::to_string(kShown);
   std::vector<DifferentRow> rows;
   for (const TextRow& row : QueryRows(destination_, sql)) {
     std::size_t field = 0;
@@ -474,7 +473,8 @@ std::string RowComparison::FromTable(const ComparedTable& table, std::string_vie
          " = n.position JOIN ONLY " + table.path + " t ON t.ctid = n.row_id WHERE n.kind = " + std::string(kind);
 }
 
-std::vector<ShownValue> RowComparison::TakeKey(const ComparedTable& table, const TextRow& row, std::size_t& field) const {
+std::vector<ShownValue> RowComparison::TakeKey(const ComparedTable& table, const TextRow& row,
+                                               std::size_t& field) const {
   std::vector<ShownValue> key;
   for (const std::string& column : table.key) {
     key.push_back(TakeShown(row, field, column, types_.at(table.name).at(column).isText));

@@ -75,7 +75,8 @@ class RowComparison {
   /// The arguments must outlive the object. Each table comes after those that it refers to.
   RowComparison(const odbc::DBConnection& destination, const std::vector<ComparedTable>& tables);
 
-  /// Creates the tables in which the comparison takes notes, in the session. The copies must exist, rows are not needed.
+  /// Creates the tables in which the comparison takes notes, in the session. The copies must exist, rows are not
+  /// needed.
   ///
   /// \throws odbc::Error with the diagnostics.
   void CreateTables() const;
