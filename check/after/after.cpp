@@ -5,576 +5,643 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <map>
 #include <optional>
 #include <set>
+#include <stdexcept>
 #include <string_view>
 #include <utility>
 
-#include "check/after/comparison.h"
 #include "check/after/identities.h"
 #include "check/after/log_reader.h"
-#include "check/after/orphans.h"
-#include "check/after/table_comparison.h"
+#include "check/after/migrator_sessions.h"
+#include "check/after/reference_comparison.h"
+#include "check/after/row_comparison.h"
+#include "check/after/run_end.h"
+#include "check/after/wording.h"
+#include "check/connections/connections.h"
 #include "check/rules/catalogue.h"
-#include "check/rules/table_rules.h"
+#include "check/rules/rules.h"
+#include "check/sql/query.h"
 #include "check/sql/sql_text.h"
+#include "check/staging/copies.h"
+#include "check/staging/row_findings.h"
+#include "check/staging/session.h"
+#include "check/staging/staging.h"
+#include "odbc/diagnostics.h"
 
 namespace check {
 
 namespace {
 
-std::string Counted(std::uint64_t count, std::string_view noun) {
-  return std::to_string(count) + " " + std::string(noun) + (count == 1 ? "" : "s");
-}
-
-std::string Rows(std::uint64_t count) {
-  return Counted(count, "row");
-}
-
-/// "A", "A and B" or "A, B and C".
-std::string Listed(const std::vector<std::string>& names) {
-  std::string text;
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    text.append(i == 0 ? "" : i + 1 == names.size() ? " and " : ", ").append(names[i]);
-  }
-  return text;
-}
-
-/// A message on one line, at most so long that it can stand in a sentence.
-std::string OnOneLine(std::string text) {
-  constexpr std::size_t longest = 300;
-  std::replace_if(
-      text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
-  return text.size() <= longest ? text : text.substr(0, longest) + " ...";
-}
-
-std::size_t IndexOf(std::string_view table) {
+std::size_t PlaceOf(std::string_view table) {
   const auto& all = Catalogue();
   return static_cast<std::size_t>(
       std::find_if(all.begin(), all.end(), [table](const auto& each) { return each.name == table; }) - all.begin());
 }
 
-/// What has to be compared to tell about the chosen tables; all of them when none is chosen.
-std::vector<const db::TableDescription*> TablesToCompare(const std::vector<std::string>& chosen) {
-  std::set<std::string_view> wanted(chosen.begin(), chosen.end());
-  const auto& all = Catalogue();
-  std::for_each(all.rbegin(), all.rend(), [&wanted](const db::TableDescription& table) {
-    if (!wanted.contains(table.name)) {
-      return;
-    }
-    for (const Reference& reference : ReferencesOf(table)) {
-      if (reference.kind != Reference::Kind::Kept) {
-        wanted.insert(reference.table);
-      }
-    }
-  });
-  std::vector<const db::TableDescription*> tables;
-  for (const db::TableDescription& table : all) {
-    if (chosen.empty() || wanted.contains(table.name)) {
-      tables.push_back(&table);
-    }
-  }
-  return tables;
+Finding CannotCompare(const std::string& reason) {
+  Finding finding(finding::CannotForesee);
+  finding.text = "The table cannot be compared: " + reason + ".";
+  return finding;
 }
 
-/// Conditions that tell the example rows, for the side's client; empty when the key is not known there.
-std::string WhereKeys(Side side, const db::TableDescription& table, const std::vector<Example>& examples) {
-  const std::string_view assigned = RulesFor(table.name).assigned;
-  const std::vector<std::string_view> columns = ComparedColumns(table);
-  std::string where;
-  for (const Example& example : examples) {
-    const std::optional<Values>& values = side == Side::Source || !example.found ? example.expected : example.found;
-    std::string condition;
-    if (!assigned.empty() && side == Side::Destination) {
-      condition = QuotedName(side, assigned) + " = " + std::to_string(static_cast<std::int64_t>(example.key));
-    } else if (assigned.empty() && values) {
-      for (const std::string_view column : KeyColumns(table.name)) {
-        const auto position = std::find(columns.begin(), columns.end(), column) - columns.begin();
-        const Value& value = (*values)[static_cast<std::size_t>(position)];
-        // The source has another number there.
-        if (side == Side::Source && value.kind == Value::Kind::Token) {
-          continue;
-        }
-        condition.append(condition.empty() ? "" : " AND ").append(QuotedName(side, column));
-        condition.append(value.kind == Value::Kind::Null
-                             ? " IS NULL"
-                             : " = " + (value.kind == Value::Kind::Text ? Literal(value.text) : value.Shown()));
-      }
+void RequireComparing(const staging::Writability& writability) {
+  if (writability.readOnlyDataSource) {
+    throw std::runtime_error(
+        "the destination's data source has ReadOnly = 1: the check needs temporary tables in its own session. Set "
+        "ReadOnly = 0 in the data source; the check writes nothing else");
+  }
+  if (!writability.preparesOnServer) {
+    throw std::runtime_error(
+        "the destination's data source has UseServerSidePrepare = 0: values are stored otherwise with it. Set "
+        "UseServerSidePrepare = 1 in the data source");
+  }
+}
+
+/// The columns that the migrator fills and the table does not have.
+std::vector<std::string> MissingColumns(const odbc::DBConnection& destination, const staging::Copy& copy) {
+  std::set<std::string, std::less<>> existing;
+  for (const TextRow& row : QueryRows(destination,
+                                      "SELECT attname FROM pg_attribute WHERE attrelid = CAST(? AS regclass) AND "
+                                      "attnum > 0 AND NOT attisdropped",
+                                      {copy.path})) {
+    existing.insert(row.at(0).value_or(""));
+  }
+  std::vector<std::string> missing;
+  for (const db::ParameterDescription& parameter : copy.table->parameters) {
+    if (!existing.contains(parameter.column)) {
+      missing.emplace_back(parameter.column);
     }
-    if (!condition.empty()) {
-      where.append(where.empty() ? "" : " OR ").append("(" + condition + ")");
+  }
+  return missing;
+}
+
+ComparedTable DescribeCompared(const staging::Copy& copy, const staging::Relation& relation) {
+  const db::TableDescription& table = *copy.table;
+  const rules::TableRules& rules = rules::RulesOf(table.name);
+  ComparedTable compared{.name = std::string(table.name),
+                         .path = relation.name,
+                         .copy = copy.path,
+                         .columns = {},
+                         .key = {rules.key.begin(), rules.key.end()},
+                         .copyKey = {},
+                         .assigned = std::string(rules.assigned),
+                         .references = {}};
+  for (const db::ParameterDescription& parameter : table.parameters) {
+    if (parameter.direction == SQL_PARAM_INPUT) {
+      compared.columns.emplace_back(parameter.column);
     }
   }
-  return where;
-}
-
-/// A value as it is shown; of a long text its beginning.
-std::string ShownShort(const Value& value) {
-  constexpr std::size_t longest = 100;
-  std::string text = value.Shown();
-  if (value.kind == Value::Kind::Text && value.text.size() > longest) {
-    text = text.substr(0, longest) + " ...' of " + Counted(value.text.size(), "byte");
+  const std::vector<std::string_view> replaced = staging::ReplacedNumbers(table);
+  std::transform(rules.key.begin(), rules.key.end(), std::back_inserter(compared.copyKey),
+                 [&replaced](std::string_view column) {
+                   const bool isReplaced = std::find(replaced.begin(), replaced.end(), column) != replaced.end();
+                   return isReplaced ? staging::SourceNumberColumn(column) : std::string(column);
+                 });
+  for (const rules::ColumnRule& rule : rules.columns) {
+    if (rule.reference && rule.reference->kind == rules::ReferenceKind::FollowsNumber) {
+      compared.references.push_back({.column = std::string(rule.column), .table = std::string(rule.reference->table)});
+    }
   }
-  return text;
+  return compared;
 }
 
-/// What differs between a value and the one that should be there.
-std::string Difference(std::string_view column, const Value& expected, const Value& found) {
-  std::string text = std::string(column) + " is " + ShownShort(found);
-  if (expected.kind == Value::Kind::Token && expected.number == found.number) {
-    return text + (found.kind == Value::Kind::Token ? ", which is another row" : ", which names no row");
-  }
-  return text + " instead of " + ShownShort(expected);
-}
+/// What is known of one table.
+struct TableResult {
+  const db::TableDescription* table = nullptr;
+  const staging::StagedTable* staged = nullptr;
+  const ComparedTable* compared = nullptr;  ///< None where the table cannot be compared.
+  bool exists = true;
+  std::string uncomparable;  ///< Why the table cannot be compared.
+  std::vector<std::string> uncomparedColumns;
+  std::optional<RowDifferences> rows;
+  std::vector<Finding> referenceFindings;
+  std::vector<std::string_view> judgedReferences;  ///< Columns whose numbers were followed in the destination.
+  bool referencesDiffer = false;                   ///< They lead elsewhere than the rules bring.
+  std::int64_t milliseconds = 0;
+};
 
-/// Says what was found in both databases and in the log.
-class AfterReport {
+/// Compares both sides table by table.
+class Comparing {
  public:
-  AfterReport(const odbc::DBConnection& source, const odbc::DBConnection& destination,
-              const std::filesystem::path& logPath, const std::vector<std::string>& chosen, Progress& progress)
-      : source_(source), destination_(destination), chosen_(chosen), progress_(progress) {
-    report_.command = Command::After;
-    progress_.Begin("log");
-    log_ = ReadLog(logPath);
+  Comparing(const odbc::DBConnection& source, const odbc::DBConnection& destination, Progress& progress)
+      : source_(source), destination_(destination), progress_(progress) {}
+
+  /// `unread` are the tables of the source that cannot be read.
+  void Run(const std::vector<std::string>& chosen, const std::set<std::string, std::less<>>& unread) {
+    progress_.Begin("destination");
+    RequireComparing(staging::BeginSession(destination_));
+    const staging::Destination model = staging::ReadDestination(destination_);
+    tables_ = staging::TablesNeeded(destination_, model, chosen);
+    const staging::Copies copies =
+        staging::CreateCopies(destination_, model, tables_, staging::ReadCalls(destination_, model));
+    const staging::Obstacles obstacles = Describe(model, copies, unread);
+    comparison_.emplace(destination_, compared_);
+    comparison_->CreateTables();
+    staging::EndCreation(destination_);
+    staged_ = staging::Stage(source_, destination_, tables_, copies, obstacles, progress_);
+    comparison_->Begin();
+    for (std::size_t i = 0; i < results_.size(); ++i) {
+      results_[i].staged = &staged_.tables[i];
+      Timed(results_[i], [this, i] { CompareRows(results_[i]); });
+    }
+    for (TableResult& result : results_) {
+      Timed(result, [this, &result] { CompareReferences(result); });
+    }
   }
 
-  Report Make() {
-    TableComparer comparer(source_, destination_);
-    for (const db::TableDescription* const table : TablesToCompare(chosen_)) {
-      progress_.Begin(table->name);
-      const auto start = std::chrono::steady_clock::now();
-      results_.push_back(comparer.Compare(*table, progress_));
-      TableReport& entry = report_.tables.emplace_back();
-      entry.table = table->name;
-      entry.sourceRows = results_.back().sourceRows;
-      entry.arrivingRows = results_.back().rows.expectedRows;
-      entry.destinationRows = results_.back().rows.foundRows;
-      entry.milliseconds =
-          std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count();
-    }
-    LookAtLog();
-    FindEnd();
-    ReportEndElsewhere();
-    for (std::size_t i = 0; i < results_.size(); ++i) {
-      if (IsChosen(*results_[i].table)) {
-        ReportTable(results_[i], report_.tables[i]);
-      }
-    }
-    report_.verdict = Verdict();
-    if (end_) {
-      report_.runEndsIn = std::string(Catalogue()[end_->table].name);
-    }
-    std::erase_if(report_.tables, [this](const TableReport& entry) { return !IsChosen(TableNamed(entry.table)); });
-    return std::move(report_);
-  }
+  const std::vector<TableResult>& results() const { return results_; }
+  const staging::Staged& staged() const { return staged_; }
+  const RowComparison& comparison() const { return *comparison_; }
 
  private:
-  /// Where the run ended before it was through.
-  struct End {
-    std::size_t table;  ///< Its place among all tables.
-    std::string because;
-  };
+  template <class Step>
+  void Timed(TableResult& result, Step step) {
+    progress_.Begin(result.table->name);
+    const auto start = std::chrono::steady_clock::now();
+    step();
+    result.milliseconds +=
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count();
+  }
 
-  const TableComparison* ResultOf(std::string_view table) const {
+  staging::Obstacles Describe(const staging::Destination& model, const staging::Copies& copies,
+                              const std::set<std::string, std::less<>>& unread) {
+    staging::Obstacles obstacles;
+    compared_.reserve(tables_.size());
+    for (const db::TableDescription& table : tables_) {
+      TableResult& result = results_.emplace_back();
+      result.table = &table;
+      const staging::Relation* const relation = model.Find(table.name);
+      const auto copy = copies.copies.find(table.name);
+      result.exists = relation != nullptr;
+      if (unread.contains(table.name)) {
+        obstacles.cannotRead.emplace(table.name, "the source's table cannot be read");
+        result.uncomparable = "the source's table cannot be read";
+      } else if (relation == nullptr) {
+        result.uncomparable = "the destination has no such table";
+      } else if (copy == copies.copies.end()) {
+        const auto reason = copies.unforeseen.find(table.name);
+        result.uncomparable = reason == copies.unforeseen.end() ? "it has no copy" : reason->second;
+      } else if (const auto missing = MissingColumns(destination_, copy->second); !missing.empty()) {
+        result.uncomparable = "it has no column " + Listed(missing);
+        obstacles.cannotWrite.emplace(table.name, result.uncomparable);
+      } else {
+        result.compared = &compared_.emplace_back(DescribeCompared(copy->second, *relation));
+      }
+    }
+    return obstacles;
+  }
+
+  const TableResult* Find(std::string_view table) const {
     const auto found = std::find_if(results_.begin(), results_.end(),
-                                    [table](const TableComparison& result) { return result.table->name == table; });
+                                    [table](const TableResult& result) { return result.table->name == table; });
     return found == results_.end() ? nullptr : &*found;
   }
 
-  const LoggedTable* LoggedTableOf(std::string_view table) const {
-    if (!logCounts_) {
-      return nullptr;
-    }
-    const auto found = std::find_if(log_->tables.begin(), log_->tables.end(),
-                                    [table](const LoggedTable& logged) { return logged.name == table; });
-    return found == log_->tables.end() ? nullptr : &*found;
+  ComparedTable& ComparedNamed(std::string_view table) {
+    return *std::find_if(compared_.begin(), compared_.end(),
+                         [table](const ComparedTable& compared) { return compared.name == table; });
   }
 
-  /// Says what the log is, and whether it can be relied on.
-  void LookAtLog() {
-    if (!log_) {
-      Finding finding(finding::LogMissing);
-      finding.text =
-          "There is no bw_db_migrate.log that can be read here: how the run ended can be told by the rows only.";
-      report_.general.push_back(std::move(finding));
+  void CompareRows(TableResult& result) {
+    if (result.compared == nullptr) {
       return;
     }
-    std::string fact = "Log: ";
-    if (log_->firstTime.empty()) {
-      fact += "empty.";
-    } else {
-      fact += "from " + log_->firstTime + " to " + log_->lastTime + ", " + Counted(log_->tables.size(), "table") +
-              " begun, " + std::to_string(LoggedAsComplete()) + " completed.";
-    }
-    if (log_->takenBack > 0) {
-      fact += " " + Counted(log_->takenBack, "line") + " of it looked like entries and " +
-              (log_->takenBack == 1 ? "was taken for a line" : "were taken for lines") + " of a row's text.";
-    }
-    report_.facts.push_back(fact);
-    if (log_->foreignLines > 0) {
-      Finding finding(finding::LogUnclear);
-      finding.text = "The log holds " + Counted(log_->foreignLines, "line") +
-                     " that one run of the migrator does not write: it is not relied on.";
-      report_.general.push_back(std::move(finding));
+    if (!result.staged->readable) {
+      GiveUp(result, "it refers to rows of a table of the source that cannot be read");
       return;
     }
-    const std::vector<std::string> stale = TablesThatDisagree();
-    if (!stale.empty()) {
-      Finding finding(finding::LogStale);
-      finding.text = "The log counts other rows than both databases, in " + Listed(stale) +
-                     ": it is of another run, or a side was changed since. It is not relied on.";
-      report_.general.push_back(std::move(finding));
-      return;
-    }
-    if (log_->tables.empty() && HasRows()) {
-      Finding finding(finding::LogStale);
-      finding.text = "The log is of a run that ended before its first table" +
-                     (log_->error ? ", with: " + OnOneLine(*log_->error) : std::string(".")) +
-                     " The destination holds what another run brought.";
-      report_.general.push_back(std::move(finding));
-      return;
-    }
-    logCounts_ = true;
-  }
-
-  std::ptrdiff_t LoggedAsComplete() const {
-    return std::count_if(log_->tables.begin(), log_->tables.end(),
-                         [](const LoggedTable& table) { return table.completed; });
-  }
-
-  bool HasRows() const {
-    return std::any_of(results_.begin(), results_.end(),
-                       [](const TableComparison& result) { return result.rows.foundRows > 0; });
-  }
-
-  /// The tables whose rows the log counts in a way that neither side explains.
-  std::vector<std::string> TablesThatDisagree() const {
-    std::vector<std::string> names;
-    for (const LoggedTable& logged : log_->tables) {
-      const TableComparison* const result = ResultOf(logged.name);
-      if (result == nullptr) {
-        continue;
+    LeaveOutReferences(result);
+    try {
+      result.rows = comparison_->Compare(*result.compared);
+    } catch (const odbc::Error& error) {
+      // A right or an operator that is missing.
+      if (!error.IsOfClass("42")) {
+        throw;
       }
-      const std::uint64_t found = result->rows.foundRows;
-      // The log lags behind a run that was killed.
-      const bool agrees = logged.completed ? logged.rows == found || logged.rows == result->rows.expectedRows
-                          : log_->error    ? logged.rows == found
-                                           : logged.rows <= found;
-      if (!agrees) {
-        names.push_back(logged.name);
+      GiveUp(result, error.what());
+    }
+  }
+
+  static void GiveUp(TableResult& result, std::string reason) {
+    result.compared = nullptr;
+    result.uncomparable = std::move(reason);
+  }
+
+  /// Of a table that was not compared nobody knows which number a row has.
+  void LeaveOutReferences(TableResult& result) {
+    ComparedTable& table = ComparedNamed(result.table->name);
+    std::erase_if(table.references, [&](const FollowedReference& reference) {
+      const TableResult* const referred = Find(reference.table);
+      if (referred != nullptr && referred->rows) {
+        return false;
+      }
+      result.uncomparedColumns.push_back(reference.column);
+      std::erase(table.columns, reference.column);
+      return true;
+    });
+    for (const std::string& column : result.uncomparedColumns) {
+      const auto place = std::find(table.key.begin(), table.key.end(), column);
+      if (place != table.key.end()) {
+        table.copyKey.erase(table.copyKey.begin() + (place - table.key.begin()));
+        table.key.erase(place);
       }
     }
-    return names;
   }
 
-  void FindEnd() {
-    if (logCounts_) {
-      FindEndInLog();
+  void CompareReferences(TableResult& result) {
+    if (!result.rows) {
       return;
     }
-    const auto ended = std::find_if(results_.begin(), results_.end(),
-                                    [](const TableComparison& result) { return result.runEnds.has_value(); });
-    if (ended != results_.end()) {
-      end_ = End{.table = IndexOf(ended->table->name), .because = *ended->runEnds};
+    for (const rules::ColumnRule& rule : rules::RulesOf(result.table->name).columns) {
+      const TableResult* const referred = rule.reference ? Find(rule.reference->table) : nullptr;
+      if (referred != nullptr && referred->rows && !IsAsStaged(result, rule, *referred)) {
+        CompareReference(result, rule, *referred);
+      }
+    }
+  }
+
+  /// Whether the numbers of a column lead where those of the copy do.
+  bool IsAsStaged(const TableResult& result, const rules::ColumnRule& rule, const TableResult& referred) const {
+    const std::vector<std::string>& differing = result.rows->differing;
+    const bool hasAssigned = !result.compared->assigned.empty();
+    return comparison_->NumbersAreTheCopys(*referred.compared) && result.rows->missing + result.rows->unexpected == 0 &&
+           std::find(differing.begin(), differing.end(), rule.column) == differing.end() &&
+           (rule.reference->kind != rules::ReferenceKind::ByPosition || !hasAssigned ||
+            comparison_->NumbersAreTheCopys(*result.compared));
+  }
+
+  void CompareReference(TableResult& result, const rules::ColumnRule& rule, const TableResult& referred) {
+    const std::string column(rule.column);
+    if (rule.reference->kind == rules::ReferenceKind::FollowsNumber) {
+      const WrongReferences dangling =
+          FindDangling(destination_, *comparison_, *result.compared, column, *referred.compared);
+      if (dangling.rows > 0) {
+        result.referencesDiffer = true;
+        result.referenceFindings.push_back(DanglingFinding(dangling, *result.compared, column, *referred.compared));
+      }
       return;
     }
-    FindEndInRows();
-  }
-
-  void FindEndInLog() {
-    const bool through = log_->tables.size() == Catalogue().size() && log_->tables.back().completed;
-    if (through) {
-      return;
-    }
-    const bool inTable = !log_->tables.empty() && !log_->tables.back().completed;
-    end_ = End{.table = log_->tables.size() - (inTable ? 1 : 0), .because = {}};
-    if (log_->error) {
-      end_->because = log_->error->empty() ? "the log ends with an error without a text"
-                                           : "the log ends with: " + OnOneLine(*log_->error);
-    } else if (log_->firstTime.empty()) {
-      end_->because = "the log is empty: a data source led to another server, or the run was killed";
-    } else {
-      end_->because = "the log breaks off there: the run was killed, or the log's disk was full";
+    result.judgedReferences.push_back(rule.column);
+    const WrongReferences elsewhere =
+        FindElsewhere(destination_, *comparison_, *result.compared, rule, *referred.compared);
+    if (elsewhere.rows > 0) {
+      const auto staged = result.staged->remarks.find(ElsewhereRemark(rule));
+      const bool expected = elsewhere.rows <= (staged == result.staged->remarks.end() ? 0 : staged->second.rows);
+      result.referencesDiffer = result.referencesDiffer || !expected;
+      result.referenceFindings.push_back(ElsewhereFinding(elsewhere, *result.compared, rule, expected));
     }
   }
 
-  /// Without a log: the first table that lacks rows and has nothing else, when all behind it are empty.
-  void FindEndInRows() {
-    const auto differs = std::find_if(results_.begin(), results_.end(),
-                                      [](const TableComparison& result) { return !result.rows.Same(); });
-    if (differs == results_.end()) {
-      return;
-    }
-    const Comparison& rows = differs->rows;
-    const bool emptyFromThere = std::all_of(std::next(differs), results_.end(),
-                                            [](const TableComparison& result) { return result.rows.foundRows == 0; });
-    const bool someExpected =
-        rows.foundRows == 0 || std::any_of(std::next(differs), results_.end(),
-                                           [](const TableComparison& result) { return result.rows.expectedRows > 0; });
-    if (rows.unexpected + rows.changed == 0 && emptyFromThere && someExpected) {
-      end_ =
-          End{.table = IndexOf(differs->table->name), .because = "rows are missing from there on, and no log says why"};
-    }
+ public:
+  static staging::RemarkKey ElsewhereRemark(const rules::ColumnRule& rule) {
+    return {staging::Remark::PointsElsewhere, {std::string(rule.column)}, {}, std::string(rule.reference->table)};
   }
 
-  bool IsChosen(const db::TableDescription& table) const {
-    return chosen_.empty() || std::find(chosen_.begin(), chosen_.end(), table.name) != chosen_.end();
-  }
+ private:
+  const odbc::DBConnection& source_;
+  const odbc::DBConnection& destination_;
+  Progress& progress_;
+  std::vector<db::TableDescription> tables_;
+  std::vector<ComparedTable> compared_;
+  std::optional<RowComparison> comparison_;
+  staging::Staged staged_;
+  std::vector<TableResult> results_;
+};
 
-  bool IsBehindEnd(const TableComparison& result) const { return end_ && IndexOf(result.table->name) > end_->table; }
-
-  bool IsEnd(const TableComparison& result) const { return end_ && IndexOf(result.table->name) == end_->table; }
-
-  /// The end of the run, where its table is not reported.
-  void ReportEndElsewhere() {
-    if (end_ && !IsChosen(Catalogue()[end_->table])) {
-      Finding finding(finding::RunEnded);
-      finding.text = "The run ended in " + std::string(Catalogue()[end_->table].name) + ": " + end_->because + ".";
-      report_.general.push_back(std::move(finding));
+/// Rows that the rules or the destination keep from being written, so that the run ends.
+std::uint64_t EndingRows(const staging::StagedTable& staged) {
+  std::uint64_t rows = staged.refusedRows;
+  for (const auto& [key, remarked] : staged.remarks) {
+    if (key.remark == staging::Remark::ReferenceMissing || key.remark == staging::Remark::ReferenceNotMigrated) {
+      rows += remarked.rows;
     }
   }
+  return rows;
+}
 
-  void ReportTable(const TableComparison& result, TableReport& entry) {
-    if (!result.isThere) {
-      Finding finding(finding::TableMissing);
-      finding.rows = result.rows.missing;
-      finding.text = "The destination has no table of this name.";
-      entry.findings.push_back(std::move(finding));
+std::optional<TableFigures> FiguresOf(const TableResult& result, const staging::Staged& staged) {
+  const staging::StagedTable& table = *result.staged;
+  TableFigures figures;
+  figures.arriving = staged.endsIn == result.table->name ? table.arrivingRows : table.storedRows;
+  figures.refused = EndingRows(table);
+  if (result.rows) {
+    figures.present = result.rows->present;
+    figures.missing = result.rows->missing;
+    figures.unexpected = result.rows->unexpected;
+    figures.different = result.rows->different;
+    figures.missingAtEnd = result.rows->missingAtEnd;
+    return figures;
+  }
+  if (!result.exists) {
+    figures.missing = table.storedRows;
+    figures.missingAtEnd = true;
+    return figures;
+  }
+  return std::nullopt;
+}
+
+/// Puts the report together.
+class Reporting {
+ public:
+  Reporting(const odbc::DBConnection& source, const odbc::DBConnection& destination, const Comparing& compared,
+            const std::vector<std::string>& chosen, const std::optional<MigrationLog>& log, bool atWork)
+      : source_(source), destination_(destination), compared_(compared), chosen_(chosen), figures_(Catalogue().size()) {
+    for (const TableResult& result : compared.results()) {
+      figures_[PlaceOf(result.table->name)] = FiguresOf(result, compared.staged());
     }
-    if (IsBehindEnd(result)) {
-      ReportNotMigrated(result, entry);
-      return;
+    judgement_ = JudgeLog(log, figures_);
+    if (judgement_.worth == LogJudgement::Worth::Reliable) {
+      log_ = log;
+    }
+    end_ = FindRunEnd(figures_, log_, atWork);
+  }
+
+  void Make(const std::optional<MigrationLog>& log, Report& report) {
+    const bool explained = end_.state == RunEnd::State::Incomplete && judgement_.worth == LogJudgement::Worth::Reliable;
+    if (std::optional<Finding> finding = explained ? std::nullopt : LogFinding(judgement_, log)) {
+      report.general.push_back(std::move(*finding));
+    }
+    if (EndedIn() && !IsChosen(Catalogue()[*EndedIn()].name)) {
+      Finding& finding = report.general.emplace_back(finding::RunEnded);
+      finding.text = "The run ended in " + NameOfEnd() + ": " + Because() + ".";
+    }
+    for (const TableResult& result : compared_.results()) {
+      if (IsChosen(result.table->name)) {
+        report.tables.push_back(Entry(result));
+      }
+    }
+    if (EndedIn()) {
+      report.runEndsIn = NameOfEnd();
+    }
+    report.verdict = Verdict();
+  }
+
+ private:
+  bool IsChosen(std::string_view table) const {
+    return chosen_.empty() || std::find(chosen_.begin(), chosen_.end(), table) != chosen_.end();
+  }
+
+  std::optional<std::size_t> EndedIn() const {
+    return end_.state == RunEnd::State::Incomplete ? end_.table : std::nullopt;
+  }
+
+  std::string NameOfEnd() const { return std::string(Catalogue()[*end_.table].name); }
+
+  bool IsEnd(const TableResult& result) const { return EndedIn() == PlaceOf(result.table->name); }
+  bool IsAfterEnd(const TableResult& result) const { return EndedIn() && PlaceOf(result.table->name) > *EndedIn(); }
+
+  const std::optional<TableFigures>& FiguresOfTable(const TableResult& result) const {
+    return figures_[PlaceOf(result.table->name)];
+  }
+
+  std::string Because() const {
+    const staging::Staged& staged = compared_.staged();
+    return EndReason(end_, log_, staged.endsIn == NameOfEnd() ? staged.endsBecause : "");
+  }
+
+  TableReport Entry(const TableResult& result) const {
+    TableReport entry;
+    entry.table = result.table->name;
+    entry.milliseconds = result.staged->milliseconds + result.milliseconds;
+    if (result.staged->readable) {
+      entry.sourceRows = result.staged->sourceRows;
+    }
+    if (const std::optional<TableFigures>& figures = FiguresOfTable(result)) {
+      entry.arrivingRows = result.staged->storedRows;
+      entry.refusedRows = result.staged->refusedRows;
+      entry.destinationRows = figures->present;
+      if (figures->AsExpected() && !result.referencesDiffer && result.staged->unchangedKnown) {
+        entry.unchangedRows = result.staged->unchangedRows;
+      }
+    }
+    AddComparability(result, entry);
+    if (IsAfterEnd(result)) {
+      AddNotMigrated(result, entry);
+      return entry;
     }
     if (IsEnd(result)) {
-      ReportEnd(result, entry);
-    } else if (result.tableEnds || result.runEnds) {
-      ReportEarlyEnd(result, entry);
+      AddEnd(result, entry);
     }
-    if (result.isThere) {
-      ReportDifferences(result, entry);
-      ReportConsistency(result, entry);
+    if (result.rows) {
+      AddDifferences(result, entry);
+      AddRowFindings(result, entry);
+    }
+    return entry;
+  }
+
+  void AddComparability(const TableResult& result, TableReport& entry) const {
+    if (!result.exists) {
+      Finding& finding = entry.findings.emplace_back(finding::TableMissing);
+      finding.rows = result.staged->storedRows;
+      finding.text = "The destination has no table of this name.";
+    } else if (!result.uncomparable.empty()) {
+      entry.findings.push_back(CannotCompare(result.uncomparable));
+    } else if (!result.uncomparedColumns.empty()) {
+      Finding& finding = entry.findings.emplace_back(finding::CannotForesee);
+      finding.columns = result.uncomparedColumns;
+      finding.text = "The numbers cannot be compared: the rows that they refer to cannot be.";
     }
   }
 
-  void ReportNotMigrated(const TableComparison& result, TableReport& entry) const {
-    if (result.rows.Same()) {
+  void AddNotMigrated(const TableResult& result, TableReport& entry) const {
+    const std::optional<TableFigures>& figures = FiguresOfTable(result);
+    if (!figures || (figures->present == 0 && !figures->HasExpected())) {
       return;
     }
-    Finding finding(finding::TableNotMigrated);
-    finding.rows = result.rows.missing + result.rows.changed;
+    Finding& finding = entry.findings.emplace_back(finding::TableNotMigrated);
+    finding.rows = figures->missing + figures->different + figures->refused;
     finding.text = "The run ended before this table.";
-    if (result.rows.foundRows > 0) {
-      finding.text += " What it holds, " + Rows(result.rows.foundRows) + ", is from before.";
+    if (figures->present > 0) {
+      finding.text += " What it holds, " + Counted(figures->present, "row") + ", is from before.";
     }
-    entry.findings.push_back(std::move(finding));
   }
 
-  void ReportEnd(const TableComparison& result, TableReport& entry) const {
-    Finding finding(finding::RunEnded);
-    const std::uint64_t found = result.rows.foundRows;
-    finding.rows = result.sourceRows > found ? result.sourceRows - found : result.rows.missing;
-    finding.text = "The run ended here: " + end_->because + ". Of " + Rows(result.sourceRows) + " of the source " +
-                   std::to_string(found) + (found == 1 ? " is" : " are") + " there.";
-    if (result.runEnds && end_->because != *result.runEnds) {
-      finding.text += " By the rules " + *result.runEnds + ".";
+  void AddEnd(const TableResult& result, TableReport& entry) const {
+    const std::optional<TableFigures>& figures = FiguresOfTable(result);
+    Finding& finding = entry.findings.emplace_back(end_.reason == RunEnd::Reason::AtWork ? finding::TableNotMigrated
+                                                                                         : finding::RunEnded);
+    finding.text =
+        (end_.reason == RunEnd::Reason::AtWork ? "The run has come to this table: " : "The run ended here: ") +
+        Because() + ".";
+    if (figures) {
+      const std::uint64_t expected = result.staged->sourceRows;
+      finding.rows = figures->missing + figures->refused;
+      finding.text += " Of " + Counted(expected, "row") + " of the source " + std::to_string(figures->present) +
+                      (figures->present == 1 ? " is" : " are") + " there.";
     }
-    finding.query = SelectSource(*result.table);
-    entry.findings.push_back(std::move(finding));
+    if (const staging::Staged& staged = compared_.staged();
+        staged.endsIn == result.table->name && end_.reason != RunEnd::Reason::RowRefused) {
+      finding.text += " As the check sees it, " + staged.endsBecause + ".";
+    }
+    finding.query = Query{.side = Side::Source, .text = db::WithSchema(result.table->select, source_.schema())};
   }
 
-  void ReportEarlyEnd(const TableComparison& result, TableReport& entry) const {
-    Finding finding(finding::TableEndedEarly);
-    finding.rows = result.sourceRows - result.rows.expectedRows;
-    finding.text = "The migrator's rules end the table before the source does: " +
-                   (result.tableEnds ? *result.tableEnds : *result.runEnds) + ". The rows from there on do not arrive.";
-    finding.query = SelectSource(*result.table);
-    entry.findings.push_back(std::move(finding));
-  }
-
-  /// The rows in the order in which the migrator reads them.
-  Query SelectSource(const db::TableDescription& table) const {
-    return {.side = Side::Source, .text = db::WithSchema(table.select, source_.schema())};
-  }
-
-  void ReportDifferences(const TableComparison& result, TableReport& entry) const {
-    const Comparison& rows = result.rows;
-    // What the run did not come to is told with its end.
-    if (rows.missing > 0 && !IsEnd(result)) {
-      Finding finding = DifferenceFinding(finding::RowsMissing, result, rows.missing, rows.firstMissing);
-      finding.text = "Rows that the migrator's rules let through are not there." + LogOfMissing(result);
-      if (!RulesFor(result.table->name).assigned.empty()) {
-        for (const Example& example : rows.firstMissing) {
-          finding.arrives.push_back("row " + std::to_string(example.expectedPosition) + " in reading order");
-        }
-      }
-      finding.query = Select(Side::Source, *result.table, rows.firstMissing);
+  void AddDifferences(const TableResult& result, TableReport& entry) const {
+    RowDifferences differences = *result.rows;
+    if (IsEnd(result)) {
+      differences.missing = 0;
+    }
+    const bool undecided = end_.reason == RunEnd::Reason::Undecided && end_.table == PlaceOf(result.table->name);
+    const std::string source = source_.schema() + QuotedName(Side::Source, result.table->name);
+    for (Finding& finding : DifferenceFindings(compared_.comparison(), *result.compared, differences, source, undecided,
+                                               LoggedRows(result))) {
       entry.findings.push_back(std::move(finding));
     }
-    if (rows.unexpected > 0) {
-      Finding finding = DifferenceFinding(finding::RowsUnexpected, result, rows.unexpected, rows.firstUnexpected);
-      finding.text = "Rows are there that the migrator's rules do not bring.";
-      finding.query = Select(Side::Destination, *result.table, rows.firstUnexpected);
-      entry.findings.push_back(std::move(finding));
-    }
-    if (rows.changed > 0) {
-      entry.findings.push_back(ChangedFinding(result));
+    entry.findings.insert(entry.findings.end(), result.referenceFindings.begin(), result.referenceFindings.end());
+    try {
+      for (Finding& finding : CheckIdentities(destination_, result.compared->path)) {
+        entry.findings.push_back(std::move(finding));
+      }
+    } catch (const odbc::Error& error) {
+      if (!error.IsOfClass("42")) {
+        throw;
+      }
+      entry.findings.emplace_back(finding::IdentityUnknown).text =
+          std::string("The destination does not say which number it assigns next: ") + error.what();
     }
   }
 
-  Finding DifferenceFinding(const FindingKind& kind, const TableComparison& result, std::uint64_t count,
-                            const std::vector<Example>& examples) const {
-    Finding finding(kind);
-    finding.rows = count;
-    for (const Example& example : examples) {
-      const std::optional<Values>& values = example.found ? example.found : example.expected;
-      finding.keys.push_back(values ? KeyText(*result.table, *values, example.key) : "?");
-    }
-    return finding;
+  std::optional<std::uint64_t> LoggedRows(const TableResult& result) const {
+    const std::size_t place = PlaceOf(result.table->name);
+    return log_ && place < log_->tables.size() ? std::optional(log_->tables[place].rows) : std::nullopt;
   }
 
-  Finding ChangedFinding(const TableComparison& result) const {
-    const Comparison& rows = result.rows;
-    Finding finding = DifferenceFinding(finding::RowsDifferent, result, rows.changed, rows.firstChanged);
-    const std::vector<std::string_view> columns = ComparedColumns(*result.table);
-    std::set<std::size_t> differing;
-    for (const Example& example : rows.firstChanged) {
-      std::string& text = finding.arrives.emplace_back();
-      for (std::size_t i = 0; example.expected && example.found && i < columns.size(); ++i) {
-        const Value& expected = (*example.expected)[i];
-        const Value& found = (*example.found)[i];
-        if (!(expected == found)) {
-          differing.insert(i);
-          text.append(text.empty() ? "" : ", ").append(Difference(columns[i], expected, found));
-        }
+  /// What became of the rows on their way, in the words of the check before the run.
+  void AddRowFindings(const TableResult& result, TableReport& entry) const {
+    staging::StagedTable staged = *result.staged;
+    for (const rules::ColumnRule& rule : rules::RulesOf(result.table->name).columns) {
+      if (std::find(result.judgedReferences.begin(), result.judgedReferences.end(), rule.column) !=
+          result.judgedReferences.end()) {
+        staged.remarks.erase(Comparing::ElsewhereRemark(rule));
       }
     }
-    if (differing.size() == 1) {
-      finding.columns = {std::string(columns[*differing.begin()])};
-    }
-    std::vector<std::string> names;
-    std::transform(differing.begin(), differing.end(), std::back_inserter(names),
-                   [&columns](std::size_t i) { return std::string(columns[i]); });
-    finding.text = "Rows do not hold what the migrator's rules bring";
-    finding.text += names.empty() ? "." : ", in " + Listed(names) + ".";
-    if (!rows.allPaired) {
-      finding.text +=
-          " There are too many differing rows to look at all: rows that count as missing and as unexpected "
-          "may be of this kind as well.";
-    }
-    finding.query = Select(Side::Destination, *result.table, rows.firstChanged);
-    return finding;
-  }
-
-  std::string LogOfMissing(const TableComparison& result) const {
-    const LoggedTable* const logged = LoggedTableOf(result.table->name);
-    if (logged == nullptr || logged->rows == result.rows.foundRows) {
-      return logged == nullptr ? "" : " The log does not count them either: reading ended early.";
-    }
-    return " The log counts them as migrated: they were lost later.";
-  }
-
-  std::optional<Query> Select(Side side, const db::TableDescription& table,
-                              const std::vector<Example>& examples) const {
-    const std::string where = WhereKeys(side, table, examples);
-    if (where.empty()) {
-      return side == Side::Source ? std::optional(SelectSource(table)) : std::nullopt;
-    }
-    const std::string& schema = side == Side::Source ? source_.schema() : destination_.schema();
-    return Query{.side = side,
-                 .text = "SELECT * FROM " + schema + QuotedName(side, table.name) + " WHERE " + where + ";"};
-  }
-
-  void ReportConsistency(const TableComparison& result, TableReport& entry) const {
-    if (result.ambiguous > 0) {
-      Finding finding(finding::MatchAmbiguous);
-      finding.rows = result.ambiguous;
-      finding.keys = result.ambiguousKeys;
-      for (const Reference& reference : ReferencesOf(*result.table)) {
-        if (reference.kind == Reference::Kind::Translated) {
-          finding.columns = {std::string(reference.column)};
-        }
-      }
-      finding.text =
-          "They refer to one of several rows with the same content: whether it is the right one cannot be "
-          "told.";
-      entry.findings.push_back(std::move(finding));
-    }
-    for (const Reference& reference : ReferencesOf(*result.table)) {
-      const TableComparison* const referred = ResultOf(reference.table);
-      if (referred == nullptr || referred->isThere) {
-        Append(entry, CheckOrphans(source_, destination_, *result.table, reference));
+    const std::size_t first = entry.findings.size();
+    staging::AddRowFindings(staged, source_.schema(), entry);
+    if (IsEnd(result)) {
+      for (std::size_t i = first; i < entry.findings.size(); ++i) {
+        entry.findings[i].text += " The run ended before it came to all rows of this table.";
       }
     }
-    Append(entry, CheckIdentities(destination_, result.table->name, result.identities));
   }
 
-  static void Append(TableReport& entry, std::vector<Finding> findings) {
-    std::move(findings.begin(), findings.end(), std::back_inserter(entry.findings));
+  bool IsDifferent(const TableResult& result) const {
+    if (IsAfterEnd(result) || !FiguresOfTable(result)) {
+      return false;
+    }
+    const TableFigures& figures = *FiguresOfTable(result);
+    if (IsEnd(result)) {
+      return figures.unexpected + figures.different > 0 || result.referencesDiffer;
+    }
+    return !figures.AsExpected() || result.referencesDiffer;
   }
 
   std::string Verdict() const {
-    std::uint64_t expected = 0;
-    std::uint64_t lost = 0;
-    std::vector<std::string> losing;
     std::vector<std::string> different;
-    std::size_t behind = 0;
-    for (const TableComparison& result : results_) {
-      if (!IsChosen(*result.table)) {
+    std::vector<std::string> notCompared;
+    std::size_t notMigrated = 0;
+    for (const TableResult& result : compared_.results()) {
+      if (!IsChosen(result.table->name)) {
         continue;
       }
-      expected += result.rows.expectedRows;
-      const std::string name(result.table->name);
-      if (IsBehindEnd(result)) {
-        behind += result.rows.Same() ? 0 : 1;
-      } else if (!result.isThere || (!result.rows.Same() && !IsEnd(result)) ||
-                 (IsEnd(result) && result.rows.unexpected + result.rows.changed > 0)) {
-        different.push_back(name);
+      if (!FiguresOfTable(result)) {
+        notCompared.emplace_back(result.table->name);
+      } else if (IsDifferent(result)) {
+        different.emplace_back(result.table->name);
       }
-      if (result.tableEnds || result.runEnds) {
-        lost += result.sourceRows - result.rows.expectedRows;
-        losing.push_back(name);
+      notMigrated += IsAfterEnd(result) && FiguresOfTable(result) && FiguresOfTable(result)->HasExpected() ? 1 : 0;
+    }
+    std::string text;
+    if (end_.state == RunEnd::State::Incomplete) {
+      text = VerdictOfIncomplete(notMigrated);
+      text += different.empty() ? "" : " Different as well: " + Listed(different) + ".";
+    } else if (!different.empty()) {
+      text = "Different: " + Listed(different) + (different.size() == 1 ? " is" : " are") + " not as a run leaves " +
+             (different.size() == 1 ? "it." : "them.");
+      if (log_ && BreaksOff(*log_)) {
+        text += " The log breaks off in " + std::string(Catalogue()[*FirstNotLogged(*log_)].name) +
+                ": the run may have ended there or later.";
+      }
+    } else {
+      text = VerdictOfComplete();
+    }
+    text += notCompared.empty() ? "" : " Not compared: " + Listed(notCompared) + ".";
+    return text + (chosen_.empty() ? "" : " Only some tables were looked at.");
+  }
+
+  std::string VerdictOfIncomplete(std::size_t notMigrated) const {
+    if (end_.reason == RunEnd::Reason::AtWork) {
+      return "Incomplete: a run is still at work" + (EndedIn() ? ", in " + NameOfEnd() + "." : std::string("."));
+    }
+    std::string text = "Incomplete: the run ended in " + NameOfEnd() + ", because " + Because() + ".";
+    if (notMigrated > 0) {
+      text += " " + Counted(notMigrated, "later table") + (notMigrated == 1 ? " was" : " were") + " not migrated.";
+    }
+    return text;
+  }
+
+  std::string VerdictOfComplete() const {
+    std::uint64_t brought = 0;
+    std::uint64_t unchanged = 0;
+    bool unchangedKnown = true;
+    std::uint64_t lost = 0;
+    std::vector<std::string> losing;
+    for (const TableResult& result : compared_.results()) {
+      if (!IsChosen(result.table->name) || !FiguresOfTable(result)) {
+        continue;
+      }
+      const staging::StagedTable& staged = *result.staged;
+      brought += staged.storedRows;
+      unchanged += staged.unchangedRows;
+      unchangedKnown = unchangedKnown && staged.unchangedKnown;
+      if (staged.sourceRows > staged.storedRows) {
+        lost += staged.sourceRows - staged.storedRows;
+        losing.emplace_back(result.table->name);
       }
     }
-    const std::string only = chosen_.empty() ? "" : " Only some tables were looked at.";
-    if (end_) {
-      std::string text = "Incomplete: the run ended in " + std::string(Catalogue()[end_->table].name) + ", because " +
-                         end_->because + ".";
-      if (behind > 0) {
-        text += " " + Counted(behind, "table") + " behind it " + (behind == 1 ? "is" : "are") + " not as migrated.";
-      }
-      if (!different.empty()) {
-        text += " Different as well: " + Listed(different) + ".";
-      }
-      return text + only;
+    const std::string changes = !unchangedKnown        ? ""
+                                : unchanged == brought ? ", unchanged"
+                                                       : ", " + std::to_string(unchanged) + " of them unchanged";
+    if (losing.empty()) {
+      return "Complete: all " + Counted(brought, "row") + " of the source are there" + changes + ".";
     }
-    if (!different.empty()) {
-      return "Different: " + Listed(different) + (different.size() == 1 ? " does" : " do") +
-             " not hold what the migrator's rules let through." + only;
-    }
-    if (!losing.empty()) {
-      return "Complete as the migrator's rules go: all " + Rows(expected) + " that they let through are there, but " +
-             Rows(lost) + " of the source did not arrive, in " + Listed(losing) + "." + only;
-    }
-    return "Complete: all " + Rows(expected) + " of the source are there as the migrator's rules let them through." +
-           only;
+    return "Complete by the migrator's rules: all " + Counted(brought, "row") + " that they bring are there" + changes +
+           ", but " + Counted(lost, "row") + " of the source did not arrive, in " + Listed(losing) + ".";
   }
 
   const odbc::DBConnection& source_;
   const odbc::DBConnection& destination_;
+  const Comparing& compared_;
   const std::vector<std::string>& chosen_;
-  Progress& progress_;
-  std::optional<MigrationLog> log_;
-  bool logCounts_ = false;  ///< Whether the log is relied on.
-  std::vector<TableComparison> results_;
-  std::optional<End> end_;
-  Report report_;
+  AllFigures figures_;
+  LogJudgement judgement_;
+  std::optional<MigrationLog> log_;  ///< Where it can be relied on.
+  RunEnd end_;
 };
 
 }  // namespace
 
-Report CheckAfter(odbc::DBConnection& source, odbc::DBConnection& destination, const std::filesystem::path& log,
+Report CheckAfter(odbc::DBConnection& source, odbc::DBConnection& destination, const std::filesystem::path& logPath,
                   const std::vector<std::string>& tables, Progress& progress) {
-  return AfterReport(source, destination, log, tables, progress).Make();
+  Report report{.command = Command::After, .general = {}, .facts = {}, .tables = {}, .runEndsIn = {}, .verdict = {}};
+  progress.Begin("log");
+  const LogStamp logStamp = StampOf(logPath);
+  const std::optional<MigrationLog> log = ReadLog(logPath);
+  progress.Begin("connections");
+  const std::set<std::string, std::less<>> unread = CheckConnections(source, destination, report);
+  if (log) {
+    report.facts.push_back(LogFact(*log));
+  }
+  std::vector<MigratorSession> sessions = FindMigratorSessions(destination);
+  Comparing compared(source, destination, progress);
+  compared.Run(tables, unread);
+  const std::optional<Finding> atWork = AtWorkFinding(sessions, StampOf(logPath) != logStamp);
+  if (atWork) {
+    report.general.push_back(*atWork);
+  }
+  Reporting(source, destination, compared, tables, log, atWork.has_value()).Make(log, report);
+  return report;
 }
 
 }  // namespace check

@@ -1,6 +1,7 @@
 #include "check/after/identities.h"
 
 #include <cstddef>
+#include <optional>
 #include <utility>
 
 #include "check/sql/query.h"
@@ -12,93 +13,108 @@ namespace {
 
 constexpr std::size_t kKeysShown = 5;
 
-std::optional<std::int64_t> NumberOf(const std::optional<std::string>& text) {
-  return text ? std::optional<std::int64_t>(std::stoll(*text)) : std::nullopt;
+/// A column that numbers itself from a sequence. Numbers are kept as the server writes them.
+struct Identity {
+  std::string column;
+  std::string sequence;  ///< With its schema, quoted.
+  std::string increment;
+  bool mayRead = false;
+  bool isAtEnd = false;
+  std::string next;
+};
+
+std::vector<Identity> ReadIdentities(const odbc::DBConnection& destination, const std::string& table) {
+  std::vector<Identity> identities;
+  for (const TextRow& row :
+       QueryRows(destination,
+                 "SELECT a.attname, format('%I.%I', n.nspname, q.relname), CAST(s.seqincrement AS text), "
+                 "CASE WHEN has_sequence_privilege(q.oid, 'SELECT') AND has_schema_privilege(n.oid, 'USAGE') THEN 1 "
+                 "END, CAST(CASE WHEN s.seqincrement > 0 THEN s.seqmax ELSE s.seqmin END AS text), "
+                 "CASE WHEN s.seqcycle THEN 1 END "
+                 "FROM pg_depend d JOIN pg_class q ON q.oid = d.objid "
+                 "JOIN pg_namespace n ON n.oid = q.relnamespace "
+                 "JOIN pg_sequence s ON s.seqrelid = q.oid "
+                 "JOIN pg_attribute a ON a.attrelid = d.refobjid AND a.attnum = d.refobjsubid "
+                 "WHERE d.classid = CAST('pg_class' AS regclass) AND d.refclassid = CAST('pg_class' AS regclass) "
+                 "AND d.deptype IN ('a', 'i') AND d.refobjid = to_regclass(?) ORDER BY a.attnum",
+                 {table})) {
+    Identity identity{.column = row.at(0).value_or(""),
+                      .sequence = row.at(1).value_or(""),
+                      .increment = row.at(2).value_or("1"),
+                      .mayRead = row.at(3).has_value(),
+                      .isAtEnd = false,
+                      .next = {}};
+    if (identity.mayRead) {
+      // As numeric: the next number may be beyond what the sequence can count.
+      const TextRow next =
+          QueryRows(destination,
+                    "SELECT CAST(next AS text), CASE WHEN (next - CAST(? AS numeric)) * sign(CAST(? AS numeric)) > 0 "
+                    "THEN 1 END FROM (SELECT CASE WHEN is_called THEN CAST(last_value AS numeric) + CAST(? AS "
+                    "numeric) ELSE last_value END AS next FROM " +
+                        identity.sequence + ") s",
+                    {row.at(4).value_or(""), identity.increment, identity.increment})
+              .at(0);
+      identity.next = next.at(0).value_or("");
+      identity.isAtEnd = next.at(1).has_value() && !row.at(5);
+    }
+    identities.push_back(std::move(identity));
+  }
+  return identities;
 }
 
-std::string SelectLast(const Identity& identity) {
-  return "SELECT last_value, is_called FROM " + identity.sequence + ";";
-}
-
-Finding NextIsUnknown(const Identity& identity) {
-  Finding finding(finding::IdentityUnknown);
+Finding MakeFinding(const FindingKind& kind, const Identity& identity, std::string text, std::string more = {}) {
+  Finding finding(kind);
   finding.columns = {identity.column};
-  finding.text = "The role may not see what the sequence " + identity.sequence + " gives next.";
-  finding.query = Query{.side = Side::Destination, .text = SelectLast(identity)};
+  finding.text = std::move(text);
+  finding.query =
+      Query{.side = Side::Destination, .text = "SELECT last_value, is_called FROM " + identity.sequence + ";" + more};
   return finding;
 }
 
 /// The rows that have the next number, or one that the sequence will come to.
-std::string FromColliding(const odbc::DBConnection& destination, std::string_view table, const Identity& identity) {
+std::string FromColliding(const std::string& table, const Identity& identity) {
   const std::string column = QuotedName(Side::Destination, identity.column);
-  const std::string next = std::to_string(*identity.next);
-  std::string from = " FROM ";
-  from.append(destination.schema()).append(QuotedName(Side::Destination, table)).append(" WHERE ").append(column);
-  from.append(identity.increment > 0 ? " >= " : " <= ").append(next);
-  if (identity.increment != 1) {
-    from.append(" AND (").append(column).append(" - ").append(next).append(") % ");
-    from.append(std::to_string(identity.increment)).append(" = 0");
+  const bool descends = identity.increment.starts_with('-');
+  std::string from = " FROM " + table + " WHERE " + column + (descends ? " <= " : " >= ") + identity.next;
+  if (identity.increment != "1") {
+    from += " AND (" + column + " - (" + identity.next + ")) % " + identity.increment + " = 0";
   }
   return from;
 }
 
-Finding FindCollisions(const odbc::DBConnection& destination, std::string_view table, const Identity& identity) {
-  const std::string from = FromColliding(destination, table, identity);
-  Finding finding(finding::IdentityCollides);
-  finding.columns = {identity.column};
-  finding.rows = std::stoull(QueryValue(destination, "SELECT count(*)" + from).value_or("0"));
-  if (*finding.rows == 0) {
-    return finding;
+std::optional<Finding> FindCollisions(const odbc::DBConnection& destination, const std::string& table,
+                                      const Identity& identity) {
+  const std::string from = FromColliding(table, identity);
+  const std::uint64_t rows = std::stoull(QueryValue(destination, "SELECT CAST(count(*) AS text)" + from).value_or("0"));
+  if (rows == 0) {
+    return std::nullopt;
   }
   const std::string select = "SELECT " + QuotedName(Side::Destination, identity.column) + from + " ORDER BY 1";
+  Finding finding = MakeFinding(finding::IdentityCollides, identity,
+                                "The sequence gives " + identity.next +
+                                    " next, and rows have this number or one that comes after it: new rows will be "
+                                    "refused, or get numbers that exist already.",
+                                "\n" + select + ";");
+  finding.rows = rows;
   for (const TextRow& row : QueryRows(destination, select + " LIMIT " + std::to_string(kKeysShown))) {
-    finding.keys.push_back(identity.column + " = " + row[0].value_or(""));
+    finding.keys.push_back(identity.column + " = " + row.at(0).value_or(""));
   }
-  finding.text = "The sequence gives " + std::to_string(*identity.next) +
-                 " next, and rows have this number or one that comes after it: new rows will be refused, or get "
-                 "numbers that are there already.";
-  finding.query = Query{.side = Side::Destination, .text = SelectLast(identity) + "\n" + select + ";"};
   return finding;
 }
 
 }  // namespace
 
-std::vector<Identity> ReadIdentities(const odbc::DBConnection& destination, std::string_view table) {
-  const std::string name = Literal(destination.schema() + QuotedName(Side::Destination, table));
-  const std::vector<TextRow> rows = QueryRows(
-      destination,
-      "SELECT a.attname, quote_ident(n.nspname) || '.' || quote_ident(q.relname), s.seqstart, s.seqincrement, "
-      "CASE WHEN has_sequence_privilege(q.oid, 'SELECT') THEN 1 END "
-      "FROM pg_depend d JOIN pg_class q ON q.oid = d.objid "
-      "JOIN pg_namespace n ON n.oid = q.relnamespace "
-      "JOIN pg_sequence s ON s.seqrelid = q.oid "
-      "JOIN pg_attribute a ON a.attrelid = d.refobjid AND a.attnum = d.refobjsubid "
-      "WHERE d.classid = CAST('pg_class' AS regclass) AND d.refclassid = CAST('pg_class' AS regclass) "
-      "AND d.deptype IN ('a', 'i') AND d.refobjid = to_regclass(" +
-          name + ") ORDER BY a.attnum");
-  std::vector<Identity> identities;
-  for (const TextRow& row : rows) {
-    Identity& identity = identities.emplace_back();
-    identity.column = row[0].value_or("");
-    identity.sequence = row[1].value_or("");
-    identity.start = NumberOf(row[2]).value_or(1);
-    identity.increment = NumberOf(row[3]).value_or(1);
-    if (row[4]) {
-      identity.next = NumberOf(QueryValue(destination, "SELECT CASE WHEN is_called THEN last_value + (" +
-                                                           std::to_string(identity.increment) +
-                                                           ") ELSE last_value END FROM " + identity.sequence));
-    }
-  }
-  return identities;
-}
-
-std::vector<Finding> CheckIdentities(const odbc::DBConnection& destination, std::string_view table,
-                                     const std::vector<Identity>& identities) {
+std::vector<Finding> CheckIdentities(const odbc::DBConnection& destination, const std::string& table) {
   std::vector<Finding> findings;
-  for (const Identity& identity : identities) {
-    Finding finding = identity.next ? FindCollisions(destination, table, identity) : NextIsUnknown(identity);
-    if (finding.rows != 0U) {
-      findings.push_back(std::move(finding));
+  for (const Identity& identity : ReadIdentities(destination, table)) {
+    if (!identity.mayRead) {
+      findings.push_back(MakeFinding(finding::IdentityUnknown, identity,
+                                     "The login may not see what the sequence " + identity.sequence + " gives next."));
+    } else if (identity.isAtEnd) {
+      findings.push_back(MakeFinding(finding::IdentityCollides, identity,
+                                     "The sequence has given its last number: new rows will be refused."));
+    } else if (std::optional<Finding> collisions = FindCollisions(destination, table, identity)) {
+      findings.push_back(std::move(*collisions));
     }
   }
   return findings;

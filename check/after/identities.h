@@ -1,10 +1,7 @@
 #ifndef BW_CHECK_AFTER_IDENTITIES_H
 #define BW_CHECK_AFTER_IDENTITIES_H
 
-#include <cstdint>
-#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "check/report/finding.h"
@@ -12,25 +9,11 @@
 
 namespace check {
 
-/// A column of the destination that numbers itself from a sequence.
-struct Identity {
-  std::string column;
-  std::string sequence;  ///< With its schema, quoted.
-  std::int64_t start = 1;
-  std::int64_t increment = 1;
-  std::optional<std::int64_t> next;  ///< The number that it gives next; none when the role may not see it.
-};
-
-/// Those of a table.
+/// What is wrong with the sequences of a table's columns: one has given its last number, or gives next a number that a
+/// row has, or will come to one. `table` is written as in SQL.
 ///
-/// \throws std::runtime_error with the diagnostics.
-std::vector<Identity> ReadIdentities(const odbc::DBConnection& destination, std::string_view table);
-
-/// What is wrong with them: the next number is one that a row has, or will be one later.
-///
-/// \throws std::runtime_error with the diagnostics.
-std::vector<Finding> CheckIdentities(const odbc::DBConnection& destination, std::string_view table,
-                                     const std::vector<Identity>& identities);
+/// \throws odbc::Error when the destination cannot be asked.
+std::vector<Finding> CheckIdentities(const odbc::DBConnection& destination, const std::string& table);
 
 }  // namespace check
 

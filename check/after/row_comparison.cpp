@@ -7,6 +7,7 @@
 
 #include "check/sql/query.h"
 #include "check/sql/sql_text.h"
+#include "check/staging/copies.h"
 
 namespace check {
 
@@ -18,9 +19,8 @@ constexpr std::string_view kSame = "1";       // The same content; the numbers m
 constexpr std::string_view kAmbiguous = "2";  // The same but for a reference to another row of the same content.
 constexpr std::string_view kDifferent = "3";
 
-// Output columns of both sides.
+// Output column of both sides.
 constexpr std::string_view kNumber = "bw_number";
-constexpr std::string_view kPosition = "bw_position";
 
 /// Characters of a value that are shown.
 constexpr std::size_t kShownCharacters = 100;
@@ -225,7 +225,7 @@ std::string RowComparison::TableSide(const ComparedTable& table, Level level) co
 }
 
 std::string RowComparison::CopySide(const ComparedTable& table, Level level) const {
-  std::string list = "c." + std::string(kPosition) + " AS position";
+  std::string list = "c." + std::string(staging::kPositionColumn) + " AS position";
   std::string from = " FROM " + table.copy + " c";
   for (const std::string& column : table.columns) {
     const std::string name = Quoted(column);
@@ -283,7 +283,7 @@ void RowComparison::NoteByKey(const ComparedTable& table, const std::vector<std:
 void RowComparison::NoteAll(const ComparedTable& table) const {
   const std::string half = ", " + std::string(kHalf) + " FROM ";
   const std::string into = "INSERT INTO " + Notes(table);
-  Execute(destination_, into + " (position, kind) SELECT " + std::string(kPosition) + half + table.copy);
+  Execute(destination_, into + " (position, kind) SELECT " + std::string(staging::kPositionColumn) + half + table.copy);
   Execute(destination_, into + " (row_id, kind) SELECT ctid" + half + "ONLY " + table.path);
 }
 
@@ -339,8 +339,8 @@ void RowComparison::RecordNumbers(const ComparedTable& table) {
           "INSERT INTO " + NumbersOf(table) + " SELECT number, copied, changed FROM (SELECT DISTINCT ON (t." + number +
               ") t." + number + " AS number, c." + number + " AS copied, h.kind = " + std::string(kDifferent) +
               " AS changed FROM " + Notes(table) + " h JOIN ONLY " + table.path + " t ON t.ctid = h.row_id LEFT JOIN " +
-              table.copy + " c ON c." + std::string(kPosition) + " = h.position ORDER BY t." + number + ", (c." +
-              number + " = t." + number + ") DESC NULLS LAST, c." + number +
+              table.copy + " c ON c." + std::string(staging::kPositionColumn) + " = h.position ORDER BY t." + number +
+              ", (c." + number + " = t." + number + ") DESC NULLS LAST, c." + number +
               ") n WHERE n.changed OR n.copied IS NULL OR n.number <> n.copied");
   const bool differs =
       QueryValue(destination_, "SELECT 1 FROM " + NumbersOf(table) + " LIMIT 1").has_value() || HasHalves(table);
@@ -372,13 +372,13 @@ RowDifferences RowComparison::Count(const ComparedTable& table) const {
   const std::string half = "kind = " + std::string(kHalf);
   const std::string missing = half + " AND row_id IS NULL";
   const TextRow row =
-      QueryRows(destination_, "SELECT (SELECT CAST(count(*) AS text) FROM ONLY " + table.path + "), " + count(missing) +
-                                  ", " + count(half + " AND position IS NULL") + ", " +
-                                  count("kind = " + std::string(kDifferent)) + ", " +
-                                  count("kind = " + std::string(kAmbiguous)) +
-                                  ", CAST(bit_or(columns) AS text), (SELECT CAST(count(*) AS text) FROM " + table.copy +
-                                  " WHERE " + std::string(kPosition) + " >= (SELECT min(position) FROM " +
-                                  Notes(table) + " WHERE " + missing + ")) FROM " + Notes(table))
+      QueryRows(destination_,
+                "SELECT (SELECT CAST(count(*) AS text) FROM ONLY " + table.path + "), " + count(missing) + ", " +
+                    count(half + " AND position IS NULL") + ", " + count("kind = " + std::string(kDifferent)) + ", " +
+                    count("kind = " + std::string(kAmbiguous)) +
+                    ", CAST(bit_or(columns) AS text), (SELECT CAST(count(*) AS text) FROM " + table.copy + " WHERE " +
+                    std::string(staging::kPositionColumn) + " >= (SELECT min(position) FROM " + Notes(table) +
+                    " WHERE " + missing + ")) FROM " + Notes(table))
           .at(0);
   RowDifferences differences{.present = NumberIn(row, 0),
                              .missing = NumberIn(row, 1),
@@ -402,26 +402,22 @@ std::vector<DifferentRow> RowComparison::FirstMissing(const ComparedTable& table
     list += (list.empty() ? "" : ", ") + Shown("c." + Quoted(column));
   }
   return TakeRows(table, "SELECT " + list + " FROM " + Notes(table) + " n JOIN " + table.copy + " c ON c." +
-                             std::string(kPosition) + " = n.position WHERE n.kind = " + std::string(kHalf) +
-                             " AND n.row_id IS NULL ORDER BY n.position");
+                             std::string(staging::kPositionColumn) + " = n.position WHERE n.kind = " +
+                             std::string(kHalf) + " AND n.row_id IS NULL ORDER BY n.position");
 }
 
 std::vector<DifferentRow> RowComparison::FirstUnexpected(const ComparedTable& table) const {
-  std::string order;
-  for (const std::string& column : table.key) {
-    order += (order.empty() ? "t." : ", t.") + Quoted(column);
-  }
-  return TakeRows(table,
-                  "SELECT " + KeyOf(table) + FromTable(table, kHalf) + " AND n.position IS NULL ORDER BY " + order);
+  return TakeRows(table, "SELECT " + KeyList(table) + FromTable(table, kHalf) + " AND n.position IS NULL ORDER BY " +
+                             KeyOrder(table));
 }
 
 std::vector<DifferentRow> RowComparison::FirstAmbiguous(const ComparedTable& table) const {
-  return TakeRows(table, "SELECT " + KeyOf(table) + FromTable(table, kAmbiguous) + " ORDER BY n.position");
+  return TakeRows(table, "SELECT " + KeyList(table) + FromTable(table, kAmbiguous) + " ORDER BY n.position");
 }
 
 std::vector<DifferentRow> RowComparison::FirstDifferent(const ComparedTable& table,
                                                         const std::vector<std::string>& differing) const {
-  std::string list = KeyOf(table) + ", CAST(n.columns AS text)";
+  std::string list = KeyList(table) + ", CAST(n.columns AS text)";
   for (const std::string& column : differing) {
     std::string expected = "c." + Quoted(column);
     const auto reference = std::find_if(table.references.begin(), table.references.end(),
@@ -454,22 +450,34 @@ std::vector<DifferentRow> RowComparison::FirstDifferent(const ComparedTable& tab
   return rows;
 }
 
-std::string RowComparison::Numbers(const ComparedTable& table) const {
+std::string RowComparison::Numbers(const ComparedTable& table) {
   const std::string number = "t." + Quoted(table.assigned);
   return "(SELECT " + number + " AS number, CASE WHEN m.number IS NULL THEN " + number +
          " ELSE m.copied END AS copied FROM ONLY " + table.path + " t LEFT JOIN " + NumbersOf(table) +
          " m ON m.number = " + number + ")";
 }
 
-std::string RowComparison::KeyOf(const ComparedTable& table) const {
+std::string RowComparison::KeyList(const ComparedTable& table) {
   std::vector<std::string> values;
   std::transform(table.key.begin(), table.key.end(), std::back_inserter(values),
                  [](const std::string& column) { return Shown("t." + Quoted(column)); });
   return Joined(values, ", ");
 }
 
+std::string RowComparison::KeyOrder(const ComparedTable& table) {
+  std::vector<std::string> columns;
+  std::transform(table.key.begin(), table.key.end(), std::back_inserter(columns),
+                 [](const std::string& column) { return "t." + Quoted(column); });
+  return Joined(columns, ", ");
+}
+
+std::string RowComparison::AsColumn(const std::string& number, const ComparedTable& table,
+                                    std::string_view column) const {
+  return AsType(number, types_.at(table.name).at(std::string(column)).name);
+}
+
 std::string RowComparison::FromTable(const ComparedTable& table, std::string_view kind) const {
-  return " FROM " + Notes(table) + " n LEFT JOIN " + table.copy + " c ON c." + std::string(kPosition) +
+  return " FROM " + Notes(table) + " n LEFT JOIN " + table.copy + " c ON c." + std::string(staging::kPositionColumn) +
          " = n.position JOIN ONLY " + table.path + " t ON t.ctid = n.row_id WHERE n.kind = " + std::string(kind);
 }
 

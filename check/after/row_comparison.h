@@ -102,7 +102,17 @@ class RowComparison {
 
   /// A query for the rows of a numbered table as (number, copied): the number that a row has, and the one that the same
   /// row has in the copy; NULL for a row that the copy does not have.
-  std::string Numbers(const ComparedTable& table) const;
+  static std::string Numbers(const ComparedTable& table);
+
+  /// The key of a row t of the table as a query's output columns, to be read with TakeKey; and for ORDER BY.
+  static std::string KeyList(const ComparedTable& table);
+  static std::string KeyOrder(const ComparedTable& table);
+
+  /// Reads a key from the field of a row on, and moves on to the field after it.
+  std::vector<ShownValue> TakeKey(const ComparedTable& table, const TextRow& row, std::size_t& field) const;
+
+  /// A number in the type of a column, which takes it as it takes what the migrator sends.
+  std::string AsColumn(const std::string& number, const ComparedTable& table, std::string_view column) const;
 
   /// Whether all rows have the numbers that they have in the copy, and none is missing, unexpected or different.
   bool NumbersAreTheCopys(const ComparedTable& table) const { return numbers_.at(table.name).sameAsCopy; }
@@ -142,9 +152,7 @@ class RowComparison {
   void RecordNumbers(const ComparedTable& table);
   bool FindEqualRows(const ComparedTable& table);
   RowDifferences Count(const ComparedTable& table) const;
-  std::string KeyOf(const ComparedTable& table) const;
   std::string FromTable(const ComparedTable& table, std::string_view kind) const;
-  std::vector<ShownValue> TakeKey(const ComparedTable& table, const TextRow& row, std::size_t& field) const;
   std::vector<DifferentRow> TakeRows(const ComparedTable& table, const std::string& sql) const;
 
   const odbc::DBConnection& destination_;

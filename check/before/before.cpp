@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-#include "check/before/connections.h"
+#include "check/connections/connections.h"
 #include "check/before/preflight.h"
 #include "check/characters/characters.h"
 #include "check/report/findings.h"

@@ -13,7 +13,6 @@
 
 #include "check/after/after.h"
 #include "check/before/before.h"
-#include "check/before/connections.h"
 #include "check/cli/command_line.h"
 #include "check/cli/passwords.h"
 #include "check/cli/progress_line.h"
@@ -112,6 +111,7 @@ Report MakeReport(const CheckRequest& request, const config::MigrationSettings& 
   Connect(trial, "source", settings.source);
   Connect(destination, "destination", settings.destination);
   RequireMigratable(source, destination);
+<<<<<<< HEAD
   if (request.command == Command::After) {
     MakeReadOnly(destination);
   }
@@ -127,6 +127,12 @@ Report MakeReport(const CheckRequest& request, const config::MigrationSettings& 
     }
     throw std::runtime_error("a table of the destination is locked: " + staging::WhoBlocks(destination));
   }
+=======
+  return request.command == Command::Before
+             ? CheckBefore(source, destination, request.tables, *progress)
+             : CheckAfter(source, destination, std::filesystem::current_path() / config::kLogFileName, request.tables,
+                          *progress);
+>>>>>>> 10eef2e (wip after)
 }
 
 void RequireWritten() {

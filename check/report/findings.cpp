@@ -42,7 +42,7 @@ constexpr std::array kAll = {
     &finding::CannotForesee,
     &finding::RunEnded,
     &finding::TableNotMigrated,
-    &finding::TableEndedEarly,
+    &finding::RunAtWork,
     &finding::TableMissing,
     &finding::RowsMissing,
     &finding::RowsUnexpected,
@@ -53,6 +53,7 @@ constexpr std::array kAll = {
     &finding::IdentityUnknown,
     &finding::LogMissing,
     &finding::LogUnclear,
+    &finding::LogBreaksOff,
     &finding::LogStale,
 };
 

@@ -106,8 +106,8 @@ inline constexpr FindingKind CannotForesee{"cannot-foresee", Cost::CannotForesee
 
 inline constexpr FindingKind RunEnded{"run-ended", Cost::RunEnds, "the run ended in this table, and why"};
 inline constexpr FindingKind TableNotMigrated{"table-not-migrated", Cost::RowsLost, "the run ended before this table"};
-inline constexpr FindingKind TableEndedEarly{"table-ended-early", Cost::RowsLost,
-                                             "the table ended before the source did, by the migrator's rules"};
+inline constexpr FindingKind RunAtWork{"run-at-work", Cost::RunEnds,
+                                       "a run is still at work, or the server still works on what a run left behind"};
 inline constexpr FindingKind TableMissing{"table-missing", Cost::RunEnds, "the destination no longer has such a table"};
 inline constexpr FindingKind RowsMissing{"rows-missing", Cost::RowsLost, "rows that had to arrive are not there"};
 inline constexpr FindingKind RowsUnexpected{"rows-unexpected", Cost::ValueChanged,
@@ -125,6 +125,8 @@ inline constexpr FindingKind IdentityUnknown{"identity-unknown", Cost::CannotFor
 inline constexpr FindingKind LogMissing{"log-missing", Cost::CannotForesee, "there is no log that can be read"};
 inline constexpr FindingKind LogUnclear{"log-unclear", Cost::CannotForesee,
                                         "the log is not one of one run of the migrator"};
+inline constexpr FindingKind LogBreaksOff{"log-breaks-off", Cost::CannotForesee,
+                                          "the log does not come to the end of the run"};
 inline constexpr FindingKind LogStale{"log-stale", Cost::CannotForesee, "the log does not agree with the two sides"};
 
 }  // namespace finding

@@ -1,4 +1,4 @@
-#include "check/before/connections.h"
+#include "check/connections/connections.h"
 
 #include <sql.h>
 #include <sqlext.h>
@@ -125,15 +125,6 @@ std::set<std::string, std::less<>> CheckSourceRights(const odbc::DBConnection& s
 }
 
 }  // namespace
-
-void MakeReadOnly(const odbc::DBConnection& destination) {
-  // A function and not SET, which psqlODBC refuses on a data source with ReadOnly = 1. It holds from the next
-  // transaction on, and each statement is one.
-  QueryValue(destination, "SELECT set_config('default_transaction_read_only', 'on', false)");
-  if (QueryValue(destination, "SHOW transaction_read_only") != "on") {
-    throw std::runtime_error("the destination's session cannot be made read-only");
-  }
-}
 
 std::set<std::string, std::less<>> CheckConnections(odbc::DBConnection& source, const odbc::DBConnection& destination,
                                                     Report& report) {

@@ -1,5 +1,5 @@
-#ifndef BW_CHECK_BEFORE_CONNECTIONS_H
-#define BW_CHECK_BEFORE_CONNECTIONS_H
+#ifndef BW_CHECK_CONNECTIONS_CONNECTIONS_H
+#define BW_CHECK_CONNECTIONS_CONNECTIONS_H
 
 #include <functional>
 #include <set>
@@ -9,11 +9,6 @@
 #include "odbc/connection.h"
 
 namespace check {
-
-/// Makes sure that nothing is ever written: the destination's session becomes a read-only one.
-///
-/// \throws std::runtime_error with the diagnostics.
-void MakeReadOnly(const odbc::DBConnection& destination);
 
 /// Looks at the two connections: products and versions, the schema version, the encodings of both sides and of both
 /// client settings with probe texts that travel through both drivers, encryption, the login's right to read the 22
@@ -26,4 +21,4 @@ std::set<std::string, std::less<>> CheckConnections(odbc::DBConnection& source, 
 
 }  // namespace check
 
-#endif  // BW_CHECK_BEFORE_CONNECTIONS_H
+#endif  // BW_CHECK_CONNECTIONS_CONNECTIONS_H

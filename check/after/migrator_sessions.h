@@ -1,0 +1,27 @@
+#ifndef BW_CHECK_AFTER_MIGRATOR_SESSIONS_H
+#define BW_CHECK_AFTER_MIGRATOR_SESSIONS_H
+
+#include <string>
+#include <vector>
+
+#include "odbc/connection.h"
+
+namespace check {
+
+/// A session of the destination whose last statement is one of the migrator's.
+struct MigratorSession {
+  std::string process;  ///< Its number on the server.
+  std::string login;
+  std::string table;
+  bool waits = false;  ///< For a lock.
+};
+
+/// The sessions of the destination's database that a run has, or has left behind. Those of other logins show their
+/// statements only to a login that may read all statistics.
+///
+/// \throws odbc::Error when the destination cannot be asked.
+std::vector<MigratorSession> FindMigratorSessions(const odbc::DBConnection& destination);
+
+}  // namespace check
+
+#endif  // BW_CHECK_AFTER_MIGRATOR_SESSIONS_H

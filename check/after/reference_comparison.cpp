@@ -1,0 +1,81 @@
+#include "check/after/reference_comparison.h"
+
+#include <cstddef>
+
+#include "check/sql/query.h"
+#include "check/sql/sql_text.h"
+#include "check/staging/copies.h"
+
+namespace check {
+
+namespace {
+
+std::string Quoted(std::string_view name) {
+  return QuotedName(Side::Destination, name);
+}
+
+/// A column of a copy with the number that the source has there.
+std::string SourceNumber(std::string_view column) {
+  return "c." + Quoted(staging::SourceNumberColumn(column));
+}
+
+/// Counts and shows rows t of a table. `rows` begins with FROM; `leadsTo` is an expression.
+WrongReferences Read(const odbc::DBConnection& destination, const RowComparison& comparison, const ComparedTable& table,
+                     const std::string& rows, const std::string& leadsTo, const Parameters& parameters) {
+  WrongReferences found;
+  found.rows = std::stoull(QueryValue(destination, "SELECT CAST(count(*) AS text)" + rows, parameters).value_or("0"));
+  if (found.rows == 0) {
+    return found;
+  }
+  for (const TextRow& row :
+       QueryRows(destination,
+                 "SELECT " + RowComparison::KeyList(table) + ", " + leadsTo + rows + " ORDER BY " +
+                     RowComparison::KeyOrder(table) + " LIMIT " + std::to_string(RowComparison::kShown),
+                 parameters)) {
+    std::size_t field = 0;
+    found.keys.push_back(comparison.TakeKey(table, row, field));
+    found.leadTo.push_back(row.at(field).value_or(""));
+  }
+  return found;
+}
+
+}  // namespace
+
+WrongReferences FindDangling(const odbc::DBConnection& destination, const RowComparison& comparison,
+                             const ComparedTable& table, const std::string& column, const ComparedTable& referred) {
+  const std::string number = "t." + Quoted(column);
+  const std::string rows = " FROM ONLY " + table.path + " t WHERE " + number +
+                           " IS NOT NULL AND NOT EXISTS (SELECT FROM ONLY " + referred.path + " n WHERE " +
+                           comparison.AsColumn("n." + Quoted(referred.assigned), table, column) + " = " + number + ")";
+  return Read(destination, comparison, table, rows, "CAST(" + number + " AS text) || ' names no row'", {});
+}
+
+WrongReferences FindElsewhere(const odbc::DBConnection& destination, const RowComparison& comparison,
+                              const ComparedTable& table, const rules::ColumnRule& rule,
+                              const ComparedTable& referred) {
+  const auto asColumn = [&](const std::string& number) { return comparison.AsColumn(number, table, rule.column); };
+  const std::string number = "t." + Quoted(rule.column);
+  const std::string source = SourceNumber(referred.assigned);
+  std::string old = number;
+  // The rows of the destination by the numbers that the source has for them.
+  std::string rows = " FROM ONLY " + table.path + " t LEFT JOIN (SELECT x.number, " + source + " AS source FROM " +
+                     RowComparison::Numbers(referred) + " x LEFT JOIN " + referred.copy + " c ON c." +
+                     Quoted(referred.assigned) + " = x.copied) n ON " + asColumn("n.number") + " = " + number;
+  if (rule.reference->kind == rules::ReferenceKind::ByPosition) {
+    rows += " JOIN (SELECT x.number, " + SourceNumber(rule.column) + " AS old FROM " + RowComparison::Numbers(table) +
+            " x JOIN " + table.copy + " c ON c." + Quoted(table.assigned) + " = x.copied) o ON o.number = t." +
+            Quoted(table.assigned);
+    old = asColumn("o.old");
+  }
+  rows += " LEFT JOIN (SELECT " + source + " AS number FROM " + referred.copy + " c UNION SELECT number FROM " +
+          std::string(staging::kLostNumbers) + " WHERE tab = ?) s ON " + asColumn("s.number") + " = " + old +
+          " WHERE CASE WHEN s.number IS NULL THEN n.number IS NOT NULL ELSE n.source IS NULL OR " +
+          asColumn("n.source") + " <> " + old + " END";
+  return Read(destination, comparison, table, rows,
+              "CAST(" + old +
+                  " AS text) || ' becomes ' || coalesce(CAST(n.source AS text), CASE WHEN n.number IS NULL "
+                  "THEN 'no row' ELSE 'an unexpected row' END)",
+              {referred.name});
+}
+
+}  // namespace check

@@ -1,0 +1,54 @@
+#ifndef BW_CHECK_AFTER_WORDING_H
+#define BW_CHECK_AFTER_WORDING_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "check/after/log_reader.h"
+#include "check/after/migrator_sessions.h"
+#include "check/after/reference_comparison.h"
+#include "check/after/row_comparison.h"
+#include "check/after/run_end.h"
+#include "check/report/finding.h"
+#include "check/rules/rules.h"
+
+/// The sentences of the report after a run.
+namespace check {
+
+/// What the log is, for a person.
+std::string LogFact(const MigrationLog& log);
+
+/// What is wrong with the log, if anything is.
+std::optional<Finding> LogFinding(const LogJudgement& judgement, const std::optional<MigrationLog>& log);
+
+/// What works on the destination or at the log, if anything does.
+std::optional<Finding> AtWorkFinding(const std::vector<MigratorSession>& sessions, bool logGrows);
+
+/// Why the run ended, to follow "because". `refusal` is why the destination refuses a row of the table, if it does.
+std::string EndReason(const RunEnd& end, const std::optional<MigrationLog>& log, const std::string& refusal);
+
+/// The differences of one table, each with a query. `source` is the source's table as it is written in SQL, `logged`
+/// what the log counts.
+std::vector<Finding> DifferenceFindings(const RowComparison& comparison, const ComparedTable& table,
+                                        const RowDifferences& differences, const std::string& source,
+                                        bool missingAreTheEnd, std::optional<std::uint64_t> logged);
+
+Finding DanglingFinding(const WrongReferences& references, const ComparedTable& table, const std::string& column,
+                        const ComparedTable& referred);
+
+/// Rows whose numbers lead elsewhere, in the words for those that lead elsewhere by the migrator's rules.
+Finding ElsewhereFinding(const WrongReferences& references, const ComparedTable& table, const rules::ColumnRule& rule,
+                         bool expected);
+
+/// "A", "A and B" or "A, B and C".
+std::string Listed(const std::vector<std::string>& names);
+
+/// "1 row", "2 rows".
+std::string Counted(std::uint64_t count, std::string_view noun);
+
+}  // namespace check
+
+#endif  // BW_CHECK_AFTER_WORDING_H
