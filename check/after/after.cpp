@@ -284,13 +284,18 @@ class Comparing {
       return;
     }
     result.judgedReferences.push_back(rule.column);
-    const WrongReferences elsewhere =
-        FindElsewhere(destination_, *comparison_, *result.compared, rule, *referred.compared);
-    if (elsewhere.rows > 0) {
+    const auto find = [&](Numbering numbering) {
+      return FindElsewhere(destination_, *comparison_, *result.compared, rule, *referred.compared, numbering);
+    };
+    if (const WrongReferences exchanged = find(Numbering::OutOfOrder); exchanged.rows > 0) {
+      result.referencesDiffer = true;
+      result.referenceFindings.push_back(ExchangedFinding(exchanged, *result.compared, rule));
+    }
+    if (const WrongReferences elsewhere = find(Numbering::InOrder); elsewhere.rows > 0) {
       const auto staged = result.staged->remarks.find(ElsewhereRemark(rule));
-      const bool expected = elsewhere.rows <= (staged == result.staged->remarks.end() ? 0 : staged->second.rows);
+      const bool expected = staged != result.staged->remarks.end() && elsewhere.rows <= staged->second.rows;
       result.referencesDiffer = result.referencesDiffer || !expected;
-      result.referenceFindings.push_back(ElsewhereFinding(elsewhere, *result.compared, rule, expected));
+      result.referenceFindings.push_back(ElsewhereFinding(elsewhere, *result.compared, rule));
     }
   }
 

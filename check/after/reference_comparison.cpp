@@ -39,6 +39,16 @@ WrongReferences Read(const odbc::DBConnection& destination, const RowComparison&
   return found;
 }
 
+/// The numbers of rows that are not numbered in the copy's order. Where no row has the number that it has in the copy,
+/// the numbers begin elsewhere, and only the order counts.
+std::string OutOfOrder(const ComparedTable& table) {
+  return "(SELECT p.number FROM (SELECT number, copied, bool_or(number = copied) OVER () AS begin_alike, "
+         "row_number() OVER (ORDER BY number) AS place, row_number() OVER (ORDER BY copied) AS copied_place FROM " +
+         RowComparison::Numbers(table) +
+         " x WHERE copied IS NOT NULL) p WHERE CASE WHEN begin_alike THEN number <> copied ELSE place <> copied_place "
+         "END)";
+}
+
 }  // namespace
 
 WrongReferences FindDangling(const odbc::DBConnection& destination, const RowComparison& comparison,
@@ -51,8 +61,8 @@ WrongReferences FindDangling(const odbc::DBConnection& destination, const RowCom
 }
 
 WrongReferences FindElsewhere(const odbc::DBConnection& destination, const RowComparison& comparison,
-                              const ComparedTable& table, const rules::ColumnRule& rule,
-                              const ComparedTable& referred) {
+                              const ComparedTable& table, const rules::ColumnRule& rule, const ComparedTable& referred,
+                              Numbering numbering) {
   const auto asColumn = [&](const std::string& number) { return comparison.AsColumn(number, table, rule.column); };
   const std::string number = "t." + Quoted(rule.column);
   const std::string source = SourceNumber(referred.assigned);
@@ -68,13 +78,15 @@ WrongReferences FindElsewhere(const odbc::DBConnection& destination, const RowCo
     old = asColumn("o.old");
   }
   rows += " LEFT JOIN (SELECT " + source + " AS number FROM " + referred.copy + " c UNION SELECT number FROM " +
-          std::string(staging::kLostNumbers) + " WHERE tab = ?) s ON " + asColumn("s.number") + " = " + old +
+          std::string(staging::kLeftOut) + " WHERE tab = ?) s ON " + asColumn("s.number") + " = " + old +
           " WHERE CASE WHEN s.number IS NULL THEN n.number IS NOT NULL ELSE n.source IS NULL OR " +
-          asColumn("n.source") + " <> " + old + " END";
+          asColumn("n.source") + " <> " + old + " END AND " +
+          (numbering == Numbering::OutOfOrder ? "EXISTS " : "NOT EXISTS ") + "(SELECT FROM " + OutOfOrder(referred) +
+          " d WHERE " + asColumn("d.number") + " = " + number + ")";
   return Read(destination, comparison, table, rows,
               "CAST(" + old +
-                  " AS text) || ' becomes ' || coalesce(CAST(n.source AS text), CASE WHEN n.number IS NULL "
-                  "THEN 'no row' ELSE 'an unexpected row' END)",
+                  " AS text) || ' leads to ' || coalesce('row ' || CAST(n.source AS text) || "
+                  "' of the source', CASE WHEN n.number IS NULL THEN 'no row' ELSE 'an unexpected row' END)",
               {referred.name});
 }
 

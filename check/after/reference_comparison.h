@@ -24,13 +24,20 @@ struct WrongReferences {
 WrongReferences FindDangling(const odbc::DBConnection& destination, const RowComparison& comparison,
                              const ComparedTable& table, const std::string& column, const ComparedTable& referred);
 
+/// Which rows of the referred table are looked at.
+enum class Numbering : std::uint8_t {
+  InOrder,     ///< Those that are numbered in the order in which the source gives them now.
+  OutOfOrder,  ///< The others.
+};
+
 /// Rows whose number leads to another row than it does in the source, or to none. Both tables were compared, and
 /// `referred` is numbered by the destination. A number that names no row in the source is no reference, unless it names
 /// one in the destination.
 ///
 /// \throws odbc::Error when the destination cannot be asked.
 WrongReferences FindElsewhere(const odbc::DBConnection& destination, const RowComparison& comparison,
-                              const ComparedTable& table, const rules::ColumnRule& rule, const ComparedTable& referred);
+                              const ComparedTable& table, const rules::ColumnRule& rule, const ComparedTable& referred,
+                              Numbering numbering);
 
 }  // namespace check
 

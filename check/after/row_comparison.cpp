@@ -84,6 +84,11 @@ std::vector<std::string> PairingKey(const ComparedTable& table) {
   return table.assigned.empty() ? table.key : std::vector<std::string>{std::string(kNumber)};
 }
 
+/// The output column with a reference as the table has it.
+std::string StoredName(const std::string& column) {
+  return "bw_stored " + column;
+}
+
 /// A value and the bytes of its text, to be read by TakeShown.
 std::string Shown(const std::string& value) {
   return "left(" + value + "::text, " + std::to_string(kShownCharacters) + "), octet_length(" + value + "::text)::text";
@@ -216,7 +221,7 @@ std::string RowComparison::TableSide(const ComparedTable& table, Level level) co
         value = "CASE WHEN " + m + ".changed THEN NULL ELSE " + value + " END";
       }
     }
-    list += ", " + value + " AS " + name;
+    list += ", " + value + " AS " + name + ", t." + name + " AS " + Quoted(StoredName(column));
   }
   if (!table.assigned.empty()) {
     list += ", t." + Quoted(table.assigned) + " AS " + std::string(kNumber);
@@ -304,7 +309,21 @@ void RowComparison::MatchByContent(const ComparedTable& table, Level level) cons
 }
 
 void RowComparison::PairByKey(const ComparedTable& table, const std::vector<std::string>& key) const {
-  const auto numbered = [&](const std::string& side, const std::string& alias, const std::string& own) {
+  std::vector<std::string> storedKey = key;
+  for (const FollowedReference& reference : table.references) {
+    std::replace(storedKey.begin(), storedKey.end(), reference.column, StoredName(reference.column));
+  }
+  // A row that refers to an exchanged number is still the same row.
+  if (storedKey != key) {
+    PairByKeys(table, key, storedKey);
+  }
+  PairByKeys(table, key, key);
+}
+
+void RowComparison::PairByKeys(const ComparedTable& table, const std::vector<std::string>& copyKey,
+                               const std::vector<std::string>& tableKey) const {
+  const auto numbered = [&](const std::string& side, const std::string& alias, const std::string& own,
+                            const std::vector<std::string>& key) {
     const std::string image = ImageOf(alias, key);
     return "(SELECT " + alias + ".*, " + image + " AS key_image, row_number() OVER (PARTITION BY " + image +
            " ORDER BY " + alias + "." + own + ") AS place FROM " + Notes(table) + " h JOIN " + side + " " + alias +
@@ -312,8 +331,8 @@ void RowComparison::PairByKey(const ComparedTable& table, const std::vector<std:
   };
   Execute(destination_, "INSERT INTO " + Notes(table) + " SELECT c.position, t.row_id, " + std::string(kDifferent) +
                             ", " + DifferingColumns(table) + " FROM " +
-                            numbered(CopySide(table, Level::Number), "c", "position") + " c JOIN " +
-                            numbered(TableSide(table, Level::Number), "t", "row_id") +
+                            numbered(CopySide(table, Level::Number), "c", "position", copyKey) + " c JOIN " +
+                            numbered(TableSide(table, Level::Number), "t", "row_id", tableKey) +
                             " t ON c.key_image = t.key_image AND c.place = t.place");
   RemoveHalves(table);
 }

@@ -147,6 +147,8 @@ class RowComparison {
   void NoteAll(const ComparedTable& table) const;
   void MatchByContent(const ComparedTable& table, Level level) const;
   void PairByKey(const ComparedTable& table, const std::vector<std::string>& key) const;
+  void PairByKeys(const ComparedTable& table, const std::vector<std::string>& copyKey,
+                  const std::vector<std::string>& tableKey) const;
   void RemoveHalves(const ComparedTable& table) const;
   bool HasHalves(const ComparedTable& table) const;
   void RecordNumbers(const ComparedTable& table);

@@ -71,7 +71,18 @@ std::optional<RunEnd> EndBeforeOlderRows(const AllFigures& figures, std::size_t 
                 .table = static_cast<std::size_t>(ended - figures.begin())};
 }
 
+/// Whether nothing speaks against an end in a table: there or later something is not as expected or not known, or
+/// nothing is there at all.
+bool MayHaveEndedAt(const AllFigures& figures, std::size_t table) {
+  const auto there = figures.begin() + static_cast<std::ptrdiff_t>(table);
+  const auto isEmpty = [](const auto& each) { return each && each->present == 0; };
+  return !*there || std::any_of(there, figures.end(), Deviates) || std::all_of(there, figures.end(), isEmpty);
+}
+
 RunEnd FindEndOfEndedRun(const AllFigures& figures, const std::optional<MigrationLog>& log) {
+  if (log && EndsWithError(*log) && FirstNotLogged(*log) && MayHaveEndedAt(figures, *FirstNotLogged(*log))) {
+    return {.state = State::Incomplete, .reason = Reason::LoggedError, .table = FirstNotLogged(*log)};
+  }
   if (std::none_of(figures.begin(), figures.end(), Deviates)) {
     return {};
   }
@@ -81,10 +92,7 @@ RunEnd FindEndOfEndedRun(const AllFigures& figures, const std::optional<Migratio
     return different;
   }
   if (log && EndsWithError(*log)) {
-    const auto fromThere = figures.begin() + static_cast<std::ptrdiff_t>(*firstNotLogged);
-    return std::any_of(fromThere, figures.end(), Deviates)
-               ? RunEnd{.state = State::Incomplete, .reason = Reason::LoggedError, .table = firstNotLogged}
-               : different;
+    return different;
   }
   if (const std::optional<RunEnd> end = EndByRows(figures, *firstNotLogged, log.has_value())) {
     return *end;

@@ -144,6 +144,15 @@ Finding AmbiguousFinding(const RowComparison& comparison, const ComparedTable& t
   return finding;
 }
 
+Finding WithLeads(const FindingKind& kind, const WrongReferences& references, const ComparedTable& table,
+                  const rules::ColumnRule& rule, std::string text) {
+  Finding finding = RowsFinding(kind, references.rows, references.keys, std::move(text));
+  finding.columns = {std::string(rule.column)};
+  finding.arrives = references.leadTo;
+  finding.query = SelectByKey(Side::Destination, table.path, references.keys);
+  return finding;
+}
+
 }  // namespace
 
 std::string Counted(std::uint64_t count, std::string_view noun) {
@@ -284,24 +293,23 @@ Finding DanglingFinding(const WrongReferences& references, const ComparedTable& 
   return finding;
 }
 
-Finding ElsewhereFinding(const WrongReferences& references, const ComparedTable& table, const rules::ColumnRule& rule,
-                         bool expected) {
+Finding ElsewhereFinding(const WrongReferences& references, const ComparedTable& table, const rules::ColumnRule& rule) {
   const std::string referred(rule.reference->table);
-  std::string text = rule.reference->kind == rules::ReferenceKind::ByPosition
-                         ? "The number was treated as the position of a row of " + referred +
-                               ": the row has a number that leads to another row, or to none."
-                         : "The column keeps its number while " + referred +
-                               " is numbered again: it leads to another row than in the source, or to none.";
-  if (!expected) {
-    text += " The rows of " + referred +
-            " are not numbered as the source gives them now: the run read them in another order, or they were changed "
-            "since.";
-  }
-  Finding finding = RowsFinding(finding::PointsElsewhere, references.rows, references.keys, std::move(text));
-  finding.columns = {std::string(rule.column)};
-  finding.arrives = references.leadTo;
-  finding.query = SelectByKey(Side::Destination, table.path, references.keys);
-  return finding;
+  return WithLeads(finding::PointsElsewhere, references, table, rule,
+                   rule.reference->kind == rules::ReferenceKind::ByPosition
+                       ? "The number was treated as the position of a row of " + referred +
+                             ": the row has a number that leads to another row, or to none."
+                       : "The column keeps its number while " + referred +
+                             " is numbered again: it leads to another row than in the source, or to none.");
+}
+
+Finding ExchangedFinding(const WrongReferences& references, const ComparedTable& table, const rules::ColumnRule& rule) {
+  const std::string referred(rule.reference->table);
+  return WithLeads(finding::RowsDifferent, references, table, rule,
+                   "They lead to other rows of " + referred +
+                       " than in the source, whose rows are not numbered in the "
+                       "order in which the source gives them now: the run read them in another order, or numbers were "
+                       "exchanged since.");
 }
 
 }  // namespace check

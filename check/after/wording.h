@@ -39,9 +39,11 @@ std::vector<Finding> DifferenceFindings(const RowComparison& comparison, const C
 Finding DanglingFinding(const WrongReferences& references, const ComparedTable& table, const std::string& column,
                         const ComparedTable& referred);
 
-/// Rows whose numbers lead elsewhere, in the words for those that lead elsewhere by the migrator's rules.
-Finding ElsewhereFinding(const WrongReferences& references, const ComparedTable& table, const rules::ColumnRule& rule,
-                         bool expected);
+/// Rows whose numbers lead elsewhere because they are kept.
+Finding ElsewhereFinding(const WrongReferences& references, const ComparedTable& table, const rules::ColumnRule& rule);
+
+/// Rows whose numbers lead elsewhere because the rows that they refer to have other numbers than by the source's order.
+Finding ExchangedFinding(const WrongReferences& references, const ComparedTable& table, const rules::ColumnRule& rule);
 
 /// "A", "A and B" or "A, B and C".
 std::string Listed(const std::vector<std::string>& names);

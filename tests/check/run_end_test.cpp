@@ -226,6 +226,19 @@ TEST(RunEnd, AnErrorSaysNothingOfTheTablesBefore) {
   ExpectEnd(figures, FailingIn(9, 10), kDifferent);
 }
 
+TEST(RunEnd, IsWhereTheLogHasAnErrorThoughTheTableCouldNotBeCompared) {
+  AllFigures figures = AllFull();
+  figures[kLast] = std::nullopt;
+  ExpectEnd(figures, FailingIn(kLast, 4), Incomplete(kLast, Reason::LoggedError));
+}
+
+TEST(RunEnd, IsWhereTheLogHasAnErrorThoughNoRowsAreMissing) {
+  AllFigures figures = AllFull();
+  figures[20] = Full(0);
+  figures[kLast] = Full(0);
+  ExpectEnd(figures, FailingIn(20, 0), Incomplete(20, Reason::LoggedError));
+}
+
 TEST(RunEnd, IsNotInATableThatTheLogCompletes) {
   AllFigures figures = EndedIn(9, 3);
   figures[8] = WithHoles(9);
