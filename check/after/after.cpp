@@ -117,8 +117,9 @@ struct TableResult {
   std::vector<std::string> uncomparedColumns;
   std::optional<RowDifferences> rows;
   std::vector<Finding> referenceFindings;
-  std::vector<std::string_view> judgedReferences;  ///< Columns whose numbers were followed in the destination.
-  bool referencesDiffer = false;                   ///< They lead elsewhere than the rules bring.
+  /// Columns of which the copy does not show where the numbers lead.
+  std::vector<std::string_view> judgedReferences;
+  bool referencesDiffer = false;  ///< They lead elsewhere than the rules bring.
   std::int64_t milliseconds = 0;
 };
 
@@ -136,6 +137,7 @@ class Comparing {
     tables_ = staging::TablesNeeded(destination_, model, chosen);
     const staging::Copies copies =
         staging::CreateCopies(destination_, model, tables_, staging::ReadCalls(destination_, model));
+    RestartNumbers(copies);
     const staging::Obstacles obstacles = Describe(model, copies, unread);
     comparison_.emplace(destination_, compared_);
     comparison_->CreateTables();
@@ -146,8 +148,12 @@ class Comparing {
       results_[i].staged = &staged_.tables[i];
       Timed(results_[i], [this, i] { CompareRows(results_[i]); });
     }
+  }
+
+  /// Follows the references of what the run brought. It ended in the table at a place among the 22, if it did.
+  void CompareReferences(std::optional<std::size_t> endedIn) {
     for (TableResult& result : results_) {
-      Timed(result, [this, &result] { CompareReferences(result); });
+      Timed(result, [this, &result, endedIn] { CompareReferences(result, endedIn); });
     }
   }
 
@@ -163,6 +169,16 @@ class Comparing {
     step();
     result.milliseconds +=
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count();
+  }
+
+  /// A sequence that no truncate restarts has gone on since the run, and may be at its end. The copies' numbers need
+  /// not be the run's.
+  void RestartNumbers(const staging::Copies& copies) const {
+    for (const auto& [name, copy] : copies.copies) {
+      for (const staging::NumberedColumn& column : copy.numbered) {
+        Execute(destination_, "ALTER SEQUENCE " + column.sequence + " RESTART");
+      }
+    }
   }
 
   staging::Obstacles Describe(const staging::Destination& model, const staging::Copies& copies,
@@ -250,13 +266,18 @@ class Comparing {
     }
   }
 
-  void CompareReferences(TableResult& result) {
+  void CompareReferences(TableResult& result, std::optional<std::size_t> endedIn) {
     if (!result.rows) {
       return;
     }
     for (const rules::ColumnRule& rule : rules::RulesOf(result.table->name).columns) {
       const TableResult* const referred = rule.reference ? Find(rule.reference->table) : nullptr;
-      if (referred != nullptr && referred->rows && !IsAsStaged(result, rule, *referred)) {
+      if (referred == nullptr || !referred->rows) {
+        continue;
+      }
+      if (endedIn && PlaceOf(referred->table->name) >= *endedIn) {
+        result.judgedReferences.push_back(rule.column);
+      } else if (!IsAsStaged(result, rule, *referred)) {
         CompareReference(result, rule, *referred);
       }
     }
@@ -345,6 +366,28 @@ std::optional<TableFigures> FiguresOf(const TableResult& result, const staging::
     return figures;
   }
   return std::nullopt;
+}
+
+/// How the run ended, and what says so.
+struct Decision {
+  AllFigures figures;
+  LogJudgement judgement;
+  std::optional<MigrationLog> log;  ///< Where it can be relied on.
+  RunEnd end;
+};
+
+Decision Decide(const Comparing& compared, const std::optional<MigrationLog>& log, bool atWork) {
+  Decision decision;
+  decision.figures.resize(Catalogue().size());
+  for (const TableResult& result : compared.results()) {
+    decision.figures[PlaceOf(result.table->name)] = FiguresOf(result, compared.staged());
+  }
+  decision.judgement = JudgeLog(log, decision.figures);
+  if (decision.judgement.worth == LogJudgement::Worth::Reliable) {
+    decision.log = log;
+  }
+  decision.end = FindRunEnd(decision.figures, decision.log, atWork);
+  return decision;
 }
 
 /// Puts the report together.
@@ -645,7 +688,9 @@ Report CheckAfter(odbc::DBConnection& source, odbc::DBConnection& destination, c
   if (atWork) {
     report.general.push_back(*atWork);
   }
-  Reporting(source, destination, compared, tables, log, atWork.has_value()).Make(log, report);
+  Decision decision = Decide(compared, log, atWork.has_value());
+  compared.CompareReferences(decision.end.state == RunEnd::State::Incomplete ? decision.end.table : std::nullopt);
+  Reporting(source, destination, compared, tables, std::move(decision)).Make(log, report);
   return report;
 }
 
