@@ -59,6 +59,17 @@ void RequireComparing(const staging::Writability& writability) {
   }
 }
 
+/// What reads a table waits for what waits for its lock.
+void RequireNoneWaits(const std::vector<MigratorSession>& sessions) {
+  const auto waiting =
+      std::find_if(sessions.begin(), sessions.end(), [](const MigratorSession& session) { return session.waits; });
+  if (waiting != sessions.end()) {
+    throw std::runtime_error("session " + waiting->process + " of " + waiting->login +
+                             " is the migrator's, and waits for a lock on " + waiting->table +
+                             ". A server goes on waiting when the program was killed: pg_terminate_backend ends that");
+  }
+}
+
 /// The columns that the migrator fills and the table does not have.
 std::vector<std::string> MissingColumns(const odbc::DBConnection& destination, const staging::Copy& copy) {
   std::set<std::string, std::less<>> existing;
@@ -287,20 +298,25 @@ class Comparing {
   bool IsAsStaged(const TableResult& result, const rules::ColumnRule& rule, const TableResult& referred) const {
     const std::vector<std::string>& differing = result.rows->differing;
     const bool hasAssigned = !result.compared->assigned.empty();
-    return comparison_->NumbersAreTheCopys(*referred.compared) && result.rows->missing + result.rows->unexpected == 0 &&
+    const bool isReferredAsStaged = referred.compared->assigned.empty()
+                                        ? referred.rows->missing == 0
+                                        : comparison_->NumbersAreTheCopys(*referred.compared);
+    return isReferredAsStaged && result.rows->missing + result.rows->unexpected == 0 &&
            std::find(differing.begin(), differing.end(), rule.column) == differing.end() &&
            (rule.reference->kind != rules::ReferenceKind::ByPosition || !hasAssigned ||
             comparison_->NumbersAreTheCopys(*result.compared));
   }
 
   void CompareReference(TableResult& result, const rules::ColumnRule& rule, const TableResult& referred) {
-    const std::string column(rule.column);
-    if (rule.reference->kind == rules::ReferenceKind::FollowsNumber) {
+    const rules::TableRules& ofReferred = rules::RulesOf(referred.table->name);
+    if (rule.reference->kind == rules::ReferenceKind::FollowsNumber || ofReferred.assigned.empty()) {
+      const std::string number(ofReferred.key.front());
       const WrongReferences dangling =
-          FindDangling(destination_, *comparison_, *result.compared, column, *referred.compared);
+          FindDangling(destination_, *comparison_, *result.compared, rule, *referred.compared, number);
       if (dangling.rows > 0) {
         result.referencesDiffer = true;
-        result.referenceFindings.push_back(DanglingFinding(dangling, *result.compared, column, *referred.compared));
+        result.referenceFindings.push_back(
+            DanglingFinding(dangling, *result.compared, std::string(rule.column), *referred.compared, number));
       }
       return;
     }
@@ -394,19 +410,20 @@ Decision Decide(const Comparing& compared, const std::optional<MigrationLog>& lo
 class Reporting {
  public:
   Reporting(const odbc::DBConnection& source, const odbc::DBConnection& destination, const Comparing& compared,
-            const std::vector<std::string>& chosen, const std::optional<MigrationLog>& log, bool atWork)
-      : source_(source), destination_(destination), compared_(compared), chosen_(chosen), figures_(Catalogue().size()) {
-    for (const TableResult& result : compared.results()) {
-      figures_[PlaceOf(result.table->name)] = FiguresOf(result, compared.staged());
-    }
-    judgement_ = JudgeLog(log, figures_);
-    if (judgement_.worth == LogJudgement::Worth::Reliable) {
-      log_ = log;
-    }
-    end_ = FindRunEnd(figures_, log_, atWork);
-  }
+            const std::vector<std::string>& chosen, Decision decision)
+      : source_(source),
+        destination_(destination),
+        compared_(compared),
+        chosen_(chosen),
+        figures_(std::move(decision.figures)),
+        judgement_(std::move(decision.judgement)),
+        log_(std::move(decision.log)),
+        end_(decision.end) {}
 
   void Make(const std::optional<MigrationLog>& log, Report& report) {
+    charactersArrive_ = std::none_of(report.general.begin(), report.general.end(), [](const Finding& finding) {
+      return finding.kind == &finding::EncodingGarbles || finding.kind == &finding::EncodingUnchecked;
+    });
     const bool explained = end_.state == RunEnd::State::Incomplete && judgement_.worth == LogJudgement::Worth::Reliable;
     if (std::optional<Finding> finding = explained ? std::nullopt : LogFinding(judgement_, log)) {
       report.general.push_back(std::move(*finding));
@@ -420,7 +437,7 @@ class Reporting {
         report.tables.push_back(Entry(result));
       }
     }
-    if (EndedIn()) {
+    if (EndedIn() && IsChosen(NameOfEnd())) {
       report.runEndsIn = NameOfEnd();
     }
     report.verdict = Verdict();
@@ -460,7 +477,7 @@ class Reporting {
       entry.arrivingRows = result.staged->storedRows;
       entry.refusedRows = result.staged->refusedRows;
       entry.destinationRows = figures->present;
-      if (figures->AsExpected() && !result.referencesDiffer && result.staged->unchangedKnown) {
+      if (figures->AsExpected() && !result.referencesDiffer && result.staged->unchangedKnown && charactersArrive_) {
         entry.unchangedRows = result.staged->unchangedRows;
       }
     }
@@ -632,7 +649,7 @@ class Reporting {
   std::string VerdictOfComplete() const {
     std::uint64_t brought = 0;
     std::uint64_t unchanged = 0;
-    bool unchangedKnown = true;
+    bool unchangedKnown = charactersArrive_;
     std::uint64_t lost = 0;
     std::vector<std::string> losing;
     for (const TableResult& result : compared_.results()) {
@@ -666,6 +683,7 @@ class Reporting {
   LogJudgement judgement_;
   std::optional<MigrationLog> log_;  ///< Where it can be relied on.
   RunEnd end_;
+  bool charactersArrive_ = true;
 };
 
 }  // namespace
@@ -681,7 +699,8 @@ Report CheckAfter(odbc::DBConnection& source, odbc::DBConnection& destination, c
   if (log) {
     report.facts.push_back(LogFact(*log));
   }
-  std::vector<MigratorSession> sessions = FindMigratorSessions(destination);
+  const std::vector<MigratorSession> sessions = FindMigratorSessions(destination);
+  RequireNoneWaits(sessions);
   Comparing compared(source, destination, progress);
   compared.Run(tables, unread);
   const std::optional<Finding> atWork = AtWorkFinding(sessions, StampOf(logPath) != logStamp);

@@ -52,12 +52,17 @@ std::string OutOfOrder(const ComparedTable& table) {
 }  // namespace
 
 WrongReferences FindDangling(const odbc::DBConnection& destination, const RowComparison& comparison,
-                             const ComparedTable& table, const std::string& column, const ComparedTable& referred) {
-  const std::string number = "t." + Quoted(column);
-  const std::string rows = " FROM ONLY " + table.path + " t WHERE " + number +
-                           " IS NOT NULL AND NOT EXISTS (SELECT FROM ONLY " + referred.path + " n WHERE " +
-                           comparison.AsColumn("n." + Quoted(referred.assigned), table, column) + " = " + number + ")";
-  return Read(destination, comparison, table, rows, "CAST(" + number + " AS text) || ' names no row'", {});
+                             const ComparedTable& table, const rules::ColumnRule& rule, const ComparedTable& referred,
+                             const std::string& number) {
+  const std::string own = "t." + Quoted(rule.column);
+  const std::string same = comparison.AsColumn("n." + Quoted(number), table, rule.column) + " = " + own;
+  std::string rows = " FROM ONLY " + table.path + " t WHERE " + own + " IS NOT NULL AND NOT EXISTS (SELECT FROM ONLY " +
+                     referred.path + " n WHERE " + same + ")";
+  // What follows a number cannot be without its row; what keeps one may refer to nothing.
+  if (rule.reference->kind != rules::ReferenceKind::FollowsNumber) {
+    rows += " AND EXISTS (SELECT FROM " + referred.copy + " n WHERE " + same + ")";
+  }
+  return Read(destination, comparison, table, rows, "CAST(" + own + " AS text) || ' leads to no row'", {});
 }
 
 WrongReferences FindElsewhere(const odbc::DBConnection& destination, const RowComparison& comparison,

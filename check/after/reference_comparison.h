@@ -18,11 +18,13 @@ struct WrongReferences {
   std::vector<std::string> leadTo;            ///< For the same rows, the number and what it became.
 };
 
-/// Rows whose number names no row of the table that it refers to.
+/// Rows whose number names no row of the table that it refers to, where the copies have one. `number` is that
+/// table's column with the numbers.
 ///
 /// \throws odbc::Error when the destination cannot be asked.
 WrongReferences FindDangling(const odbc::DBConnection& destination, const RowComparison& comparison,
-                             const ComparedTable& table, const std::string& column, const ComparedTable& referred);
+                             const ComparedTable& table, const rules::ColumnRule& rule, const ComparedTable& referred,
+                             const std::string& number);
 
 /// Which rows of the referred table are looked at.
 enum class Numbering : std::uint8_t {

@@ -65,7 +65,7 @@ std::optional<std::string> Condition(Side side, const ShownValue& value) {
   const bool isNumber =
       !value.isText && !value.text->empty() &&
       value.text->find_first_not_of("0123456789", value.text->front() == '-' ? 1 : 0) == std::string::npos;
-  return column + " = " + (isNumber ? *value.text : Literal(*value.text));
+  return column + " = " + (isNumber ? *value.text : Literal(side, *value.text));
 }
 
 /// The rows with these keys.
@@ -211,8 +211,9 @@ std::optional<Finding> LogFinding(const LogJudgement& judgement, const std::opti
     return std::nullopt;
   }
   if (!BreaksOff(*log)) {
-    return MakeFinding(finding::LogBreaksOff,
-                       "The log ends in " + NameOfTable(*firstNotLogged) + " with: " + OnOneLine(*log->error));
+    return MakeFinding(finding::LogBreaksOff, "The log ends in " + NameOfTable(*firstNotLogged) +
+                                                  " with: " + OnOneLine(*log->error) +
+                                                  ". What the tables hold there and later is from another run.");
   }
   return MakeFinding(finding::LogBreaksOff, "The log breaks off in " + NameOfTable(*firstNotLogged) +
                                                 ": the run ended there or later, or the log could not be written any "
@@ -225,14 +226,12 @@ std::optional<Finding> AtWorkFinding(const std::vector<MigratorSession>& session
   }
   std::string text;
   for (const MigratorSession& session : sessions) {
-    text += "Session " + session.process + " of " + session.login + " is the migrator's, in " + session.table +
-            (session.waits ? ", and waits for a lock. " : ". ");
+    text += "Session " + session.process + " of " + session.login + " is the migrator's, in " + session.table + ". ";
   }
   text += logGrows ? "The log was written to while the check ran. " : "";
   return MakeFinding(finding::RunAtWork, text +
                                              "What is reported was so while the check ran: repeat it when the run has "
-                                             "ended. A session whose program was killed can be ended with "
-                                             "pg_terminate_backend.");
+                                             "ended.");
 }
 
 std::string EndReason(const RunEnd& end, const std::optional<MigrationLog>& log, const std::string& refusal) {
@@ -281,14 +280,14 @@ std::vector<Finding> DifferenceFindings(const RowComparison& comparison, const C
 }
 
 Finding DanglingFinding(const WrongReferences& references, const ComparedTable& table, const std::string& column,
-                        const ComparedTable& referred) {
+                        const ComparedTable& referred, const std::string& number) {
   Finding finding = RowsFinding(finding::Orphans, references.rows, references.keys,
                                 "They refer to rows of " + referred.name + " that do not exist.");
   finding.columns = {column};
   finding.arrives = references.leadTo;
   finding.query = Query{.side = Side::Destination,
                         .text = "SELECT * FROM " + table.path + " t WHERE NOT EXISTS (SELECT FROM " + referred.path +
-                                " n WHERE n." + QuotedName(Side::Destination, referred.assigned) + " = t." +
+                                " n WHERE n." + QuotedName(Side::Destination, number) + " = t." +
                                 QuotedName(Side::Destination, column) + ");"};
   return finding;
 }

@@ -37,7 +37,7 @@ std::vector<Finding> DifferenceFindings(const RowComparison& comparison, const C
                                         bool missingAreTheEnd, std::optional<std::uint64_t> logged);
 
 Finding DanglingFinding(const WrongReferences& references, const ComparedTable& table, const std::string& column,
-                        const ComparedTable& referred);
+                        const ComparedTable& referred, const std::string& number);
 
 /// Rows whose numbers lead elsewhere because they are kept.
 Finding ElsewhereFinding(const WrongReferences& references, const ComparedTable& table, const rules::ColumnRule& rule);

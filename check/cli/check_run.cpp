@@ -111,10 +111,6 @@ Report MakeReport(const CheckRequest& request, const config::MigrationSettings& 
   Connect(trial, "source", settings.source);
   Connect(destination, "destination", settings.destination);
   RequireMigratable(source, destination);
-<<<<<<< HEAD
-  if (request.command == Command::After) {
-    MakeReadOnly(destination);
-  }
   try {
     return request.command == Command::Before
                ? CheckBefore(source, trial, destination, request.tables, *progress)
@@ -127,12 +123,6 @@ Report MakeReport(const CheckRequest& request, const config::MigrationSettings& 
     }
     throw std::runtime_error("a table of the destination is locked: " + staging::WhoBlocks(destination));
   }
-=======
-  return request.command == Command::Before
-             ? CheckBefore(source, destination, request.tables, *progress)
-             : CheckAfter(source, destination, std::filesystem::current_path() / config::kLogFileName, request.tables,
-                          *progress);
->>>>>>> 10eef2e (wip after)
 }
 
 void RequireWritten() {

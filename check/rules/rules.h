@@ -25,7 +25,7 @@ enum class NullValue : std::uint8_t { Double1e50, Int32Minimum, MinusOne, EmptyT
 
 enum class ReferenceKind : std::uint8_t {
   FollowsNumber,  ///< Replaced by the number that the destination assigned; a row that is missing ends the run.
-  KeepsNumber,    ///< Stays as it is, although the table that it refers to is numbered again.
+  KeepsNumber,    ///< Stays as it is, whether or not the table that it refers to is numbered again.
   ByPosition,     ///< N is replaced by the source number of the N-th row; a row that is missing ends the run.
 };
 
