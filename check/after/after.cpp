@@ -10,6 +10,7 @@
 #include <set>
 #include <stdexcept>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 #include "check/after/identities.h"
@@ -19,6 +20,7 @@
 #include "check/after/row_comparison.h"
 #include "check/after/run_end.h"
 #include "check/after/wording.h"
+#include "check/characters/characters.h"
 #include "check/connections/connections.h"
 #include "check/rules/catalogue.h"
 #include "check/rules/rules.h"
@@ -57,6 +59,18 @@ void RequireComparing(const staging::Writability& writability) {
         "the destination's data source has UseServerSidePrepare = 0: values are stored otherwise with it. Set "
         "UseServerSidePrepare = 1 in the data source");
   }
+}
+
+/// The sessions of a run that is at work. That of a run which has just ended is still there for a moment.
+std::vector<MigratorSession> FindSessionsAtWork(const odbc::DBConnection& destination) {
+  constexpr int attempts = 10;
+  constexpr std::chrono::milliseconds pause(100);
+  std::vector<MigratorSession> sessions = FindMigratorSessions(destination);
+  for (int i = 0; i < attempts && !sessions.empty(); ++i) {
+    std::this_thread::sleep_for(pause);
+    sessions = FindMigratorSessions(destination);
+  }
+  return sessions;
 }
 
 /// What reads a table waits for what waits for its lock.
@@ -137,11 +151,12 @@ struct TableResult {
 /// Compares both sides table by table.
 class Comparing {
  public:
-  Comparing(const odbc::DBConnection& source, const odbc::DBConnection& destination, Progress& progress)
-      : source_(source), destination_(destination), progress_(progress) {}
+  Comparing(const odbc::DBConnection& source, const odbc::DBConnection& trial, const odbc::DBConnection& destination,
+            Progress& progress)
+      : source_(source), trial_(trial), destination_(destination), progress_(progress) {}
 
   /// `unread` are the tables of the source that cannot be read.
-  void Run(const std::vector<std::string>& chosen, const std::set<std::string, std::less<>>& unread) {
+  void Run(const std::vector<std::string>& chosen, const std::set<std::string, std::less<>>& unread, Report& report) {
     progress_.Begin("destination");
     RequireComparing(staging::BeginSession(destination_));
     const staging::Destination model = staging::ReadDestination(destination_);
@@ -153,7 +168,13 @@ class Comparing {
     comparison_.emplace(destination_, compared_);
     comparison_->CreateTables();
     staging::EndCreation(destination_);
-    staged_ = staging::Stage(source_, destination_, tables_, copies, obstacles, progress_);
+    progress_.Begin("characters");
+    std::vector<db::TableDescription> readable;
+    std::copy_if(tables_.begin(), tables_.end(), std::back_inserter(readable),
+                 [&unread](const db::TableDescription& table) { return !unread.contains(table.name); });
+    const characters::Characters characters(source_, trial_, destination_, readable, progress_);
+    report.facts.insert(report.facts.end(), characters.facts().begin(), characters.facts().end());
+    staged_ = staging::Stage(source_, destination_, tables_, copies, obstacles, characters, progress_);
     comparison_->Begin();
     for (std::size_t i = 0; i < results_.size(); ++i) {
       results_[i].staged = &staged_.tables[i];
@@ -240,6 +261,10 @@ class Comparing {
       return;
     }
     LeaveOutReferences(result);
+    if (!result.uncomparedColumns.empty() && result.staged->refusedRows > 0) {
+      GiveUp(result, "its rows refer to rows that cannot be compared");
+      return;
+    }
     try {
       result.rows = comparison_->Compare(*result.compared);
     } catch (const odbc::Error& error) {
@@ -253,6 +278,7 @@ class Comparing {
 
   static void GiveUp(TableResult& result, std::string reason) {
     result.compared = nullptr;
+    result.uncomparedColumns.clear();
     result.uncomparable = std::move(reason);
   }
 
@@ -343,6 +369,7 @@ class Comparing {
 
  private:
   const odbc::DBConnection& source_;
+  const odbc::DBConnection& trial_;
   const odbc::DBConnection& destination_;
   Progress& progress_;
   std::vector<db::TableDescription> tables_;
@@ -392,7 +419,9 @@ struct Decision {
   RunEnd end;
 };
 
-Decision Decide(const Comparing& compared, const std::optional<MigrationLog>& log, bool atWork) {
+/// `workingOn` is the table that a run is still at work on, if that is known.
+Decision Decide(const Comparing& compared, const std::optional<MigrationLog>& log, bool atWork,
+                std::optional<std::size_t> workingOn) {
   Decision decision;
   decision.figures.resize(Catalogue().size());
   for (const TableResult& result : compared.results()) {
@@ -403,6 +432,9 @@ Decision Decide(const Comparing& compared, const std::optional<MigrationLog>& lo
     decision.log = log;
   }
   decision.end = FindRunEnd(decision.figures, decision.log, atWork);
+  if (workingOn) {
+    decision.end.table = workingOn;
+  }
   return decision;
 }
 
@@ -421,9 +453,6 @@ class Reporting {
         end_(decision.end) {}
 
   void Make(const std::optional<MigrationLog>& log, Report& report) {
-    charactersArrive_ = std::none_of(report.general.begin(), report.general.end(), [](const Finding& finding) {
-      return finding.kind == &finding::EncodingGarbles || finding.kind == &finding::EncodingUnchecked;
-    });
     const bool explained = end_.state == RunEnd::State::Incomplete && judgement_.worth == LogJudgement::Worth::Reliable;
     if (std::optional<Finding> finding = explained ? std::nullopt : LogFinding(judgement_, log)) {
       report.general.push_back(std::move(*finding));
@@ -477,7 +506,8 @@ class Reporting {
       entry.arrivingRows = result.staged->storedRows;
       entry.refusedRows = result.staged->refusedRows;
       entry.destinationRows = figures->present;
-      if (figures->AsExpected() && !result.referencesDiffer && result.staged->unchangedKnown && charactersArrive_) {
+      if (figures->AsExpected() && !result.referencesDiffer && result.staged->unchangedKnown &&
+          !compared_.staged().endsIn) {
         entry.unchangedRows = result.staged->unchangedRows;
       }
     }
@@ -649,7 +679,7 @@ class Reporting {
   std::string VerdictOfComplete() const {
     std::uint64_t brought = 0;
     std::uint64_t unchanged = 0;
-    bool unchangedKnown = charactersArrive_;
+    bool unchangedKnown = !compared_.staged().endsIn;
     std::uint64_t lost = 0;
     std::vector<std::string> losing;
     for (const TableResult& result : compared_.results()) {
@@ -683,13 +713,12 @@ class Reporting {
   LogJudgement judgement_;
   std::optional<MigrationLog> log_;  ///< Where it can be relied on.
   RunEnd end_;
-  bool charactersArrive_ = true;
 };
 
 }  // namespace
 
-Report CheckAfter(odbc::DBConnection& source, odbc::DBConnection& destination, const std::filesystem::path& logPath,
-                  const std::vector<std::string>& tables, Progress& progress) {
+Report CheckAfter(odbc::DBConnection& source, const odbc::DBConnection& trial, odbc::DBConnection& destination,
+                  const std::filesystem::path& logPath, const std::vector<std::string>& tables, Progress& progress) {
   Report report{.command = Command::After, .general = {}, .facts = {}, .tables = {}, .runEndsIn = {}, .verdict = {}};
   progress.Begin("log");
   const LogStamp logStamp = StampOf(logPath);
@@ -699,15 +728,17 @@ Report CheckAfter(odbc::DBConnection& source, odbc::DBConnection& destination, c
   if (log) {
     report.facts.push_back(LogFact(*log));
   }
-  const std::vector<MigratorSession> sessions = FindMigratorSessions(destination);
+  const std::vector<MigratorSession> sessions = FindSessionsAtWork(destination);
   RequireNoneWaits(sessions);
-  Comparing compared(source, destination, progress);
-  compared.Run(tables, unread);
+  Comparing compared(source, trial, destination, progress);
+  compared.Run(tables, unread, report);
   const std::optional<Finding> atWork = AtWorkFinding(sessions, StampOf(logPath) != logStamp);
   if (atWork) {
     report.general.push_back(*atWork);
   }
-  Decision decision = Decide(compared, log, atWork.has_value());
+  const std::optional<std::size_t> workingOn =
+      sessions.size() == 1 ? std::optional(PlaceOf(sessions.front().table)) : std::nullopt;
+  Decision decision = Decide(compared, log, atWork.has_value(), workingOn);
   compared.CompareReferences(decision.end.state == RunEnd::State::Incomplete ? decision.end.table : std::nullopt);
   Reporting(source, destination, compared, tables, std::move(decision)).Make(log, report);
   return report;

@@ -15,8 +15,8 @@ namespace check {
 /// through, and the log against both. `tables` limits the report to these tables; none means all.
 ///
 /// \throws std::runtime_error when one of the sides cannot be asked.
-Report CheckAfter(odbc::DBConnection& source, odbc::DBConnection& destination, const std::filesystem::path& log,
-                  const std::vector<std::string>& tables, Progress& progress);
+Report CheckAfter(odbc::DBConnection& source, const odbc::DBConnection& trial, odbc::DBConnection& destination,
+                  const std::filesystem::path& log, const std::vector<std::string>& tables, Progress& progress);
 
 }  // namespace check
 

@@ -416,22 +416,18 @@ RowDifferences RowComparison::Count(const ComparedTable& table) const {
 }
 
 std::vector<DifferentRow> RowComparison::FirstMissing(const ComparedTable& table) const {
-  std::string list;
-  for (const std::string& column : table.copyKey) {
-    list += (list.empty() ? "" : ", ") + Shown("c." + Quoted(column));
-  }
-  return TakeRows(table, "SELECT " + list + " FROM " + Notes(table) + " n JOIN " + table.copy + " c ON c." +
-                             std::string(staging::kPositionColumn) + " = n.position WHERE n.kind = " +
-                             std::string(kHalf) + " AND n.row_id IS NULL ORDER BY n.position");
+  std::vector<std::string> key;
+  std::transform(table.copyKey.begin(), table.copyKey.end(), std::back_inserter(key),
+                 [](const std::string& column) { return Shown("c." + Quoted(column)); });
+  return TakeRows(table, Joined(key, ", "), FirstNotes(table, kHalf, "row_id IS NULL", "position"));
 }
 
 std::vector<DifferentRow> RowComparison::FirstUnexpected(const ComparedTable& table) const {
-  return TakeRows(table, "SELECT " + KeyList(table) + FromTable(table, kHalf) + " AND n.position IS NULL ORDER BY " +
-                             KeyOrder(table));
+  return TakeRows(table, KeyList(table), FirstNotes(table, kHalf, "position IS NULL", "row_id"));
 }
 
 std::vector<DifferentRow> RowComparison::FirstAmbiguous(const ComparedTable& table) const {
-  return TakeRows(table, "SELECT " + KeyList(table) + FromTable(table, kAmbiguous) + " ORDER BY n.position");
+  return TakeRows(table, KeyList(table), FirstNotes(table, kAmbiguous, "true", "position"));
 }
 
 std::vector<DifferentRow> RowComparison::FirstDifferent(const ComparedTable& table,
@@ -449,10 +445,9 @@ std::vector<DifferentRow> RowComparison::FirstDifferent(const ComparedTable& tab
     }
     list += ", " + Shown("t." + Quoted(column)) + ", " + Shown(expected);
   }
-  const std::string sql =
-      "SELECT " + list + FromTable(table, kDifferent) + " ORDER BY n.position LIMIT " + std::to_string(kShown);
   std::vector<DifferentRow> rows;
-  for (const TextRow& row : QueryRows(destination_, sql)) {
+  for (const TextRow& row :
+       QueryRows(destination_, "SELECT " + list + FirstNotes(table, kDifferent, "true", "position"))) {
     std::size_t field = 0;
     DifferentRow& shown = rows.emplace_back(DifferentRow{.key = TakeKey(table, row, field), .values = {}});
     const std::uint64_t bits = NumberIn(row, field++);
@@ -495,9 +490,12 @@ std::string RowComparison::AsColumn(const std::string& number, const ComparedTab
   return AsType(number, types_.at(table.name).at(std::string(column)).name);
 }
 
-std::string RowComparison::FromTable(const ComparedTable& table, std::string_view kind) const {
-  return " FROM " + Notes(table) + " n LEFT JOIN " + table.copy + " c ON c." + std::string(staging::kPositionColumn) +
-         " = n.position JOIN ONLY " + table.path + " t ON t.ctid = n.row_id WHERE n.kind = " + std::string(kind);
+std::string RowComparison::FirstNotes(const ComparedTable& table, std::string_view kind, const std::string& condition,
+                                      const std::string& order) {
+  return " FROM (SELECT * FROM " + Notes(table) + " WHERE kind = " + std::string(kind) + " AND " + condition +
+         " ORDER BY " + order + " LIMIT " + std::to_string(kShown) + ") n LEFT JOIN " + table.copy + " c ON c." +
+         std::string(staging::kPositionColumn) + " = n.position LEFT JOIN ONLY " + table.path +
+         " t ON t.ctid = n.row_id ORDER BY n." + order;
 }
 
 std::vector<ShownValue> RowComparison::TakeKey(const ComparedTable& table, const TextRow& row,
@@ -509,9 +507,10 @@ std::vector<ShownValue> RowComparison::TakeKey(const ComparedTable& table, const
   return key;
 }
 
-std::vector<DifferentRow> RowComparison::TakeRows(const ComparedTable& table, const std::string& sql) const {
+std::vector<DifferentRow> RowComparison::TakeRows(const ComparedTable& table, const std::string& key,
+                                                  const std::string& from) const {
   std::vector<DifferentRow> rows;
-  for (const TextRow& row : QueryRows(destination_, sql + " LIMIT " + std::to_string(kShown))) {
+  for (const TextRow& row : QueryRows(destination_, "SELECT " + key + from)) {
     std::size_t field = 0;
     rows.push_back({.key = TakeKey(table, row, field), .values = {}});
   }

@@ -154,8 +154,9 @@ class RowComparison {
   void RecordNumbers(const ComparedTable& table);
   bool FindEqualRows(const ComparedTable& table);
   RowDifferences Count(const ComparedTable& table) const;
-  std::string FromTable(const ComparedTable& table, std::string_view kind) const;
-  std::vector<DifferentRow> TakeRows(const ComparedTable& table, const std::string& sql) const;
+  static std::string FirstNotes(const ComparedTable& table, std::string_view kind, const std::string& condition,
+                                const std::string& order);
+  std::vector<DifferentRow> TakeRows(const ComparedTable& table, const std::string& key, const std::string& from) const;
 
   const odbc::DBConnection& destination_;
   const std::vector<ComparedTable>& tables_;

@@ -114,8 +114,8 @@ Report MakeReport(const CheckRequest& request, const config::MigrationSettings& 
   try {
     return request.command == Command::Before
                ? CheckBefore(source, trial, destination, request.tables, *progress)
-               : CheckAfter(source, destination, std::filesystem::current_path() / config::kLogFileName, request.tables,
-                            *progress);
+               : CheckAfter(source, trial, destination, std::filesystem::current_path() / config::kLogFileName,
+                            request.tables, *progress);
   } catch (const odbc::Error& error) {
     // 55P03: a lock was not granted in time.
     if (error.state() != "55P03") {
