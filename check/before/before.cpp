@@ -8,9 +8,9 @@
 #include <string_view>
 #include <utility>
 
-#include "check/connections/connections.h"
 #include "check/before/preflight.h"
 #include "check/characters/characters.h"
+#include "check/connections/connections.h"
 #include "check/report/findings.h"
 #include "check/rules/catalogue.h"
 #include "check/staging/copies.h"
@@ -102,7 +102,7 @@ Report CheckBefore(odbc::DBConnection& source, const odbc::DBConnection& trial, 
   try {
     model = staging::ReadDestination(destination);
   } catch (const odbc::Error& error) {
-    if (!error.IsOfClass("42") && !error.IsOfClass("3F")) {
+    if (!error.IsOfClass("42") && !error.IsOfClass("3F") && !error.IsOfClass("0A")) {
       throw;
     }
   }
@@ -138,6 +138,9 @@ Report CheckBefore(odbc::DBConnection& source, const odbc::DBConnection& trial, 
       if (reason != reasons->end() && !unforeseen) {
         unforeseen = reason->second;
       }
+    }
+    if (!unforeseen && !staged.tables[i].unforeseen.empty()) {
+      unforeseen = staged.tables[i].unforeseen;
     }
     // A table that cannot even be emptied gets no rows.
     if (preflight.obstacles.cannotEmpty.contains(needed[i].name)) {

@@ -53,8 +53,9 @@ std::optional<std::string> WhyRefused(const odbc::DBConnection& destination, con
     if (error.IsOfClass("08") || error.IsOfClass("57")) {
       throw;
     }
-    // 22 and 23: what a domain makes of NULL.
-    return error.IsOfClass("22") || error.IsOfClass("23") ? std::nullopt : std::optional<std::string>(error.what());
+    // 22 and 23: what a domain makes of NULL; 25: what a function that writes makes of this session.
+    const bool aboutValues = error.IsOfClass("22") || error.IsOfClass("23") || error.IsOfClass("25");
+    return aboutValues ? std::nullopt : std::optional<std::string>(error.what());
   }
   return std::nullopt;
 }
@@ -92,6 +93,8 @@ class Look {
               "call: the run ends at the first row that a procedure has to write (42883). What the driver makes of "
               "values then cannot be foreseen.");
     }
+    canAsk_ = writability.CanStage();
+    preparesOnServer_ = writability.preparesOnServer;
   }
 
   void AtTables(const std::map<std::string_view, staging::ProcedureCall>& calls) {
@@ -204,8 +207,11 @@ class Look {
     if (!refused && call == calls.end() && !sequences.empty()) {
       refused = "The login has no USAGE right on the sequence that numbers " + sequences + " (42501).";
     }
-    if (!refused) {
+    if (!refused && canAsk_) {
       refused = WhyRefused(destination_, table);
+    }
+    if (!preparesOnServer_ && call != calls.end()) {
+      preflight_.obstacles.cannotWrite.emplace(table.name, "the driver leaves the returned values out of the call");
     }
     if (refused) {
       Add(table.name, finding::StatementRefused,
@@ -275,6 +281,8 @@ class Look {
   const odbc::DBConnection& destination_;
   const staging::Destination& model_;
   Report& report_;
+  bool canAsk_ = true;
+  bool preparesOnServer_ = true;
   Preflight preflight_;
 };
 

@@ -312,12 +312,20 @@ bool CopyWriter::SentAsNumber(std::string_view column) const {
 
 Refusal CopyWriter::Explain(const odbc::Error& error, std::size_t row) const {
   Refusal refusal{.state = error.state(), .constraint = {}, .columns = {}, .message = error.what(), .referred = {}};
-  // The message names the constraint, in whatever language it is; the longest name that it has is meant.
+  // The first line of the message ends with the constraint's name, in whatever language it is. Other names can be in it
+  // too, such as the table's.
+  const std::string line = refusal.message.substr(0, refusal.message.find('\n'));
   const CopyConstraint* named = nullptr;
+  std::size_t namedEnd = 0;
   for (const CopyConstraint& constraint : copy_.constraints) {
-    if (constraint.state == refusal.state && refusal.message.find(constraint.name) != std::string::npos &&
-        (named == nullptr || constraint.name.size() > named->name.size())) {
+    const std::size_t place = line.rfind(constraint.name);
+    if (constraint.state != refusal.state || place == std::string::npos) {
+      continue;
+    }
+    const std::size_t end = place + constraint.name.size();
+    if (named == nullptr || end > namedEnd || (end == namedEnd && constraint.name.size() > named->name.size())) {
       named = &constraint;
+      namedEnd = end;
     }
   }
   if (named != nullptr) {

@@ -94,8 +94,8 @@ std::string Folded(std::string_view name) {
 /// Why it is not known what becomes of the values: a parameter that returns what nobody expects, or the other way
 /// round, or one with the name of another column.
 std::optional<std::string> WhyUnforeseen(const db::TableDescription& table, const Procedure& procedure) {
-  if (procedure.parameters.size() != table.parameters.size()) {
-    return procedure.signature + " takes another number of parameters";
+  if (procedure.parameters.size() < table.parameters.size()) {
+    return procedure.signature + " takes any number of parameters";
   }
   for (std::size_t i = 0; i < table.parameters.size(); ++i) {
     const Parameter& parameter = procedure.parameters[i];
@@ -138,9 +138,10 @@ ProcedureCall CallOf(const db::TableDescription& table, const std::string& name,
   } else {
     call.unforeseen = WhyUnforeseen(table, procedure);
   }
-  if (!call.unforeseen && procedure.parameters.size() == table.parameters.size()) {
+  if (!call.unforeseen && procedure.parameters.size() >= table.parameters.size()) {
     std::transform(procedure.parameters.begin(), procedure.parameters.end(), std::back_inserter(call.parameterTypes),
                    [](const Parameter& parameter) { return parameter.type; });
+    call.parameterTypes.resize(table.parameters.size());
   }
   return call;
 }

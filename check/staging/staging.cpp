@@ -14,6 +14,7 @@
 #include "check/sql/sql_text.h"
 #include "check/staging/copy_writer.h"
 #include "check/staging/references.h"
+#include "odbc/diagnostics.h"
 
 namespace check::staging {
 
@@ -143,6 +144,7 @@ class TableStaging {
     } else if (outcome.fate == rules::Fate::EndsRun) {
       MissReference(outcome);
     } else if (result_.endsEarly) {
+      NoteChanges(reader_.row(), outcome.changes);
       Lose(reader_.row());
     } else {
       Keep(outcome);
@@ -219,7 +221,7 @@ class TableStaging {
   /// Notes what became of a row.
   void Settle(const Pending& pending, const Stored& stored, const char* image) {
     ++accepted_;
-    NoteChanges(pending);
+    NoteChanges(pending.row, pending.changes);
     const bool ownCharacters = KeepsItsCharacters(pending.row, writer_ && !cannotWrite_ && !stored.refusal);
     if (cannotWrite_) {
       ++result_.refusedRows;
@@ -249,13 +251,13 @@ class TableStaging {
     }
   }
 
-  void NoteChanges(const Pending& pending) {
-    for (const rules::Change& change : pending.changes) {
+  void NoteChanges(const rules::SourceRow& row, const std::vector<rules::Change>& changes) {
+    for (const rules::Change& change : changes) {
       const Remark remark = RemarkOf(change.kind);
       const bool isCut = remark == Remark::TextCut || remark == Remark::ZeroByte;
       result_.remarks[{remark, {Name(change.column)}, {}, {}}].Add(
-          NameOfRow(table_, pending.row),
-          (isCut ? "" : ShownValue(table_, pending.row, change.column) + " ") + "arrives as " + change.arrives);
+          NameOfRow(table_, row),
+          (isCut ? "" : ShownValue(table_, row, change.column) + " ") + "arrives as " + change.arrives);
     }
   }
 
@@ -486,9 +488,18 @@ Staged Stage(const odbc::DBConnection& source, const odbc::DBConnection& destina
       result.foreseen = false;
       continue;
     }
-    TableStaging(source, destination, table, result.foreseen ? &copy->second : nullptr, nulls,
-                 ReasonOf(obstacles.cannotWrite, table.name), characters, state, result)
-        .Run(progress);
+    try {
+      TableStaging(source, destination, table, result.foreseen ? &copy->second : nullptr, nulls,
+                   ReasonOf(obstacles.cannotWrite, table.name), characters, state, result)
+          .Run(progress);
+    } catch (const odbc::Error& error) {
+      // 25006: something that the table calls writes, which the check's session may not.
+      if (error.state() != "25006") {
+        throw;
+      }
+      result.foreseen = false;
+      result.unforeseen = "what the table calls writes to other tables";
+    }
     if (rules::IsFollowedByNumber(table.name)) {
       state.numbers[table.name].SortByNumber();
     }

@@ -76,8 +76,9 @@ struct RemarkKey {
 
 struct StagedTable {
   const db::TableDescription* table = nullptr;
-  bool foreseen = false;  ///< The table has a copy, which holds what will arrive.
-  bool readable = true;   ///< The source's table can be read.
+  bool foreseen = false;   ///< The table has a copy, which holds what will arrive.
+  std::string unforeseen;  ///< Why the copy does not show what will arrive, where that was found while staging.
+  bool readable = true;    ///< The source's table can be read.
   std::uint64_t sourceRows = 0;
   std::uint64_t storedRows = 0;    ///< Rows of the copy.
   std::uint64_t arrivingRows = 0;  ///< Of these, the ones that are written before the run ends.

@@ -247,6 +247,7 @@ def test_pools_whose_orders_go_to_another_pool(workspace):
     for number in (1, 2, 3):
         _update(workspace, "OrdersInPool", number, PoolID=number)
     workspace.execute_source("UPDATE ExportOrder SET PoolID = 9")
+    workspace.execute_source("UPDATE GroupOrders SET PoolID = 9")
 
     result = check(workspace, "before")
 
@@ -254,7 +255,7 @@ def test_pools_whose_orders_go_to_another_pool(workspace):
         ("OrdersInPool", "points-elsewhere", "PoolID", 3, ["OrderID = 1", "OrderID = 2", "OrderID = 3"]),
     ]
     assert _arrives(result, "OrdersInPool", "points-elsewhere") == [
-        "1 arrives as 2", "2 arrives as 3", "3 arrives as 1",
+        "1 leads to row 3 of the source", "2 leads to row 1 of the source", "3 leads to row 2 of the source",
     ]  # fmt: skip
     assert result.table("OrdersInPool")["unchanged_rows"] == 0
 
@@ -265,6 +266,7 @@ def test_swapped_pools_keep_their_orders(workspace):
     for number in (1, 2, 3):
         _update(workspace, "OrdersInPool", number, PoolID=number)
     workspace.execute_source("UPDATE ExportOrder SET PoolID = 9")
+    workspace.execute_source("UPDATE GroupOrders SET PoolID = 9")
 
     assert check(workspace, "before").findings() == []
 
@@ -325,7 +327,8 @@ def test_reference_that_no_longer_matches(workspace, referred, table, column):
         ("Clients", "GroupID"), ("GroupOrders", "GroupID"), ("Orders", "GroupOrderID"), ("OrdersInPool", "PoolID"),
         ("GroupStopOrders", "GroupID"), ("StopOrders", "GroupOrderID"), ("GroupNegOrders", "GroupID"),
         ("NegOrders", "GroupOrderID"), ("ExportOrder", "OrderID"), ("ExportOrder", "GroupOrderID"),
-        ("ExportOrder", "UserGroupID"), ("ExportOrder", "PoolID"),
+        ("ExportOrder", "UserGroupID"), ("ExportOrder", "PoolID"), ("GroupOrders", "PoolID"),
+        ("Orders", "OrderInPoolID"),
     ):  # fmt: skip
         workspace.execute_source(f"UPDATE [{other}] SET [{name}] = 1")
     _update(workspace, table, 2, **{column: 9})

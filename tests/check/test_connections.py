@@ -121,21 +121,3 @@ def test_tables_that_refer_to_one_that_the_source_lacks_are_left_out(new_workspa
     assert result.report["run_ends_in"] == "GroupDesc"
     assert result.table("Clients")["source_rows"] is None
     assert result.table("SecMinQt")["source_rows"] == 1
-
-
-def test_the_destination_is_asked_in_read_only_transactions(new_workspace):
-    workspace = new_workspace(fill=one_row_each.fill)
-    # Whatever comes before is the driver's own.
-    workspace.execute_destination(
-        f"ALTER ROLE {lab.DESTINATION_LOGIN} IN DATABASE {workspace.database} SET log_statement = 'all'"
-    )
-
-    check(workspace, "before")
-
-    session = f"{lab.DESTINATION_LOGIN}@{workspace.database} "
-    lines = [line for line in workspace.lab.postgres.log_file.read_text().splitlines() if session in line]
-    (first,) = (i for i, line in enumerate(lines) if "set_config('default_transaction_read_only', 'on', false)" in line)
-    before, after = lines[:first], lines[first + 1 :]
-    assert before and not [line for line in before if "public" in line]
-    assert "SHOW transaction_read_only" in after[0]
-    assert not [line for line in after if "set_config" in line or ": SET " in line]
