@@ -37,7 +37,8 @@ bool IsEmptied(std::string_view table, const staging::Obstacles& obstacles, cons
 
 /// Puts a table's figures into the report: what is not known stays empty.
 void Enter(const staging::StagedTable& staged, const staging::Staged& all, const Preflight& preflight,
-           const std::optional<std::string>& unforeseen, const std::string& sourceSchema, TableReport& entry) {
+           const std::optional<std::string>& unforeseen, bool canStage, const std::string& sourceSchema,
+           TableReport& entry) {
   entry.milliseconds = staged.milliseconds;
   if (staged.readable) {
     entry.sourceRows = staged.sourceRows;
@@ -54,6 +55,10 @@ void Enter(const staging::StagedTable& staged, const staging::Staged& all, const
     }
   }
   const auto again = preflight.emptiedAgain.find(name);
+  if (!canStage) {
+    staging::AddRowFindings(staged, sourceSchema, entry);
+    return;
+  }
   const bool isEmptiedAgain =
       again != preflight.emptiedAgain.end() && IsEmptied(again->second, preflight.obstacles, all);
   if ((all.endsIn && PlaceOf(name) > PlaceOf(*all.endsIn)) || preflight.obstacles.cannotEmpty.contains(name) ||
@@ -146,7 +151,7 @@ Report CheckBefore(odbc::DBConnection& source, const odbc::DBConnection& trial, 
     if (preflight.obstacles.cannotEmpty.contains(needed[i].name)) {
       unforeseen.reset();
     }
-    Enter(staged.tables[i], staged, preflight, unforeseen, source.schema(), report.tables[i]);
+    Enter(staged.tables[i], staged, preflight, unforeseen, writability.CanStage(), source.schema(), report.tables[i]);
     foreseen = foreseen && std::none_of(report.tables[i].findings.begin(), report.tables[i].findings.end(),
                                         [](const Finding& each) { return each.kind == &finding::CannotForesee; });
   }

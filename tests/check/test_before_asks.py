@@ -483,7 +483,8 @@ def test_data_source_through_which_nothing_can_be_tried(workspace, setting, iden
 
     result = check(workspace, "before")
 
-    assert [finding[:2] for finding in result.findings()] == [(None, identifier)]
+    # What the rules make of the rows is known all the same.
+    assert [finding[1] for finding in result.findings() if finding[0] is None] == [identifier]
     assert _known_figures(result) == {None}
     assert result.code == 1
     assert what_happened.ended_in(workspace.run_redirected()) == ends_in
