@@ -261,7 +261,11 @@ class Comparing {
       return;
     }
     LeaveOutReferences(result);
-    if (!result.uncomparedColumns.empty() && result.staged->refusedRows > 0) {
+    const bool isRefused =
+        std::any_of(result.staged->remarks.begin(), result.staged->remarks.end(), [](const auto& each) {
+          return each.first.remark == staging::Remark::Refused || each.first.remark == staging::Remark::ParentRefused;
+        });
+    if (!result.uncomparedColumns.empty() && isRefused) {
       GiveUp(result, "its rows refer to rows that cannot be compared");
       return;
     }
