@@ -1173,7 +1173,7 @@ def test_a_run_that_is_aborted_while_it_waits_for_a_lock(migrated):
 def test_a_run_that_is_still_at_work(shared_lab):
     def fill(path):
         flawed_source.create_clean(path)
-        for number in range(4, 5001):
+        for number in range(4, 1001):
             source.insert(path, "LoadedPositions", PosID=number, FirmID="F")
 
     def look(process):
