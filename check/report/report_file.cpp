@@ -44,7 +44,7 @@ ReportFile::ReportFile(const std::filesystem::path& path) {
   }
   beside_ = path_;
   beside_ += ".part";
-  WriteBeside({});
+  WriteBeside("");
   std::filesystem::remove(beside_, error);
 }
 
