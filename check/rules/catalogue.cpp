@@ -23,13 +23,17 @@ const std::vector<db::TableDescription>& Catalogue() {
 }
 
 const db::TableDescription& TableNamed(std::string_view name) {
-  const auto& tables = Catalogue();
-  const auto found = std::find_if(tables.begin(), tables.end(),
-                                  [name](const db::TableDescription& table) { return table.name == name; });
-  if (found == tables.end()) {
+  const std::size_t place = PlaceOf(name);
+  if (place == Catalogue().size()) {
     throw std::out_of_range("there is no table " + std::string(name));
   }
-  return *found;
+  return Catalogue()[place];
+}
+
+std::size_t PlaceOf(std::string_view table) {
+  const auto& all = Catalogue();
+  return static_cast<std::size_t>(
+      std::find_if(all.begin(), all.end(), [table](const auto& each) { return each.name == table; }) - all.begin());
 }
 
 }  // namespace check

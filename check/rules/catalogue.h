@@ -1,6 +1,7 @@
 #ifndef BW_CHECK_RULES_CATALOGUE_H
 #define BW_CHECK_RULES_CATALOGUE_H
 
+#include <cstddef>
 #include <string_view>
 #include <vector>
 
@@ -15,6 +16,9 @@ const std::vector<db::TableDescription>& Catalogue();
 ///
 /// \throws std::out_of_range when there is none.
 const db::TableDescription& TableNamed(std::string_view name);
+
+/// Its place in the catalogue, from 0; their number when there is none of that name.
+std::size_t PlaceOf(std::string_view table);
 
 }  // namespace check
 

@@ -1,0 +1,300 @@
+#include "check/after/database_comparison.h"
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <iterator>
+#include <stdexcept>
+#include <utility>
+
+#include "check/after/reference_comparison.h"
+#include "check/after/wording.h"
+#include "check/characters/characters.h"
+#include "check/rules/catalogue.h"
+#include "check/sql/query.h"
+#include "check/staging/procedures.h"
+#include "check/staging/session.h"
+#include "odbc/diagnostics.h"
+
+namespace check {
+
+namespace {
+
+void RequireComparing(const staging::Writability& writability) {
+  if (writability.readOnlyDataSource) {
+    throw std::runtime_error(
+        "the destination's data source has ReadOnly = 1: the check needs temporary tables in its own session. Set "
+        "ReadOnly = 0 in the data source; the check writes nothing else");
+  }
+  if (!writability.preparesOnServer) {
+    throw std::runtime_error(
+        "the destination's data source has UseServerSidePrepare = 0: values are stored otherwise with it. Set "
+        "UseServerSidePrepare = 1 in the data source");
+  }
+}
+/// The columns that the migrator fills and the table does not have.
+std::vector<std::string> MissingColumns(const odbc::DBConnection& destination, const staging::Copy& copy) {
+  std::set<std::string, std::less<>> existing;
+  for (const TextRow& row : QueryRows(destination,
+                                      "SELECT attname FROM pg_attribute WHERE attrelid = CAST(? AS regclass) AND "
+                                      "attnum > 0 AND NOT attisdropped",
+                                      {copy.path})) {
+    existing.insert(row.at(0).value_or(""));
+  }
+  std::vector<std::string> missing;
+  for (const db::ParameterDescription& parameter : copy.table->parameters) {
+    if (!existing.contains(parameter.column)) {
+      missing.emplace_back(parameter.column);
+    }
+  }
+  return missing;
+}
+
+ComparedTable DescribeCompared(const staging::Copy& copy, const staging::Relation& relation) {
+  const db::TableDescription& table = *copy.table;
+  const rules::TableRules& rules = rules::RulesOf(table.name);
+  ComparedTable compared{.name = std::string(table.name),
+                         .path = relation.name,
+                         .copy = copy.path,
+                         .columns = {},
+                         .key = {rules.key.begin(), rules.key.end()},
+                         .copyKey = {},
+                         .assigned = std::string(rules.assigned),
+                         .references = {}};
+  for (const db::ParameterDescription& parameter : table.parameters) {
+    if (parameter.direction == SQL_PARAM_INPUT) {
+      compared.columns.emplace_back(parameter.column);
+    }
+  }
+  const std::vector<std::string_view> replaced = staging::ReplacedNumbers(table);
+  std::transform(rules.key.begin(), rules.key.end(), std::back_inserter(compared.copyKey),
+                 [&replaced](std::string_view column) {
+                   const bool isReplaced = std::find(replaced.begin(), replaced.end(), column) != replaced.end();
+                   return isReplaced ? staging::SourceNumberColumn(column) : std::string(column);
+                 });
+  for (const rules::ColumnRule& rule : rules.columns) {
+    if (rule.reference && rule.reference->kind == rules::ReferenceKind::FollowsNumber) {
+      compared.references.push_back({.column = std::string(rule.column), .table = std::string(rule.reference->table)});
+    }
+  }
+  return compared;
+}
+
+void GiveUp(TableResult& result, std::string reason) {
+  result.compared = nullptr;
+  result.uncomparedColumns.clear();
+  result.uncomparable = std::move(reason);
+}
+
+}  // namespace
+
+DatabaseComparison::DatabaseComparison(const odbc::DBConnection& source, const odbc::DBConnection& trial,
+                                       const odbc::DBConnection& destination, Progress& progress)
+    : source_(source), trial_(trial), destination_(destination), progress_(progress) {}
+
+void DatabaseComparison::Run(const std::vector<std::string>& chosen, const std::set<std::string, std::less<>>& unread,
+                             Report& report) {
+  progress_.Begin("destination");
+  RequireComparing(staging::BeginSession(destination_));
+  const staging::Destination model = staging::ReadDestination(destination_);
+  tables_ = staging::TablesNeeded(destination_, model, chosen);
+  const staging::Copies copies =
+      staging::CreateCopies(destination_, model, tables_, staging::ReadCalls(destination_, model));
+  RestartNumbers(copies);
+  const staging::Obstacles obstacles = Describe(model, copies, unread);
+  comparison_.emplace(destination_, compared_);
+  comparison_->CreateTables();
+  staging::EndCreation(destination_);
+  progress_.Begin("characters");
+  std::vector<db::TableDescription> readable;
+  std::copy_if(tables_.begin(), tables_.end(), std::back_inserter(readable),
+               [&unread](const db::TableDescription& table) { return !unread.contains(table.name); });
+  const characters::Characters characters(source_, trial_, destination_, readable, progress_);
+  report.facts.insert(report.facts.end(), characters.facts().begin(), characters.facts().end());
+  staged_ = staging::Stage(source_, destination_, tables_, copies, obstacles, characters, progress_);
+  comparison_->Begin();
+  for (std::size_t i = 0; i < results_.size(); ++i) {
+    results_[i].staged = &staged_.tables[i];
+    Timed(results_[i], [this, i] { CompareRows(results_[i]); });
+  }
+}
+
+void DatabaseComparison::CompareReferences(std::optional<std::size_t> endedIn) {
+  for (TableResult& result : results_) {
+    Timed(result, [this, &result, endedIn] { CompareReferences(result, endedIn); });
+  }
+}
+
+template <class Step>
+void DatabaseComparison::Timed(TableResult& result, Step step) {
+  progress_.Begin(result.table->name);
+  const auto start = std::chrono::steady_clock::now();
+  step();
+  result.milliseconds +=
+      std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count();
+}
+
+/// A sequence that no truncate restarts has gone on since the run, and may be at its end. The copies' numbers need
+/// not be the run's.
+void DatabaseComparison::RestartNumbers(const staging::Copies& copies) const {
+  for (const auto& [name, copy] : copies.copies) {
+    for (const staging::NumberedColumn& column : copy.numbered) {
+      Execute(destination_, "ALTER SEQUENCE " + column.sequence + " RESTART");
+    }
+  }
+}
+
+staging::Obstacles DatabaseComparison::Describe(const staging::Destination& model, const staging::Copies& copies,
+                                                const std::set<std::string, std::less<>>& unread) {
+  staging::Obstacles obstacles;
+  compared_.reserve(tables_.size());
+  for (const db::TableDescription& table : tables_) {
+    TableResult& result = results_.emplace_back();
+    result.table = &table;
+    const staging::Relation* const relation = model.Find(table.name);
+    const auto copy = copies.copies.find(table.name);
+    result.exists = relation != nullptr;
+    if (unread.contains(table.name)) {
+      obstacles.cannotRead.emplace(table.name, "the source's table cannot be read");
+      result.uncomparable = "the source's table cannot be read";
+    } else if (relation == nullptr) {
+      result.uncomparable = "the destination has no such table";
+    } else if (copy == copies.copies.end()) {
+      const auto reason = copies.unforeseen.find(table.name);
+      result.uncomparable = reason == copies.unforeseen.end() ? "it has no copy" : reason->second;
+    } else if (const auto missing = MissingColumns(destination_, copy->second); !missing.empty()) {
+      result.uncomparable = "it has no column " + Listed(missing);
+      obstacles.cannotWrite.emplace(table.name, result.uncomparable);
+    } else {
+      result.compared = &compared_.emplace_back(DescribeCompared(copy->second, *relation));
+    }
+  }
+  return obstacles;
+}
+
+const TableResult* DatabaseComparison::Find(std::string_view table) const {
+  const auto found = std::find_if(results_.begin(), results_.end(),
+                                  [table](const TableResult& result) { return result.table->name == table; });
+  return found == results_.end() ? nullptr : &*found;
+}
+
+ComparedTable& DatabaseComparison::ComparedNamed(std::string_view table) {
+  return *std::find_if(compared_.begin(), compared_.end(),
+                       [table](const ComparedTable& compared) { return compared.name == table; });
+}
+
+void DatabaseComparison::CompareRows(TableResult& result) {
+  if (result.compared == nullptr) {
+    return;
+  }
+  if (!result.staged->readable) {
+    GiveUp(result, "it refers to rows of a table of the source that cannot be read");
+    return;
+  }
+  LeaveOutReferences(result);
+  const bool isRefused =
+      std::any_of(result.staged->remarks.begin(), result.staged->remarks.end(), [](const auto& each) {
+        return each.first.remark == staging::Remark::Refused || each.first.remark == staging::Remark::ParentRefused;
+      });
+  if (!result.uncomparedColumns.empty() && isRefused) {
+    GiveUp(result, "its rows refer to rows that cannot be compared");
+    return;
+  }
+  try {
+    result.rows = comparison_->Compare(*result.compared);
+  } catch (const odbc::Error& error) {
+    // A right or an operator that is missing.
+    if (!error.IsOfClass("42")) {
+      throw;
+    }
+    GiveUp(result, error.what());
+  }
+}
+
+/// Of a table that was not compared nobody knows which number a row has.
+void DatabaseComparison::LeaveOutReferences(TableResult& result) {
+  ComparedTable& table = ComparedNamed(result.table->name);
+  std::erase_if(table.references, [&](const FollowedReference& reference) {
+    const TableResult* const referred = Find(reference.table);
+    if (referred != nullptr && referred->rows) {
+      return false;
+    }
+    result.uncomparedColumns.push_back(reference.column);
+    std::erase(table.columns, reference.column);
+    return true;
+  });
+  for (const std::string& column : result.uncomparedColumns) {
+    const auto place = std::find(table.key.begin(), table.key.end(), column);
+    if (place != table.key.end()) {
+      table.copyKey.erase(table.copyKey.begin() + (place - table.key.begin()));
+      table.key.erase(place);
+    }
+  }
+}
+
+void DatabaseComparison::CompareReferences(TableResult& result, std::optional<std::size_t> endedIn) {
+  if (!result.rows) {
+    return;
+  }
+  for (const rules::ColumnRule& rule : rules::RulesOf(result.table->name).columns) {
+    const TableResult* const referred = rule.reference ? Find(rule.reference->table) : nullptr;
+    if (referred == nullptr || !referred->rows) {
+      continue;
+    }
+    if (endedIn && PlaceOf(referred->table->name) >= *endedIn) {
+      result.judgedReferences.push_back(rule.column);
+    } else if (!IsAsStaged(result, rule, *referred)) {
+      CompareReference(result, rule, *referred);
+    }
+  }
+}
+
+/// Whether the numbers of a column lead where those of the copy do.
+bool DatabaseComparison::IsAsStaged(const TableResult& result, const rules::ColumnRule& rule,
+                                    const TableResult& referred) const {
+  const std::vector<std::string>& differing = result.rows->differing;
+  const bool hasAssigned = !result.compared->assigned.empty();
+  const bool isReferredAsStaged = referred.compared->assigned.empty()
+                                      ? referred.rows->missing == 0
+                                      : comparison_->NumbersAreTheCopys(*referred.compared);
+  return isReferredAsStaged && result.rows->missing + result.rows->unexpected == 0 &&
+         std::find(differing.begin(), differing.end(), rule.column) == differing.end() &&
+         (rule.reference->kind != rules::ReferenceKind::ByPosition || !hasAssigned ||
+          comparison_->NumbersAreTheCopys(*result.compared));
+}
+
+void DatabaseComparison::CompareReference(TableResult& result, const rules::ColumnRule& rule,
+                                          const TableResult& referred) {
+  const rules::TableRules& ofReferred = rules::RulesOf(referred.table->name);
+  if (rule.reference->kind == rules::ReferenceKind::FollowsNumber || ofReferred.assigned.empty()) {
+    const std::string number(ofReferred.key.front());
+    const WrongReferences dangling =
+        FindDangling(destination_, *comparison_, *result.compared, rule, *referred.compared, number);
+    if (dangling.rows > 0) {
+      result.referencesDiffer = true;
+      result.referenceFindings.push_back(
+          DanglingFinding(dangling, *result.compared, std::string(rule.column), *referred.compared, number));
+    }
+    return;
+  }
+  result.judgedReferences.push_back(rule.column);
+  const auto find = [&](Numbering numbering) {
+    return FindElsewhere(destination_, *comparison_, *result.compared, rule, *referred.compared, numbering);
+  };
+  if (const WrongReferences exchanged = find(Numbering::OutOfOrder); exchanged.rows > 0) {
+    result.referencesDiffer = true;
+    result.referenceFindings.push_back(ExchangedFinding(exchanged, *result.compared, rule));
+  }
+  if (const WrongReferences elsewhere = find(Numbering::InOrder); elsewhere.rows > 0) {
+    const auto staged = result.staged->remarks.find(ElsewhereRemark(rule));
+    const bool expected = staged != result.staged->remarks.end() && elsewhere.rows <= staged->second.rows;
+    result.referencesDiffer = result.referencesDiffer || !expected;
+    result.referenceFindings.push_back(ElsewhereFinding(elsewhere, *result.compared, rule));
+  }
+}
+
+staging::RemarkKey DatabaseComparison::ElsewhereRemark(const rules::ColumnRule& rule) {
+  return {staging::Remark::PointsElsewhere, {std::string(rule.column)}, {}, std::string(rule.reference->table)};
+}
+
+}  // namespace check
