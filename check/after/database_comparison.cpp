@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <functional>
 #include <iterator>
 #include <stdexcept>
 #include <utility>

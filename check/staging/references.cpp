@@ -24,6 +24,13 @@ std::string AsInSource(const db::TableDescription& table, std::string_view colum
   return "c." + Quoted(isReplaced ? SourceNumberColumn(column) : std::string(column));
 }
 
+/// A number as a column stores it that may have another type than the number.
+std::string Stored(const std::string& number, const Copy& copy, std::string_view column) {
+  const auto type = copy.types.find(column);
+  return type == copy.types.end() || type->second == "integer" ? number
+                                                               : "CAST((" + number + ")::text AS " + type->second + ")";
+}
+
 /// The key columns of a copy's row, with what the source has in them, as texts.
 std::string KeyList(const db::TableDescription& table) {
   std::string list;
@@ -79,14 +86,16 @@ void LookAtReference(const odbc::DBConnection& destination, const Copy& copy, co
   const std::string source = Quoted(SourceNumberColumn(assigned));
   const std::string kept = "c." + Quoted(rule.column);
   const std::string old = AsInSource(*copy.table, rule.column);
+  const auto asOld = [&](const std::string& each) { return old == kept ? Stored(each, copy, rule.column) : each; };
   // A number that names no row in the source is no reference, unless it names one afterwards.
   const std::string rows =
       " FROM (SELECT c.*, " + old + " AS old_number, n.source AS new_number FROM " + copy.path +
       " c LEFT JOIN (SELECT " + number + " AS number, " + source + " AS source FROM " + referred.path +
-      " UNION ALL SELECT assigned, number FROM " + std::string(kLeftOut) + " WHERE tab = ?) n ON n.number = " + kept +
-      " LEFT JOIN (SELECT " + source + " AS number FROM " + referred.path + " UNION SELECT number FROM " +
-      std::string(kLeftOut) + " WHERE tab = ?) s ON s.number = " + old +
-      " WHERE CASE WHEN s.number IS NULL THEN n.number IS NOT NULL ELSE n.source IS DISTINCT FROM " + old + " END) c";
+      " UNION ALL SELECT assigned, number FROM " + std::string(kLeftOut) + " WHERE tab = ?) n ON " +
+      Stored("n.number", copy, rule.column) + " = " + kept + " LEFT JOIN (SELECT " + source + " AS number FROM " +
+      referred.path + " UNION SELECT number FROM " + std::string(kLeftOut) + " WHERE tab = ?) s ON " +
+      asOld("s.number") + " = " + old + " WHERE CASE WHEN s.number IS NULL THEN n.number IS NOT NULL ELSE " +
+      asOld("n.source") + " IS DISTINCT FROM " + old + " END) c";
   const Parameters parameters(2, std::string(rule.reference->table));
   AddRows(destination, *copy.table, rows, parameters,
           {Remark::PointsElsewhere, {std::string(rule.column)}, {}, std::string(rule.reference->table)}, staged);

@@ -407,6 +407,11 @@ HARMLESS = {
         'ALTER TABLE "LoadedPositions" ALTER "PosType" TYPE numeric(10), ALTER "LimitKind" TYPE double precision',
         'ALTER TABLE "ExportOrder" ALTER "BrokerPoolID" TYPE varchar(4)',
     ),
+    "kept numbers in columns of other types": (
+        'ALTER TABLE "StopOrders" ALTER "GroupOrderID" TYPE varchar(20)',
+        'ALTER TABLE "NegOrders" ALTER "GroupOrderID" TYPE numeric(12, 2)',
+        'ALTER TABLE "ExportOrder" ALTER "UserGroupID" TYPE text',
+    ),
     "columns that fill themselves": (
         'ALTER TABLE "Clients" ADD note text',
         "ALTER TABLE \"Clients\" ADD written timestamptz NOT NULL DEFAULT now()",
