@@ -103,6 +103,13 @@ def _assert_all_same(result, rows) -> None:
     assert (table["source_rows"], table["arriving_rows"], table["unchanged_rows"]) == (rows, rows, rows)
 
 
+def _assert_complete(result, findings) -> None:
+    assert result.report is not None, result.errors
+    assert result.findings() == findings
+    assert result.report["verdict"].startswith("Complete")
+    assert result.code == (1 if findings else 0)
+
+
 @pytest.mark.parametrize("through_utf8", [False, True])
 @pytest.mark.parametrize("code_page", ONE_BYTE)
 def test_all_characters_of_a_code_page_arrive(new_source, code_page, through_utf8):
@@ -117,6 +124,7 @@ def test_all_characters_of_a_code_page_arrive(new_source, code_page, through_utf
     assert f"): {len(texts)} of {len(texts)} beyond ASCII arrive as they are; each takes up to " in fact
     assert fact.endswith(("3 bytes" if through_utf8 else "1 byte") + " where texts are cut by bytes.")
     assert _arrived(workspace) == texts
+    _assert_complete(check(workspace, "after"), [])
 
 
 @pytest.mark.parametrize("through_utf8", [False, True])
@@ -132,6 +140,7 @@ def test_characters_of_several_bytes_arrive(new_source, code_page, through_utf8)
     characters = len({character for character in SAMPLES[code_page] if character > "\x7f"})
     assert f"): {characters} of {characters} beyond ASCII in the texts arrive as they are; " in fact
     assert _arrived(workspace) == texts
+    _assert_complete(check(workspace, "after"), [])
 
 
 # Code page of the source, settings, and what becomes of each text.
@@ -184,6 +193,7 @@ def test_garbled_texts_are_found_and_no_others(new_source, code_page, settings, 
     assert (table["arriving_rows"], table["refused_rows"]) == (len(texts) + 1, 0)
     assert table["unchanged_rows"] == len(texts) + 1 - len(changed)
     assert _arrived(workspace) == list(texts.values())
+    _assert_complete(check(workspace, "after"), [("SystemData", "character-changed", "KeyValue", len(changed), keys)])
 
 
 # What becomes of the keys is part of it: after the first character that the driver cannot convert, it gives question
