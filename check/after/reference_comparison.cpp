@@ -10,10 +10,6 @@ namespace check {
 
 namespace {
 
-std::string Quoted(std::string_view name) {
-  return QuotedName(Side::Destination, name);
-}
-
 /// A column of a copy with the number that the source has there.
 std::string SourceNumber(std::string_view column) {
   return "c." + Quoted(staging::SourceNumberColumn(column));

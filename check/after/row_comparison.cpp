@@ -25,10 +25,6 @@ constexpr std::string_view kNumber = "bw_number";
 /// Characters of a value that are shown.
 constexpr std::size_t kShownCharacters = 100;
 
-std::string Quoted(std::string_view name) {
-  return QuotedName(Side::Destination, name);
-}
-
 /// The name of one of the session's own tables.
 std::string OwnName(std::string_view what, const ComparedTable& table) {
   return Quoted("bw_" + std::string(what) + " " + table.name);
@@ -44,14 +40,6 @@ std::string NumbersOf(const ComparedTable& table) {
 
 std::string EqualRowsOf(const ComparedTable& table) {
   return "pg_temp." + OwnName("equal", table);
-}
-
-std::string Joined(const std::vector<std::string>& parts, std::string_view separator) {
-  std::string text;
-  for (const std::string& part : parts) {
-    text.append(text.empty() ? "" : separator).append(part);
-  }
-  return text;
 }
 
 std::string RowOf(std::string_view alias, const std::vector<std::string>& columns) {

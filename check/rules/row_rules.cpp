@@ -18,18 +18,6 @@ constexpr double kNullDouble = 1e50;
 constexpr std::int32_t kNullInt32 = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMinusOne = -1;
 
-template <class Value>
-Value ValueAt(const char* bytes) {
-  Value value{};
-  std::memcpy(&value, bytes, sizeof(value));
-  return value;
-}
-
-/// Up to the first zero.
-std::string_view TextAt(const char* bytes, std::size_t size) {
-  return {bytes, static_cast<std::size_t>(std::find(bytes, bytes + size, '\0') - bytes)};
-}
-
 /// Without spaces around it, a plus sign and what a fraction ends in without need.
 std::string_view Plain(std::string_view number) {
   number.remove_prefix(std::min(number.find_first_not_of(' '), number.size()));
@@ -58,6 +46,10 @@ bool IsNumber(std::string_view text, double number) {
 }
 
 }  // namespace
+
+std::string_view TextAt(const char* bytes, std::size_t size) {
+  return {bytes, static_cast<std::size_t>(std::find(bytes, bytes + size, '\0') - bytes)};
+}
 
 std::string Shown(std::string_view text) {
   return "'" + std::string(text) + "'";

@@ -107,6 +107,18 @@ std::string QuotedName(Side side, std::string_view name) {
   return controls ? "U&" + Enclosed('"', escaped, '"') + " UESCAPE '!'" : Enclosed('"', name, '"');
 }
 
+std::string Quoted(std::string_view name) {
+  return QuotedName(Side::Destination, name);
+}
+
+std::string Joined(const std::vector<std::string>& parts, std::string_view separator) {
+  std::string text;
+  for (const std::string& part : parts) {
+    text.append(text.empty() ? "" : separator).append(part);
+  }
+  return text;
+}
+
 std::string Literal(std::string_view text) {
   return Enclosed('\'', text, '\'');
 }

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "check/report/finding.h"
 
@@ -11,6 +12,12 @@ namespace check {
 
 /// A name: in brackets for the source, in double quotes for the destination, where control characters become numbers.
 std::string QuotedName(Side side, std::string_view name);
+
+/// A name for the destination.
+std::string Quoted(std::string_view name);
+
+/// The parts with the separator between them.
+std::string Joined(const std::vector<std::string>& parts, std::string_view separator = ", ");
 
 /// A text literal of constants that hold no backslash, for either side.
 std::string Literal(std::string_view text);

@@ -13,10 +13,6 @@ namespace check::staging {
 
 namespace {
 
-std::string Quoted(std::string_view name) {
-  return QuotedName(Side::Destination, name);
-}
-
 std::string Text(const TextRow& row, std::size_t column) {
   return row.at(column).value_or("");
 }

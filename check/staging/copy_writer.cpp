@@ -22,34 +22,10 @@ namespace {
 // Room for what is stored of a value; what is longer was changed in any case.
 constexpr std::size_t kResultSize = 1024;
 
-std::string Quoted(std::string_view name) {
-  return QuotedName(Side::Destination, name);
-}
-
-std::string Joined(const std::vector<std::string>& parts) {
-  std::string text;
-  for (const std::string& part : parts) {
-    text += (text.empty() ? "" : ", ") + part;
-  }
-  return text;
-}
-
 /// Whether the server or the connection is in trouble, so that it was not the row that was refused.
 bool IsTrouble(const odbc::Error& error) {
   constexpr std::array<std::string_view, 9> classes = {"08", "25", "40", "53", "55", "57", "58", "HY", "XX"};
   return std::any_of(classes.begin(), classes.end(), [&error](std::string_view each) { return error.IsOfClass(each); });
-}
-
-template <class Value>
-Value ValueAt(const char* bytes) {
-  Value value{};
-  std::memcpy(&value, bytes, sizeof(value));
-  return value;
-}
-
-/// Up to the first zero.
-std::string_view TextAt(const char* bytes, std::size_t size) {
-  return {bytes, static_cast<std::size_t>(std::find(bytes, bytes + size, '\0') - bytes)};
 }
 
 std::optional<std::int32_t> Int32Of(std::string_view text) {
@@ -278,11 +254,12 @@ void CopyWriter::ReadChanges(std::size_t row) {
     std::string shown = "NULL";
     const bool isText = description.kind == db::ValueKind::Text && !SentAsNumber(description.name);
     if (isText && !result.IsNull()) {
-      same = text == TextAt(field, description.size);
+      same = text == rules::TextAt(field, description.size);
       shown = rules::Shown(text);
     } else if (!result.IsNull()) {
       const bool isDouble = description.kind == db::ValueKind::Double;
-      const double sent = isDouble ? ValueAt<double>(field) : static_cast<double>(ValueAt<std::int32_t>(field));
+      const double sent =
+          isDouble ? rules::ValueAt<double>(field) : static_cast<double>(rules::ValueAt<std::int32_t>(field));
       const bool asDouble = copy_.asDoubles.contains(column);
       const std::optional<double> stored = asDouble ? DoubleOfHex(text) : NumberOf(text);
       // The bytes, since -0 equals 0.
@@ -354,11 +331,11 @@ bool CopyWriter::Refuses(std::size_t row, const std::string& column, const std::
   const char* const field = image(row) + description.offset;
   std::string value;
   if (description.kind == db::ValueKind::Double) {
-    value = rules::Shown(ValueAt<double>(field));
+    value = rules::Shown(rules::ValueAt<double>(field));
   } else if (description.kind == db::ValueKind::Int32 || SentAsNumber(column)) {
-    value = std::to_string(ValueAt<std::int32_t>(field));
+    value = std::to_string(rules::ValueAt<std::int32_t>(field));
   } else {
-    value = TextAt(field, description.size);
+    value = rules::TextAt(field, description.size);
   }
   try {
     // A cast cuts what is too long without an error, unlike an INSERT.

@@ -13,10 +13,6 @@ namespace check::staging {
 
 namespace {
 
-std::string Quoted(std::string_view name) {
-  return QuotedName(Side::Destination, name);
-}
-
 /// A column of the copy with what the source has in it.
 std::string AsInSource(const db::TableDescription& table, std::string_view column) {
   const std::vector<std::string_view> replaced = ReplacedNumbers(table);
