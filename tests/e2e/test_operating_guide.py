@@ -1,6 +1,6 @@
-"""Every SQL text of the operating guide and the README, run as an operator runs it, and what they say of the drivers.
+"""The queries and the commands of the operators' pages, run as an operator runs them, and what the pages say of drivers.
 
-The texts for the source are pasted into tsql as whole blocks, those for the destination run as the migrating role.
+The queries for the source run in tsql, those for the destination as the migrating role.
 """
 
 import contextlib
@@ -21,52 +21,49 @@ import scratch
 import source
 
 _ROOT = pathlib.Path(__file__).resolve().parents[2]
-_DOCUMENTS = (_ROOT / "docs" / "operating.md", _ROOT / "README.md")
+_QUERIES = _ROOT / "queries"
 
 _FENCE = re.compile(r"^ *```(\w*)\n(.*?)^ *```$", re.MULTILINE | re.DOTALL)
-_MARK = re.compile(r"-- (source|destination): (.+)")
-# A statement rather than a keyword that is mentioned.
-_STATEMENT = r"(?:SELECT|WITH|INSERT|UPDATE|DELETE|MERGE|EXEC|DROP|ALTER|CREATE|GRANT|REVOKE)\b[ \n]*[^` \n]"
 
-SOURCE_BLOCKS = {
-    "schema version",
-    "references to groups and orders that do not exist",
-    "client prices without their security",
-    "groups, agencies and pools that get another number",
-    "members, restrictions, scales and orders in pools that will point elsewhere",
-    "the reading order",
-    "broker pools that are no number",
-    "values that change",
-    "NULLs that become a value",
-    "NULLs that end a table",
-    "NULLs that repeat the row before",
-    "texts that will be cut",
+SOURCE_QUERIES = {
+    "schema-version",
+    "missing-references",
+    "client-prices-without-security",
+    "renumbered",
+    "references-that-change",
+    "reading-order",
+    "broker-pools",
+    "changed-values",
+    "replaced-nulls",
+    "nulls-that-end-a-table",
+    "nulls-that-repeat-a-row",
+    "cut-texts",
     "duplicates",
-    "what belongs to each group",
+    "group-members",
     "counts",
     "sums",
 }
-DESTINATION_BLOCKS = {
-    "missing rights",
-    "tables that the cascades empty",
-    "foreign keys that end the run",
-    "sequences with another start or step",
-    "encrypted sessions",
-    "rows so far",
-    "what the run is doing",
-    "what belongs to each group",
-    "references that lead nowhere",
+DESTINATION_QUERIES = {
+    "missing-rights",
+    "cascades",
+    "blocking-foreign-keys",
+    "sequences",
+    "encrypted-sessions",
+    "rows-so-far",
+    "run-activity",
+    "group-members",
+    "dangling-references",
     "counts",
     "sums",
 }
 
 # What finds a flaw, and nothing in a source without one.
-TRAPS = SOURCE_BLOCKS - {
-    "schema version",
-    "the reading order",
-    "values that change",
-    "NULLs that become a value",
-    "what belongs to each group",
+TRAPS = SOURCE_QUERIES - {
+    "schema-version",
+    "reading-order",
+    "changed-values",
+    "replaced-nulls",
+    "group-members",
     "counts",
     "sums",
 }
@@ -182,27 +179,23 @@ SUMMED = {
 }
 
 
-def _blocks(language) -> list[str]:
-    return [
+def _commands(page, containing) -> str:
+    """The only block of commands of a page that has a text."""
+    (found,) = (
         text
-        for document in _DOCUMENTS
-        for fence, text in _FENCE.findall(document.read_text())
-        if fence.lower() == language
-    ]
-
-
-def _query(side, name) -> str:
-    (text,) = (text for text in _blocks("sql") if text.startswith(f"-- {side}: {name}\n"))
-    return text
+        for language, text in _FENCE.findall((_ROOT / "docs" / page).read_text())
+        if language == "sh" and containing in text
+    )
+    return found
 
 
 def _ask_source(workspace, name) -> list[list[str]]:
-    """Pastes a block into tsql. The rows of all its queries."""
+    """Runs a file in tsql. The rows of all its queries."""
     command = ["tsql", "-H", "127.0.0.1", "-p", str(workspace.source_server.port), "-D", lab.SOURCE_DATABASE]
     command += ["-U", lab.SOURCE_LOGIN, "-P", lab.SOURCE_PASSWORD, "-o", "qfh", "-t", "|"]
     run = subprocess.run(
         command,
-        input=_query("source", name) + "go\nexit\n",
+        input=(_QUERIES / "source" / f"{name}.sql").read_text(),
         env=workspace.environment | {"TDSVER": "7.4", "LC_ALL": "C.UTF-8"},
         capture_output=True,
         text=True,
@@ -213,7 +206,18 @@ def _ask_source(workspace, name) -> list[list[str]]:
 
 
 def _ask_destination(workspace, name) -> list[tuple]:
-    return workspace.query_destination(_query("destination", name))
+    return workspace.query_destination((_QUERIES / "destination" / f"{name}.sql").read_text())
+
+
+def _psql(workspace, name, edit=lambda text: text) -> list[str]:
+    """Runs a file in psql, after an edit of its text. The lines that are shown."""
+    command = ["psql", "-XqAt", "-v", "ON_ERROR_STOP=1", "-h", "127.0.0.1", "-p", str(workspace.lab.postgres.port)]
+    return subprocess.check_output(
+        [*command, "-U", lab.DESTINATION_LOGIN, workspace.database],
+        input=edit((_QUERIES / "destination" / f"{name}.sql").read_text()),
+        env=workspace.environment | {"PGPASSWORD": lab.DESTINATION_PASSWORD},
+        text=True,
+    ).splitlines()
 
 
 def _fill_without_flaws(path) -> None:
@@ -258,22 +262,57 @@ def new_source(new_workspace):
     return make
 
 
-class TestTexts:
-    def test_every_block_is_marked_and_has_its_test(self):
-        marks = [_MARK.fullmatch(text.partition("\n")[0]) for text in _blocks("sql")]
-        assert all(marks), _blocks("sql")
-        found = [mark.groups() for mark in marks]
-        assert len(set(found)) == len(found)
-        assert {name for side, name in found if side == "source"} == SOURCE_BLOCKS
-        assert {name for side, name in found if side == "destination"} == DESTINATION_BLOCKS
+class TestFiles:
+    def test_every_file_has_its_test(self):
+        assert {path.stem for path in (_QUERIES / "source").iterdir()} == SOURCE_QUERIES
+        assert {path.stem for path in (_QUERIES / "destination").iterdir()} == DESTINATION_QUERIES
+        assert {path.suffix for path in _QUERIES.glob("*/*")} == {".sql"}
 
-    @pytest.mark.parametrize("document", _DOCUMENTS, ids=lambda path: path.name)
-    def test_no_sql_stands_outside_of_the_blocks(self, document):
-        text = document.read_text()
-        for language, block in _FENCE.findall(text):
-            assert language in ("sql", "sh", "ini") or not re.search(f"^{_STATEMENT}", block, re.MULTILINE), block
-        assert text.count("```") == 2 * len(_FENCE.findall(text))
-        assert re.findall(f"`{_STATEMENT}[^`]*`", _FENCE.sub("", text)) == []
+    @pytest.mark.parametrize("path", sorted(_QUERIES.glob("*/*")), ids=lambda path: f"{path.parent.name}/{path.name}")
+    def test_only_reads(self, path):
+        statements = re.split(r";\s*", re.sub(r"^--.*\n", "", path.read_text(), flags=re.MULTILINE))
+        assert statements.pop() in ("", "go\n")
+        first = [statement.split()[0] for statement in statements]
+        assert set(first) <= {"SELECT", "WITH", "SET"}
+        assert first.count("SET") <= 1
+
+    @pytest.mark.parametrize("name", sorted(DESTINATION_QUERIES))
+    def test_runs_in_psql(self, migrated, name):
+        _psql(migrated, name)
+
+    @pytest.mark.parametrize(
+        "name, line",
+        [("counts", "Clients|0"), ("sequences", "Night_ID_seq|5|1"), ("rows-so-far", "Clients|0")],
+    )
+    def test_schema_of_the_destination_is_set_in_one_line(self, new_workspace, name, line):
+        workspace = new_workspace()
+        workspace.execute_destination(
+            "CREATE SCHEMA \"Night Desk\" AUTHORIZATION bw_migrator",
+            *(f'ALTER TABLE "{table}" SET SCHEMA "Night Desk"' for table in KEYS),
+            'CREATE SEQUENCE "Night Desk"."Night_ID_seq" START 5',
+        )
+
+        shown = _psql(workspace, name, lambda text: text.replace("TO public;", 'TO "Night Desk";', 1))
+
+        assert line in shown
+
+    def test_missing_schema_of_the_destination_is_an_error(self, new_workspace):
+        workspace = new_workspace()
+        for path in (_QUERIES / "destination").iterdir():
+            if "SET search_path" in path.read_text():
+                with pytest.raises(subprocess.CalledProcessError):
+                    _psql(workspace, path.stem, lambda text: text.replace("TO public;", "TO missing;", 1))
+
+    def test_schema_of_the_source_is_set_by_the_command_that_a_file_shows(self):
+        for path in (_QUERIES / "source").iterdir():
+            (command,) = re.findall(r"(sed .*)", path.read_text()) or [None]
+            if path.stem == "schema-version":
+                assert command is None
+                continue
+            text = subprocess.check_output(["bash", "-c", command], cwd=path.parent, text=True)
+            *_, statements = text.partition("\n\n")
+            assert "[dbo]" not in statements
+            assert statements.count("[sales].") == path.read_text().count("[dbo].")
 
     @pytest.mark.parametrize("name", sorted(TRAPS))
     def test_finds_nothing_in_a_source_without_flaws(self, migrated, name):
@@ -282,7 +321,7 @@ class TestTexts:
 
 class TestTraps:
     def test_schema_version(self, migrated):
-        assert _ask_source(migrated, "schema version") == [["29"]]
+        assert _ask_source(migrated, "schema-version") == [["29"]]
 
     def test_null_in_every_bound_column(self, new_workspace):
         def fill(path):
@@ -294,10 +333,10 @@ class TestTraps:
         expected = []
         for table in BOUND_TABLES:
             expected += _rows_with_nulls(workspace, table, source.columns(workspace.source_file, table))
-        assert _ask_source(workspace, "NULLs that end a table") == expected
+        assert _ask_source(workspace, "nulls-that-end-a-table") == expected
 
     @pytest.mark.parametrize(
-        "name, replaced", [("NULLs that repeat the row before", False), ("NULLs that become a value", True)]
+        "name, replaced", [("nulls-that-repeat-a-row", False), ("replaced-nulls", True)]
     )
     def test_null_in_every_column_that_is_read_by_itself(self, new_workspace, name, replaced):
         def fill(path):
@@ -329,7 +368,7 @@ class TestTraps:
             for number, (column, width) in enumerate(widths.items(), start=1):
                 key = _key(workspace.source_file, table, number) | {column: "y" * width + "z"}
                 expected.append([table, *(str(key[name]) for name in KEYS[table])])
-        assert _ask_source(workspace, "texts that will be cut") == expected
+        assert _ask_source(workspace, "cut-texts") == expected
 
     @pytest.mark.parametrize("code_page, named", [("1252", []), ("65001", [["Clients", "1", "KL1"]])])
     def test_a_text_is_as_long_as_its_bytes_in_the_source(self, new_source, code_page, named):
@@ -338,7 +377,7 @@ class TestTraps:
             ("Clients", {"GroupID": 1, "ClientCode": "KL1", "Comment": "é" * 26}),
             server_options=("--codepage", code_page),
         )
-        assert _ask_source(workspace, "texts that will be cut") == named
+        assert _ask_source(workspace, "cut-texts") == named
 
     def test_named_texts_arrive_cut(self, new_workspace):
         def fill(path):
@@ -397,7 +436,7 @@ class TestTraps:
             ("OrdersInPool", {"OrderID": 43, "PoolID": 3}),
             without_constraints=("GroupDesc",),
         )
-        assert _ask_source(workspace, "references to groups and orders that do not exist") == [
+        assert _ask_source(workspace, "missing-references") == [
             ["Clients", "1", "KL2"],
             ["GroupOrders", "11", "6"],
             ["Orders", "21", "12"],
@@ -413,7 +452,7 @@ class TestTraps:
             ("LoadedSecuritiesClientPrices", {"ClientID": 7, "SecID": 1}),
             ("LoadedSecuritiesClientPrices", {"ClientID": 7, "SecID": 2}),
         )
-        assert _ask_source(workspace, "client prices without their security") == [["7", "2"]]
+        assert _ask_source(workspace, "client-prices-without-security") == [["7", "2"]]
 
         run = workspace.run()
 
@@ -427,7 +466,7 @@ class TestTraps:
             *(("RatingAgencies", {"AgencyID": number}) for number in (0, 1, 3)),
             *(("PoolOrders", {"PoolID": number}) for number in (10, 20)),
         )
-        assert _ask_source(workspace, "groups, agencies and pools that get another number") == [
+        assert _ask_source(workspace, "renumbered") == [
             ["SecGroups", "5", "3"],
             ["RatingAgencies", "0", "1"],
             ["RatingAgencies", "1", "2"],
@@ -451,7 +490,7 @@ class TestTraps:
             *(("PoolOrders", {"PoolID": number}) for number in (1, 3)),
             *(("OrdersInPool", {"OrderID": 70 + pool, "PoolID": pool}) for pool in (1, 2, 3)),
         )
-        name = "members, restrictions, scales and orders in pools that will point elsewhere"
+        name = "references-that-change"
         assert sorted(_ask_source(workspace, name)) == [
             ["OrdersInPool", "72", "2"],
             ["OrdersInPool", "73", "3"],
@@ -470,7 +509,7 @@ class TestTraps:
             *(("RatingAgencies", {"AgencyID": number}) for number in (1, 3, 2)),
             *(("PoolOrders", {"PoolID": number}) for number in (3, 2, 1)),
         )
-        rows = _ask_source(workspace, "the reading order")
+        rows = _ask_source(workspace, "reading-order")
         assert [row[0] for row in rows] == ["2", "1", "1", "3", "2", "3", "2", "1"]
 
     def test_broker_pools(self, new_source):
@@ -478,7 +517,7 @@ class TestTraps:
         workspace = new_source(
             *(("ExportOrder", {"ID": number, "BrokerPoolID": text}) for number, text in enumerate(texts))
         )
-        assert _ask_source(workspace, "broker pools that are no number") == [
+        assert _ask_source(workspace, "broker-pools") == [
             ["1", "12x"],
             ["3", "2147483648"],
             ["4", "99999999999999999999"],
@@ -499,7 +538,7 @@ class TestTraps:
             ("ExportOrder", {"ID": 8, "BrokerPoolID": ""}),
             ("ExportOrder", {"ID": 9, "BrokerPoolID": None}),
         )
-        assert _ask_source(workspace, "values that change") == [
+        assert _ask_source(workspace, "changed-values") == [
             ["NegOrders", "1", "7", "0"],
             ["NegOrders", "2", "0", "-1"],
             ["Restrictions", "5", "1"],
@@ -548,7 +587,7 @@ def _rows_with_nulls(workspace, table, columns) -> list[list[str]]:
 
 class TestDestination:
     def test_owner_lacks_no_rights(self, new_workspace):
-        assert _ask_destination(new_workspace(), "missing rights") == []
+        assert _ask_destination(new_workspace(), "missing-rights") == []
 
     def test_missing_rights(self, new_workspace):
         workspace = new_workspace()
@@ -566,7 +605,7 @@ class TestDestination:
             "ALTER SCHEMA public OWNER TO postgres",
             "REVOKE ALL ON SCHEMA public FROM PUBLIC",
         )
-        assert _ask_destination(workspace, "missing rights") == [
+        assert _ask_destination(workspace, "missing-rights") == [
             ("USAGE on the schema",),
             ("table SystemData",),
             ("TRUNCATE on Clients",),
@@ -577,7 +616,7 @@ class TestDestination:
         ]
 
     def test_cascades_stay_within_what_is_filled_afterwards(self, new_workspace):
-        assert _ask_destination(new_workspace(), "tables that the cascades empty") == [
+        assert _ask_destination(new_workspace(), "cascades") == [
             ("GroupDesc", "Clients", "filled afterwards"),
             ("GroupDesc", "GroupOrders", "filled afterwards"),
             ("GroupDesc", "Orders", "filled afterwards"),
@@ -598,7 +637,7 @@ class TestDestination:
             "ALTER TABLE notes OWNER TO bw_migrator",
             "ALTER TABLE answers OWNER TO bw_migrator",
         )
-        rows = _ask_destination(workspace, "tables that the cascades empty")
+        rows = _ask_destination(workspace, "cascades")
         assert [row for row in rows if row[2] != "filled afterwards"] == [
             ("LoadedSecurities", "SecMinQt", "stays empty"),
             ("PoolOrders", "answers", "stays empty"),
@@ -614,7 +653,7 @@ class TestDestination:
 
     def test_foreign_keys_that_end_the_run(self, new_workspace):
         workspace = new_workspace()
-        assert _ask_destination(workspace, "foreign keys that end the run") == []
+        assert _ask_destination(workspace, "blocking-foreign-keys") == []
         cascading = ("GroupDesc", "GroupOrders", "LoadedSecurities", "PoolOrders")
         for table in KEYS:
             workspace.execute_destination(
@@ -624,7 +663,7 @@ class TestDestination:
         # A table that refers to itself does no harm.
         workspace.execute_destination('ALTER TABLE "ImportLog" ADD before integer REFERENCES "ImportLog" ("ID")')
 
-        rows = _ask_destination(workspace, "foreign keys that end the run")
+        rows = _ask_destination(workspace, "blocking-foreign-keys")
 
         assert sorted(rows) == sorted(
             (f"to {table}", f'"notes on {table}"', f'"{table}"') for table in KEYS if table not in cascading
@@ -632,12 +671,12 @@ class TestDestination:
 
     def test_sequences_that_count_otherwise(self, new_workspace):
         workspace = new_workspace()
-        assert _ask_destination(workspace, "sequences with another start or step") == []
+        assert _ask_destination(workspace, "sequences") == []
         workspace.execute_destination(
             'ALTER TABLE "SecGroups" ALTER "ID" SET START WITH 100',
             'ALTER TABLE "RatingAgencies" ALTER "AgencyID" SET INCREMENT BY 2',
         )
-        assert sorted(_ask_destination(workspace, "sequences with another start or step")) == [
+        assert sorted(_ask_destination(workspace, "sequences")) == [
             ("RatingAgencies_AgencyID_seq", 1, 2),
             ("SecGroups_ID_seq", 100, 1),
         ]
@@ -646,7 +685,7 @@ class TestDestination:
 class TestWatching:
     def test_rows_so_far(self, migrated):
         expected = sorted(sample_data.BASE_ROWS.items())
-        scratch.wait_until(lambda: sorted(_ask_destination(migrated, "rows so far")) == expected, "the statistics")
+        scratch.wait_until(lambda: sorted(_ask_destination(migrated, "rows-so-far")) == expected, "the statistics")
 
     def test_blocked_run(self, new_workspace):
         workspace = new_workspace()
@@ -658,7 +697,7 @@ class TestWatching:
 
             def watch(_process) -> None:
                 def blocked():
-                    rows = _ask_destination(workspace, "what the run is doing")
+                    rows = _ask_destination(workspace, "run-activity")
                     return [row for row in rows if row[3] == "Lock"]
 
                 ((_, user, state, _, event, blocked_by, query),) = scratch.wait_until(blocked, "the lock")
@@ -673,7 +712,8 @@ class TestWatching:
         assert "\nComplete migrate ExportOrder table." in run.console
 
     def test_commands_for_the_log(self, migrated):
-        watching, totals = (text for text in _blocks("sh") if "bw_db_migrate.log" in text)
+        watching = _commands("operating.md", "grep -c ")
+        totals = _commands("operating.md", "Total rows read")
         count, start, *_ = _shell(migrated, watching)
         assert count == str(sum(sample_data.BASE_ROWS.values()))
         assert start.endswith(" :: Start migrate ExportOrder table")
@@ -692,14 +732,7 @@ class TestComparison:
         assert [[table, str(count)] for table, count in _ask_destination(migrated, "counts")] == expected
 
     def test_psql_shows_counts_in_the_form_of_the_totals(self, migrated):
-        port = str(migrated.lab.postgres.port)
-        output = subprocess.check_output(
-            ["psql", "-XAt", "-h", "127.0.0.1", "-p", port, "-U", lab.DESTINATION_LOGIN, migrated.database],
-            input=_query("destination", "counts"),
-            env=migrated.environment | {"PGPASSWORD": lab.DESTINATION_PASSWORD},
-            text=True,
-        )
-        assert output.splitlines() == [f"{table}|{count}" for table, count in sample_data.BASE_ROWS.items()]
+        assert _psql(migrated, "counts") == [f"{table}|{count}" for table, count in sample_data.BASE_ROWS.items()]
 
     def test_sums_agree(self, migrated):
         at_source = [(name, _cents(value)) for name, value in _ask_source(migrated, "sums")]
@@ -741,10 +774,10 @@ class TestComparison:
         assert [row for row in _ask_source(workspace, "counts") if counts[row[0]] != row[1]] == [["ExportOrder", "16"]]
 
     def test_groups_agree(self, migrated):
-        at_source = _ask_source(migrated, "what belongs to each group")
+        at_source = _ask_source(migrated, "group-members")
         assert at_source == [
             [code, *(str(count) for count in counts)]
-            for code, *counts in _ask_destination(migrated, "what belongs to each group")
+            for code, *counts in _ask_destination(migrated, "group-members")
         ]
         assert at_source[1] == ["GRP00001", "4", "3", "9", "2"]
 
@@ -759,23 +792,23 @@ class TestComparison:
             *(("GroupNegOrders", {"ID": number, "GroupID": 9}) for number in range(4)),
         )
         workspace.run()
-        assert _ask_source(workspace, "what belongs to each group") == [
+        assert _ask_source(workspace, "group-members") == [
             ["seven", "0", "0", "0", "0"],
             ["nine", "1", "2", "3", "4"],
         ]
-        assert _ask_destination(workspace, "what belongs to each group") == [
+        assert _ask_destination(workspace, "group-members") == [
             ("seven", 0, 0, 0, 0),
             ("nine", 1, 2, 3, 4),
         ]
 
     def test_nothing_leads_nowhere_without_flaws(self, migrated):
-        assert _ask_destination(migrated, "references that lead nowhere") == []
+        assert _ask_destination(migrated, "dangling-references") == []
 
     def test_references_to_groups_that_got_another_number_lead_nowhere(self, new_workspace):
         # Security groups 1, 2, 5, 6, 9, 10 and agencies 1, 2, 5, 6.
         workspace = new_workspace(system_data=(), fill=sample_data.fill)
         workspace.run()
-        assert sorted(_ask_destination(workspace, "references that lead nowhere")) == [
+        assert sorted(_ask_destination(workspace, "dangling-references")) == [
             ("RatingScales", 5, 5),
             ("RatingScales", 6, 5),
             ("Restrictions, CoSecGroupID", 9, 2),
@@ -815,7 +848,7 @@ class TestComparison:
         )
         run = workspace.run()
         assert "\nComplete migrate ExportOrder table." in run.console
-        assert _ask_destination(workspace, "references that lead nowhere") == []
+        assert _ask_destination(workspace, "dangling-references") == []
         workspace.execute_destination(
             'UPDATE "Orders" SET "GroupOrderID" = 7 WHERE "OrderID" = 2',
             *(
@@ -836,7 +869,7 @@ class TestComparison:
                 )
             ),
         )
-        assert _ask_destination(workspace, "references that lead nowhere") == [
+        assert _ask_destination(workspace, "dangling-references") == [
             ("Clients", 10, 1),
             ("GroupOrders", 11, 1),
             ("Orders", 7, 1),
@@ -955,7 +988,7 @@ class TestDestinationEncryption:
         with contextlib.closing(
             migrated.lab.postgres.connect(migrated.database, lab.DESTINATION_LOGIN, lab.DESTINATION_PASSWORD)
         ) as other:
-            rows = _ask_destination(migrated, "encrypted sessions")
+            rows = _ask_destination(migrated, "encrypted-sessions")
             assert [row[1:] for row in rows if row[0] == other.info.backend_pid] == [("bw_migrator", False, None, None)]
 
     @pytest.mark.parametrize(
@@ -976,11 +1009,11 @@ class TestDestinationEncryption:
 
         def watch(_process) -> None:
             def migrating():
-                rows = _ask_destination(workspace, "what the run is doing")
+                rows = _ask_destination(workspace, "run-activity")
                 return [row[0] for row in rows if row[3] == "Lock"]
 
             (session,) = scratch.wait_until(migrating, "the lock")
-            seen.extend(row[2:] for row in _ask_destination(workspace, "encrypted sessions") if row[0] == session)
+            seen.extend(row[2:] for row in _ask_destination(workspace, "encrypted-sessions") if row[0] == session)
             cursor.execute("ROLLBACK")
 
         with contextlib.closing(workspace.lab.postgres.connect(workspace.database)) as connection:
