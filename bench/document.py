@@ -1,4 +1,4 @@
-"""The tables of docs/performance.md that the benchmarks write, each between two markers of its name."""
+"""The tables of docs/development/performance.md that the benchmarks write, each between two markers of its name."""
 
 import pathlib
 import re

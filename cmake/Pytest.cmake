@@ -2,7 +2,7 @@
 
 # bw_add_pytest(<name> <file> LABELS <label>... [ARGUMENTS <argument of pytest>...] [TIMEOUT <seconds>])
 #
-# The module finds the build in the environment variable BW_BUILD_DIR and can import the lab's modules.
+# The module finds the build in the environment variable BW_BUILD_DIR and can import the modules of lab and tests/support.
 function(bw_add_pytest name file)
   cmake_parse_arguments(PARSE_ARGV 2 arg "" "TIMEOUT" "ARGUMENTS;LABELS")
   if(NOT arg_TIMEOUT)
@@ -11,7 +11,7 @@ function(bw_add_pytest name file)
   cmake_path(ABSOLUTE_PATH file NORMALIZE)
   set(environment
     "BW_BUILD_DIR=${PROJECT_BINARY_DIR}"
-    "PYTHONPATH=${PROJECT_SOURCE_DIR}/lab"
+    "PYTHONPATH=${PROJECT_SOURCE_DIR}/lab:${PROJECT_SOURCE_DIR}/tests/support"
     PYTHONDONTWRITEBYTECODE=1
     "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0")
   add_test(NAME "${name}" COMMAND /usr/bin/python3 -m pytest -q -p no:cacheprovider ${arg_ARGUMENTS} "${file}")

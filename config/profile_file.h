@@ -15,7 +15,7 @@ bool ProfileFileExists(const std::filesystem::path& path);
 /// Reads one value of an initialization file: lines of name, "=" and value under section headers in square brackets.
 ///
 /// On Windows this is GetPrivateProfileStringA; elsewhere it is a reader that does what that call does.
-/// docs/configuration.md describes the format, and where the two differ.
+/// docs/development/configuration-file.md describes the format, and where the two differ.
 ///
 /// Returns the value up to its first zero byte, cut to maxLength bytes; an empty text when the file, the section or the
 /// key is not there.

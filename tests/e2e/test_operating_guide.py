@@ -26,6 +26,7 @@ _QUERIES = _ROOT / "queries"
 _FENCE = re.compile(r"^ *```(\w*)\n(.*?)^ *```$", re.MULTILINE | re.DOTALL)
 
 SOURCE_QUERIES = {
+    "code-pages",
     "schema-version",
     "missing-references",
     "client-prices-without-security",
@@ -59,6 +60,7 @@ DESTINATION_QUERIES = {
 
 # What finds a flaw, and nothing in a source without one.
 TRAPS = SOURCE_QUERIES - {
+    "code-pages",
     "schema-version",
     "reading-order",
     "changed-values",
@@ -306,7 +308,7 @@ class TestFiles:
     def test_schema_of_the_source_is_set_by_the_command_that_a_file_shows(self):
         for path in (_QUERIES / "source").iterdir():
             (command,) = re.findall(r"(sed .*)", path.read_text()) or [None]
-            if path.stem == "schema-version":
+            if path.stem in ("schema-version", "code-pages"):
                 assert command is None
                 continue
             text = subprocess.check_output(["bash", "-c", command], cwd=path.parent, text=True)
@@ -322,6 +324,11 @@ class TestFiles:
 class TestTraps:
     def test_schema_version(self, migrated):
         assert _ask_source(migrated, "schema-version") == [["29"]]
+
+    @pytest.mark.parametrize("code_page", ["1251", "1252", "65001"])
+    def test_code_page_of_the_source(self, new_source, code_page):
+        rows = _ask_source(new_source(server_options=("--codepage", code_page)), "code-pages")
+        assert [row[1] for row in rows] == [code_page]
 
     def test_null_in_every_bound_column(self, new_workspace):
         def fill(path):

@@ -39,6 +39,22 @@ def test_page_is_formatted_without_a_warning(page):
 
 
 @each_page
+def test_page_is_formatted_by_mandoc_without_a_warning(page):
+    checked = _output("mandoc", "-Tlint", "-Wwarning", page)
+
+    assert checked.stdout + checked.stderr == ""
+    assert checked.returncode == 0
+
+
+@each_page
+def test_page_names_the_other_pages_of_the_project(page):
+    see_also = _text(page.name).partition(" SEE ALSO ")[2]
+
+    others = {f"{other.stem}({other.suffix[1:]})" for other in _PAGES if other != page}
+    assert {name for name in others if name in see_also} == others
+
+
+@each_page
 def test_page_can_be_found_by_its_name_and_says_what_it_is_about(page):
     found = _output("lexgrog", page)
 

@@ -8,18 +8,14 @@ import subprocess
 
 import pytest
 
+import operator_documents
+
 _PROJECT = pathlib.Path(__file__).resolve().parents[2]
 _DOCUMENTS = "usr/share/doc/bw-db-migrate"
 
 _PROGRAMS = {"usr/bin/bw_db_check", "usr/bin/bw_db_migrate"}
-_FILES = {
-    f"{_DOCUMENTS}/changelog.gz",
-    f"{_DOCUMENTS}/check.md",
-    f"{_DOCUMENTS}/copyright",
-    f"{_DOCUMENTS}/examples/bw_migrate.ini",
-    f"{_DOCUMENTS}/examples/odbc.ini",
-    f"{_DOCUMENTS}/operating.md",
-    f"{_DOCUMENTS}/reliability.md",
+_FILES = {f"{_DOCUMENTS}/changelog.gz", f"{_DOCUMENTS}/copyright"} | {
+    f"{_DOCUMENTS}/{name}" for name in operator_documents.files()
 }
 _PAGES = {f"usr/share/man/man{page.suffix[1:]}/{page.name}.gz" for page in _PROJECT.glob("docs/man/*.[1-9]")}
 

@@ -5,6 +5,7 @@ import zipfile
 
 import pytest
 
+import operator_documents
 import scratch
 import wine
 
@@ -25,18 +26,24 @@ def test_is_named_after_program_version_and_system(unpacked):
     assert unpacked.name == "bw-db-migrate-1.0.0-win64"
 
 
-def test_holds_the_programs_a_sample_and_the_guides(unpacked):
+def test_holds_the_programs_the_manual_and_what_operators_read(unpacked):
     files = {str(path.relative_to(unpacked)) for path in unpacked.rglob("*") if path.is_file()}
 
-    assert files == {
-        "bw_db_check.exe",
-        "bw_db_migrate.exe",
-        "check.md",
-        "configuration.md",
-        "examples/bw_migrate.ini",
-        "operating.md",
-        "reliability.md",
-    }
+    manual = {f"docs/man/{name}.txt" for name in ("bw_db_check", "bw_db_migrate", "bw_migrate.ini")}
+    assert files == {"bw_db_check.exe", "bw_db_migrate.exe"} | manual | operator_documents.files()
+
+
+def test_links_of_the_pages_lead_to_files_of_the_archive(unpacked):
+    assert operator_documents.broken_links(unpacked, unpacked.rglob("*.md")) == []
+
+
+@pytest.mark.parametrize("name", ["bw_db_check", "bw_db_migrate", "bw_migrate.ini"])
+def test_manual_is_plain_text(unpacked, name):
+    text = (unpacked / "docs" / "man" / f"{name}.txt").read_text(encoding="ascii")
+
+    assert text.lstrip().startswith(name.upper())
+    assert "\b" not in text and "\x1b" not in text
+    assert max(map(len, text.splitlines())) <= 120
 
 
 def test_program_runs_where_it_was_unpacked(unpacked, windows):

@@ -1,6 +1,6 @@
 """The program reads its configuration on Linux as on Windows, where the system reads it.
 
-`docs/configuration.md` says why the readers differ about the files that are listed as different.
+`docs/development/configuration-file.md` says why the readers differ about the files that are listed as different.
 """
 
 import os
