@@ -248,8 +248,9 @@ def test_without_client_charset_western_letters_end_the_run(new_source, connecti
     )
 
 
-def test_without_client_charset_the_euro_sign_is_lost_even_in_latin1(new_source):
-    workspace = new_source("1252", [LATIN], None, "SET client_encoding TO 'LATIN1'")
+@pytest.mark.parametrize("encoding", ["LATIN1", "WIN1252"])
+def test_without_client_charset_the_euro_sign_is_lost_even_in_western_encodings(new_source, encoding):
+    workspace = new_source("1252", [LATIN], None, f"SET client_encoding TO '{encoding}'")
 
     run = workspace.run()
 

@@ -765,6 +765,23 @@ class TestComparison:
         assert [(name, _cents(value)) for name, value in _ask_source(workspace, "sums")] == expected
         assert _ask_destination(workspace, "sums") == expected
 
+    def test_sums_from_1e13_on_differ_in_their_cents(self, new_workspace):
+        def fill(path):
+            for table, values in SUMMED.items():
+                if table != "StopOrders":
+                    source.insert(path, table, **values | _pool(table))
+            for number in range(12):
+                source.insert(path, "StopOrders", OrderID=number, Qty=999999999999.33, Price=99999999999.33)
+
+        workspace = new_workspace(fill=fill)
+        workspace.run()
+
+        at_source = {name: _cents(value) for name, value in _ask_source(workspace, "sums")}
+        sums = dict(_ask_destination(workspace, "sums"))
+        assert at_source["StopOrders.Price"] == sums["StopOrders.Price"] == decimal.Decimal("1199999999991.96")
+        assert at_source["StopOrders.Qty"] == decimal.Decimal("11999999999991.96")
+        assert sums["StopOrders.Qty"] == decimal.Decimal("11999999999992.00")
+
     def test_a_lost_row_shows(self, new_workspace):
         workspace = new_workspace(system_data=(), fill=_fill_without_flaws)
         workspace.run()

@@ -172,6 +172,47 @@ def test_driver_manager_refuses_longer_passwords(new_workspace, too_long):
     assert run.exit_code == 0
 
 
+# The length is a 16-bit number for the driver manager.
+@pytest.mark.parametrize(
+    ("length", "used"), [(65_536 + len(lab.SOURCE_PASSWORD), lab.SOURCE_PASSWORD), (65_536, ""), (65_536 + 3, "nig")]
+)
+def test_length_of_a_password_of_64_kib_wraps(new_workspace, length, used):
+    workspace = new_workspace()
+    workspace.restart_source(used)
+    longer = lab.SOURCE_PASSWORD + "?" * (length - len(lab.SOURCE_PASSWORD))
+
+    run = workspace.run_redirected(passwords=(longer, lab.DESTINATION_PASSWORD))
+
+    assert_text(run.console, expectations.console(system_data=1))
+
+
+def test_length_of_a_password_of_64_kib_wraps_for_the_destination(new_workspace):
+    workspace = new_workspace()
+
+    run = workspace.run_redirected(passwords=(lab.SOURCE_PASSWORD, lab.DESTINATION_PASSWORD + "?" * 65_536))
+
+    assert_text(run.console, expectations.console(system_data=1))
+
+
+@pytest.mark.parametrize("length", [32_768, 65_532, 65_534, 65_535])
+def test_driver_manager_refuses_lengths_that_wrap_below_zero(new_workspace, length):
+    workspace = new_workspace()
+    workspace.restart_source(_long(length)[:128])
+
+    workspace.run_redirected(passwords=(_long(length), lab.DESTINATION_PASSWORD))
+
+    assert_text(workspace.log_file.read_text(), INVALID_LENGTH)
+
+
+def test_one_length_wraps_to_the_mark_for_the_end_of_a_text(new_workspace):
+    workspace = new_workspace()
+    workspace.restart_source(_long(65_533)[:128])
+
+    run = workspace.run_redirected(passwords=(_long(65_533), lab.DESTINATION_PASSWORD))
+
+    assert_text(run.console, expectations.console(system_data=1))
+
+
 def test_terminal_takes_a_line_of_4095_letters(new_workspace):
     workspace = new_workspace()
     _take_passwords(workspace, source=lab.SOURCE_PASSWORD, destination=_long(LONGEST_TYPED))
