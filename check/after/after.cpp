@@ -55,7 +55,9 @@ std::uint64_t EndingRows(const staging::StagedTable& staged) {
   return rows;
 }
 
-std::optional<TableFigures> FiguresOf(const TableResult& result, const staging::Staged& staged) {
+/// `endedIn` is the table in which the run ended, if it is known to have ended before its end.
+std::optional<TableFigures> FiguresOf(const TableResult& result, const staging::Staged& staged,
+                                      std::optional<std::size_t> endedIn) {
   const staging::StagedTable& table = *result.staged;
   TableFigures figures;
   figures.arriving = staged.endsIn == result.table->name ? table.arrivingRows : table.storedRows;
@@ -66,6 +68,11 @@ std::optional<TableFigures> FiguresOf(const TableResult& result, const staging::
     figures.unexpected = result.rows->unexpected;
     figures.different = result.rows->different;
     figures.missingAtEnd = result.rows->missingAtEnd;
+    figures.isEmptiedAgain = figures.present == 0 && !result.emptiedBy.empty() &&
+                             (!endedIn || PlaceOf(result.emptiedBy.front()) <= *endedIn);
+    if (figures.isEmptiedAgain) {
+      figures.missing = 0;
+    }
     return figures;
   }
   if (!result.exists) {
@@ -76,24 +83,35 @@ std::optional<TableFigures> FiguresOf(const TableResult& result, const staging::
   return std::nullopt;
 }
 
-/// `workingOn` is the table that a run is still at work on, if that is known.
-Decision Decide(const DatabaseComparison& compared, const std::optional<MigrationLog>& log, bool atWork,
-                std::optional<std::size_t> workingOn) {
+Decision DecideWith(const DatabaseComparison& compared, const std::optional<MigrationLog>& log, bool atWork,
+                    std::optional<std::size_t> endedIn) {
   Decision decision;
   decision.figures.resize(Catalogue().size());
   for (const TableResult& result : compared.results()) {
-    decision.figures[PlaceOf(result.table->name)] = FiguresOf(result, compared.staged());
+    decision.figures[PlaceOf(result.table->name)] = FiguresOf(result, compared.staged(), endedIn);
   }
   decision.judgement = JudgeLog(log, decision.figures);
   if (decision.judgement.worth == LogJudgement::Worth::Reliable) {
     decision.log = log;
   }
   decision.end = FindRunEnd(decision.figures, decision.log, atWork);
+  return decision;
+}
+
+/// `workingOn` is the table that a run is still at work on, if that is known.
+Decision Decide(const DatabaseComparison& compared, const std::optional<MigrationLog>& log, bool atWork,
+                std::optional<std::size_t> workingOn) {
+  Decision decision = DecideWith(compared, log, atWork, std::nullopt);
+  if (decision.end.state == RunEnd::State::Incomplete && decision.end.table) {
+    // A table that the run did not come to has emptied no other one.
+    decision = DecideWith(compared, log, atWork, decision.end.table);
+  }
   if (workingOn) {
     decision.end.table = workingOn;
   }
   return decision;
 }
+
 }  // namespace
 
 Report CheckAfter(odbc::DBConnection& source, const odbc::DBConnection& trial, odbc::DBConnection& destination,

@@ -71,6 +71,11 @@ class Reporting {
   bool IsEnd(const TableResult& result) const { return EndedIn() == PlaceOf(result.table->name); }
   bool IsAfterEnd(const TableResult& result) const { return EndedIn() && PlaceOf(result.table->name) > *EndedIn(); }
 
+  /// Whether the run ended in its table before it wrote a row: the log does not even begin the table.
+  bool EndedBeforeItsRows() const {
+    return end_.reason == RunEnd::Reason::LoggedError && log_->tables.size() == *end_.table;
+  }
+
   const std::optional<TableFigures>& FiguresOfTable(const TableResult& result) const {
     return figures_[PlaceOf(result.table->name)];
   }
@@ -88,12 +93,12 @@ class Reporting {
       entry.sourceRows = result.staged->sourceRows;
     }
     if (const std::optional<TableFigures>& figures = FiguresOfTable(result)) {
-      entry.arrivingRows = result.staged->storedRows;
+      entry.arrivingRows = figures->isEmptiedAgain ? 0 : result.staged->storedRows;
       entry.refusedRows = result.staged->refusedRows;
       entry.destinationRows = figures->present;
       if (figures->AsExpected() && !result.referencesDiffer && result.staged->unchangedKnown &&
           !compared_.staged().endsIn) {
-        entry.unchangedRows = result.staged->unchangedRows;
+        entry.unchangedRows = figures->isEmptiedAgain ? 0 : result.staged->unchangedRows;
       }
     }
     AddComparability(result, entry);
@@ -104,7 +109,12 @@ class Reporting {
     if (IsEnd(result)) {
       AddEnd(result, entry);
     }
-    if (result.rows) {
+    if (FiguresOfTable(result) && FiguresOfTable(result)->isEmptiedAgain) {
+      for (const std::string_view by : result.emptiedBy) {
+        entry.findings.push_back(staging::EmptiedAgainFinding(result.compared->path, by));
+      }
+    }
+    if (result.rows && !(IsEnd(result) && EndedBeforeItsRows())) {
       AddDifferences(result, entry);
       AddRowFindings(result, entry);
     }
@@ -132,10 +142,11 @@ class Reporting {
     }
     Finding& finding = entry.findings.emplace_back(finding::TableNotMigrated);
     finding.rows = figures->missing + figures->different + figures->refused;
-    finding.text = "The run ended before this table.";
-    if (figures->present > 0) {
-      finding.text += " What it holds, " + Counted(figures->present, "row") + ", is from before.";
-    }
+    finding.text = "The run ended before this table." + HeldFromBefore(*figures);
+  }
+
+  static std::string HeldFromBefore(const TableFigures& figures) {
+    return figures.present == 0 ? "" : " What it holds, " + Counted(figures.present, "row") + ", is from before.";
   }
 
   void AddEnd(const TableResult& result, TableReport& entry) const {
@@ -145,7 +156,10 @@ class Reporting {
     finding.text =
         (end_.reason == RunEnd::Reason::AtWork ? "The run has come to this table: " : "The run ended here: ") +
         Because() + ".";
-    if (figures) {
+    if (figures && EndedBeforeItsRows()) {
+      finding.rows = figures->missing + figures->different + figures->refused;
+      finding.text += HeldFromBefore(*figures);
+    } else if (figures) {
       const std::uint64_t expected = result.staged->sourceRows;
       finding.rows = figures->missing + figures->refused;
       finding.text += " Of " + Counted(expected, "row") + " of the source " + std::to_string(figures->present) +
@@ -160,7 +174,7 @@ class Reporting {
 
   void AddDifferences(const TableResult& result, TableReport& entry) const {
     RowDifferences differences = *result.rows;
-    if (IsEnd(result)) {
+    if (IsEnd(result) || FiguresOfTable(result)->isEmptiedAgain) {
       differences.missing = 0;
     }
     const bool undecided = end_.reason == RunEnd::Reason::Undecided && end_.table == PlaceOf(result.table->name);
@@ -212,7 +226,7 @@ class Reporting {
     }
     const TableFigures& figures = *FiguresOfTable(result);
     if (IsEnd(result)) {
-      return figures.unexpected + figures.different > 0 || result.referencesDiffer;
+      return !EndedBeforeItsRows() && (figures.unexpected + figures.different > 0 || result.referencesDiffer);
     }
     return !figures.AsExpected() || result.referencesDiffer;
   }
@@ -272,11 +286,13 @@ class Reporting {
         continue;
       }
       const staging::StagedTable& staged = *result.staged;
-      brought += staged.storedRows;
-      unchanged += staged.unchangedRows;
+      const bool stays = !FiguresOfTable(result)->isEmptiedAgain;
+      const std::uint64_t stored = stays ? staged.storedRows : 0;
+      brought += stored;
+      unchanged += stays ? staged.unchangedRows : 0;
       unchangedKnown = unchangedKnown && staged.unchangedKnown;
-      if (staged.sourceRows > staged.storedRows) {
-        lost += staged.sourceRows - staged.storedRows;
+      if (staged.sourceRows > stored) {
+        lost += staged.sourceRows - stored;
         losing.emplace_back(result.table->name);
       }
     }

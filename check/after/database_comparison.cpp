@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <iterator>
+#include <map>
 #include <stdexcept>
 #include <utility>
 
@@ -146,6 +147,7 @@ void DatabaseComparison::RestartNumbers(const staging::Copies& copies) const {
 staging::Obstacles DatabaseComparison::Describe(const staging::Destination& model, const staging::Copies& copies,
                                                 const std::set<std::string, std::less<>>& unread) {
   staging::Obstacles obstacles;
+  const std::map<std::string_view, std::vector<std::string_view>> emptiedAgain = staging::EmptiedAgain(model);
   compared_.reserve(tables_.size());
   for (const db::TableDescription& table : tables_) {
     TableResult& result = results_.emplace_back();
@@ -153,6 +155,9 @@ staging::Obstacles DatabaseComparison::Describe(const staging::Destination& mode
     const staging::Relation* const relation = model.Find(table.name);
     const auto copy = copies.copies.find(table.name);
     result.exists = relation != nullptr;
+    if (const auto again = emptiedAgain.find(table.name); again != emptiedAgain.end()) {
+      result.emptiedBy = again->second;
+    }
     if (unread.contains(table.name)) {
       obstacles.cannotRead.emplace(table.name, "the source's table cannot be read");
       result.uncomparable = "the source's table cannot be read";
@@ -270,7 +275,8 @@ void DatabaseComparison::CompareReference(TableResult& result, const rules::Colu
     const WrongReferences dangling =
         FindDangling(destination_, *comparison_, *result.compared, rule, *referred.compared, number);
     if (dangling.rows > 0) {
-      result.referencesDiffer = true;
+      const bool isReferredEmptied = !referred.emptiedBy.empty() && referred.rows->present == 0;
+      result.referencesDiffer = result.referencesDiffer || !isReferredEmptied;
       result.referenceFindings.push_back(
           DanglingFinding(dangling, *result.compared, std::string(rule.column), *referred.compared, number));
     }

@@ -27,7 +27,8 @@ struct TableResult {
   const staging::StagedTable* staged = nullptr;
   const ComparedTable* compared = nullptr;  ///< None where the table cannot be compared.
   bool exists = true;
-  std::string uncomparable;  ///< Why the table cannot be compared.
+  std::vector<std::string_view> emptiedBy;  ///< Later tables whose truncates empty this one again.
+  std::string uncomparable;                 ///< Why the table cannot be compared.
   std::vector<std::string> uncomparedColumns;
   std::optional<RowDifferences> rows;
   std::vector<Finding> referenceFindings;

@@ -23,8 +23,11 @@ struct TableFigures {
   /// Whether the missing rows are the last ones in reading order, as after a run that ended.
   bool missingAtEnd = false;
 
-  /// Whether the run brings rows.
-  bool HasExpected() const { return arriving + missing + refused > 0; }
+  /// A later table's truncate has emptied the table again: its rows are not missing.
+  bool isEmptiedAgain = false;
+
+  /// Whether the run brings rows that stay.
+  bool HasExpected() const { return !isEmptiedAgain && arriving + missing + refused > 0; }
 
   /// Whether the table is as a run leaves it that comes to its end.
   bool AsExpected() const { return missing + unexpected + different + refused == 0; }

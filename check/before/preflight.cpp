@@ -13,6 +13,7 @@
 #include "check/rules/rules.h"
 #include "check/sql/query.h"
 #include "check/sql/sql_text.h"
+#include "check/staging/row_findings.h"
 #include "db/statement_text.h"
 #include "odbc/diagnostics.h"
 #include "odbc/statement.h"
@@ -98,9 +99,8 @@ class Look {
   }
 
   void AtTables(const std::map<std::string_view, staging::ProcedureCall>& calls) {
-    std::set<staging::ObjectId> emptied;
-    for (std::size_t place = 0; place < Catalogue().size(); ++place) {
-      const db::TableDescription& table = Catalogue()[place];
+    std::set<staging::ObjectId> outside;
+    for (const db::TableDescription& table : Catalogue()) {
       const Relation* const relation = model_.Find(table.name);
       if (relation == nullptr) {
         Add(table.name, finding::MissingTable,
@@ -116,8 +116,14 @@ class Look {
         CannotEmpty(table.name, "it is no table in the destination");
         continue;
       }
-      AtEmptying(table, *relation, emptied, place);
+      AtEmptying(table, *relation, outside);
       AtWriting(table, calls);
+    }
+    for (const auto& [table, others] : staging::EmptiedAgain(model_)) {
+      preflight_.emptiedAgain.emplace(table, others.front());
+      for (const std::string_view other : others) {
+        AddFinding(table, staging::EmptiedAgainFinding(model_.Find(table)->name, other));
+      }
     }
     CountRows();
   }
@@ -125,8 +131,8 @@ class Look {
   Preflight TakeResult() { return std::move(preflight_); }
 
  private:
-  void AtEmptying(const db::TableDescription& table, const Relation& relation, std::set<staging::ObjectId>& emptied,
-                  std::size_t place) {
+  /// `outside` has the tables outside the 22 that are reported already.
+  void AtEmptying(const db::TableDescription& table, const Relation& relation, std::set<staging::ObjectId>& outside) {
     const Reach& reach = model_.reaches.at(table.name);
     if (!reach.refusedBy.empty()) {
       std::string others;
@@ -165,39 +171,24 @@ class Look {
       }
     }
     for (const staging::ObjectId& other : reach.emptied) {
-      EmptiedWith(table, place, model_.relations.at(other), emptied);
+      const bool isMigrated = std::any_of(model_.tables.begin(), model_.tables.end(),
+                                          [&other](const auto& each) { return each.second == other; });
+      if (!isMigrated && outside.insert(other).second) {
+        Outside(table, model_.relations.at(other));
+      }
     }
   }
 
-  /// `emptied` has the tables outside the 22 that are reported already.
-  void EmptiedWith(const db::TableDescription& table, std::size_t place, const Relation& other,
-                   std::set<staging::ObjectId>& emptied) {
-    const auto& all = Catalogue();
-    const auto own = std::find_if(all.begin(), all.end(), [&](const db::TableDescription& each) {
-      const Relation* const relation = model_.Find(each.name);
-      return relation != nullptr && relation->id == other.id;
-    });
-    if (own == all.end()) {
-      if (emptied.insert(other.id).second) {
-        const std::optional<std::uint64_t> rows = Count(other);
-        Finding finding(finding::CascadeEmpties);
-        finding.text = "The truncate of " + std::string(table.name) + " cascades to " + other.name +
-                       ", which is not migrated: its rows are lost and do not come back." +
-                       (rows ? "" : " The login may not count them.");
-        finding.rows = rows;
-        finding.query = Query{.side = Side::Destination, .text = "SELECT count(*) FROM " + other.name + ";"};
-        AddFinding(table.name, std::move(finding));
-      }
-      return;
-    }
-    if (own - all.begin() < static_cast<std::ptrdiff_t>(place)) {
-      Add(own->name, finding::CascadeEmptiesMigrated,
-          "The rows that are migrated are emptied again: the table refers to " + std::string(table.name) +
-              ", which comes later and whose truncate cascades.",
-          "SELECT conname, confrelid::regclass FROM pg_constraint WHERE contype = 'f' AND conrelid = " +
-              Literal(other.name) + "::regclass;");
-      preflight_.emptiedAgain.emplace(own->name, table.name);
-    }
+  /// Reports a table outside the 22 that a truncate empties.
+  void Outside(const db::TableDescription& table, const Relation& other) {
+    const std::optional<std::uint64_t> rows = Count(other);
+    Finding finding(finding::CascadeEmpties);
+    finding.text = "The truncate of " + std::string(table.name) + " cascades to " + other.name +
+                   ", which is not migrated: its rows are lost and do not come back." +
+                   (rows ? "" : " The login may not count them.");
+    finding.rows = rows;
+    finding.query = Query{.side = Side::Destination, .text = "SELECT count(*) FROM " + other.name + ";"};
+    AddFinding(table.name, std::move(finding));
   }
 
   void AtWriting(const db::TableDescription& table, const std::map<std::string_view, staging::ProcedureCall>& calls) {

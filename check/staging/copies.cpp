@@ -48,7 +48,7 @@ std::vector<ForeignKey> ReadForeignKeys(const odbc::DBConnection& destination, c
     SELECT k.conrelid::text, k.confrelid::text, k.oid::text, k.conname, own.list, referred.list,
       CASE k.confmatchtype WHEN 'f' THEN ' MATCH FULL' ELSE '' END,
       CASE c.relkind WHEN 'r' THEN 'ONLY ' ELSE '' END || format('%I.%I', n.nspname, c.relname),
-      (has_table_privilege(c.oid, 'SELECT') AND has_schema_privilege(n.oid, 'USAGE')
+      (referred.may_read AND has_schema_privilege(n.oid, 'USAGE')
         AND NOT row_security_active(c.oid))::text,
       own.names, referred.names
     FROM pg_constraint k
@@ -61,7 +61,8 @@ std::vector<ForeignKey> ReadForeignKeys(const odbc::DBConnection& destination, c
       JOIN pg_attribute a ON a.attrelid = k.conrelid AND a.attnum = x.number) AS own ON true
     JOIN LATERAL (
       SELECT string_agg(quote_ident(a.attname), ', ' ORDER BY x.place) AS list,
-        string_agg(a.attname, E'\n' ORDER BY x.place) AS names
+        string_agg(a.attname, E'\n' ORDER BY x.place) AS names,
+        bool_and(has_column_privilege(k.confrelid, x.number, 'SELECT')) AS may_read
       FROM unnest(k.confkey) WITH ORDINALITY AS x (number, place)
       JOIN pg_attribute a ON a.attrelid = k.confrelid AND a.attnum = x.number) AS referred ON true
     WHERE k.contype = 'f' AND EXISTS (

@@ -171,6 +171,25 @@ std::string PathOf(const odbc::DBConnection& destination, std::string_view table
   return destination.schema() + QuotedName(Side::Destination, table);
 }
 
+std::map<std::string_view, std::vector<std::string_view>> EmptiedAgain(const Destination& destination) {
+  std::map<std::string_view, std::vector<std::string_view>> emptied;
+  std::map<ObjectId, std::string_view> earlier;
+  for (const db::TableDescription& table : Catalogue()) {
+    const auto reach = destination.reaches.find(table.name);
+    if (reach != destination.reaches.end()) {
+      for (const ObjectId& id : reach->second.emptied) {
+        if (const auto own = earlier.find(id); own != earlier.end()) {
+          emptied[own->second].push_back(table.name);
+        }
+      }
+    }
+    if (const Relation* const relation = destination.Find(table.name)) {
+      earlier.emplace(relation->id, table.name);
+    }
+  }
+  return emptied;
+}
+
 Destination ReadDestination(const odbc::DBConnection& destination) {
   Destination model;
   const TruncateGraph graph(destination);

@@ -50,6 +50,9 @@ struct Destination {
   const Relation* Find(std::string_view table) const;
 };
 
+/// The tables of the 22 whose truncates empty an earlier one of them again, by that one, in the order of the migration.
+std::map<std::string_view, std::vector<std::string_view>> EmptiedAgain(const Destination& destination);
+
 /// Reads the catalogues. Names are looked up as the migrator writes them.
 ///
 /// \throws odbc::Error when the destination cannot be asked, also when it refuses the configured schema.

@@ -5,6 +5,7 @@
 
 #include "check/report/findings.h"
 #include "check/rules/rules.h"
+#include "check/sql/sql_text.h"
 
 namespace check::staging {
 
@@ -255,6 +256,18 @@ class Wording {
 };
 
 }  // namespace
+
+Finding EmptiedAgainFinding(const std::string& path, std::string_view by) {
+  Finding finding(finding::CascadeEmptiesMigrated);
+  finding.text = "The rows that are migrated are emptied again: the table refers to " + std::string(by) +
+                 ", which comes later and whose truncate cascades.";
+  finding.query = Query{.side = Side::Destination,
+                        .text =
+                            "SELECT conname, confrelid::regclass FROM pg_constraint WHERE contype = 'f' AND "
+                            "conrelid = " +
+                            Literal(path) + "::regclass;"};
+  return finding;
+}
 
 void AddRowFindings(const StagedTable& table, const std::string& sourceSchema, TableReport& report) {
   const Wording wording(table, sourceSchema);

@@ -2,6 +2,7 @@
 #define BW_CHECK_STAGING_ROW_FINDINGS_H
 
 #include <string>
+#include <string_view>
 
 #include "check/report/finding.h"
 #include "check/staging/staging.h"
@@ -11,6 +12,9 @@ namespace check::staging {
 /// The findings about a table's rows, in words: the same before and after a run. `sourceSchema` is the source's schema
 /// prefix; it goes into the queries.
 void AddRowFindings(const StagedTable& table, const std::string& sourceSchema, TableReport& report);
+
+/// The finding that the truncate of a later table empties a table again. `path` is the table as SQL writes it.
+Finding EmptiedAgainFinding(const std::string& path, std::string_view by);
 
 }  // namespace check::staging
 

@@ -673,6 +673,7 @@ _FOREIGN_KEYS = {
         ),
         {"SecMinQt.ClassCode": ("A", "B")},
         {"SecMinQt.ClassCode": ("C", "A ")},
+        unforeseen=("SecMinQt",),
     ),
     "foreign key to a table outside that may be read": Destination(
         (
