@@ -158,6 +158,9 @@ HiddenTyping::HiddenTyping() noexcept {
   const int terminal = open("/dev/tty", O_WRONLY | O_NOCTTY | O_CLOEXEC);
   typing.screen = terminal == -1 ? STDERR_FILENO : terminal;
   typing.prompt = {};
+  // Stops the program in the background. The modes there are those of a shell that reads its lines itself, in which
+  // Enter does not end a line.
+  tcdrain(STDIN_FILENO);
   tcgetattr(STDIN_FILENO, &typing.shown);
   typing.hidden = typing.shown;
   typing.hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
