@@ -58,7 +58,8 @@ def run_at_terminal(
             if child.expect_exact([prompt, pexpect.EOF]) == 1:
                 break
             run.echo_at_prompts.append(_echoes(child.child_fd))
-            child.sendline(password)
+            child.send(password)
+            child.send("\r")  # What Enter sends.
         else:
             if meanwhile:
                 meanwhile(child)

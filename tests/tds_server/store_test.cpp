@@ -2,8 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
 #include <fstream>
+#include <string>
 
+#include "lab/tds_server/collations.h"
 #include "lab/tds_server/sql_error.h"
 #include "support/scratch_directory.h"
 
@@ -112,6 +115,17 @@ TEST_F(StoreTest, RefusesTextWithZeroCharacter) {
 TEST_F(StoreTest, KeepsClientsWithinTheDatabase) {
   EXPECT_EQ(ErrorOf("ATTACH 'other.sqlite' AS other"), 229);
   EXPECT_EQ(ErrorOf("PRAGMA journal_mode = OFF"), 229);
+}
+
+TEST_F(StoreTest, NoStatementWritesAnotherFile) {
+  const std::string intoAFile = "VACUUM INTO '" + (directory_ / "copy.sqlite").string() + "'";
+  EXPECT_NE(ErrorOf(intoAFile.c_str()), 0);
+  const Options options;
+  Collations collations{options};
+  store_.DefineFunctions(collations);
+  EXPECT_NE(ErrorOf(intoAFile.c_str()), 0);
+  EXPECT_EQ(ErrorOf("ATTACH 'other.sqlite' AS other"), 229);
+  EXPECT_FALSE(std::filesystem::exists(directory_ / "copy.sqlite"));
 }
 
 TEST_F(StoreTest, LeavesTransactionsToItsMembers) {
