@@ -22,15 +22,19 @@ TEST(ProgressLine, LeavesAnEmptyLine) {
 }
 
 TEST(ProgressLine, ShowsRowsOnceInAWhileOnly) {
-  std::ostringstream terminal;
-  ProgressLine line(terminal);
-  line.Begin("Clients");
+  // A process that stalls shows the first number at once; one that shows every number does so each time.
   std::uint64_t rows = 0;
-  while (terminal.str() == "\r\x1b[KClients") {
-    line.Rows(++rows);
+  for (int attempt = 0; attempt < 100 && rows <= 1; ++attempt) {
+    std::ostringstream terminal;
+    ProgressLine line(terminal);
+    line.Begin("Clients");
+    rows = 0;
+    while (terminal.str() == "\r\x1b[KClients") {
+      line.Rows(++rows);
+    }
+    EXPECT_EQ(terminal.str(), "\r\x1b[KClients\r\x1b[KClients, " + std::to_string(rows) + " rows");
   }
   EXPECT_GT(rows, 1U);
-  EXPECT_EQ(terminal.str(), "\r\x1b[KClients\r\x1b[KClients, " + std::to_string(rows) + " rows");
 }
 
 }  // namespace

@@ -501,6 +501,12 @@ def test_harmless_difference(workspace, statements):
     assert _findings(result) == []
     _assert_run_ends_in(workspace, None)
 
+    proof = check(workspace, "after")
+
+    assert _findings(proof) == []
+    assert proof.report["verdict"].startswith("Complete: ")
+    assert proof.code == 0
+
 
 @pytest.mark.parametrize("flaw", FLAWS.values(), ids=FLAWS)
 def test_flaw(workspace, flaw):

@@ -60,7 +60,8 @@ class _Terminal:
         assert not self.echoes()
 
     def type(self, line) -> None:
-        self.child.sendline(line)
+        """Types a line and Enter, which sends a carriage return."""
+        self.child.send(f"{line}\r")
 
     def end(self) -> tuple[str, int]:
         """What the terminal shows until the end, and the exit code, negative when a signal ended the program."""
