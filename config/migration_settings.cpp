@@ -11,11 +11,13 @@ constexpr std::size_t kMaxValueLength = 1023;
 }  // namespace
 
 ConnectionSettings ReadConnectionSettings(const std::string& path, const std::string& section) {
-  const auto read = [&](const std::string& key) { return ReadProfileString(path, section, key, kMaxValueLength); };
+  const auto read = [&](std::string_view key) {
+    return ReadProfileString(path, section, std::string(key), kMaxValueLength);
+  };
   ConnectionSettings settings;
-  settings.dataSourceName = read("db_connection_name");
-  settings.login = read("db_connection_login");
-  settings.schema = read("db_schema");
+  settings.dataSourceName = read(kDataSourceKey);
+  settings.login = read(kLoginKey);
+  settings.schema = read(kSchemaKey);
   if (!settings.schema.empty()) {
     settings.schema += '.';
   }
@@ -24,7 +26,7 @@ ConnectionSettings ReadConnectionSettings(const std::string& path, const std::st
 
 MigrationSettings::MigrationSettings(std::string_view configurationPath)
     : path(configurationPath),
-      source(ReadConnectionSettings(path, "DBSource")),
-      destination(ReadConnectionSettings(path, "DBDestination")) {}
+      source(ReadConnectionSettings(path, std::string(kSourceSection))),
+      destination(ReadConnectionSettings(path, std::string(kDestinationSection))) {}
 
 }  // namespace config

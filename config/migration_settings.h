@@ -1,10 +1,20 @@
 #ifndef BW_CONFIG_MIGRATION_SETTINGS_H
 #define BW_CONFIG_MIGRATION_SETTINGS_H
 
+#include <array>
 #include <string>
 #include <string_view>
 
 namespace config {
+
+/// The names by which the configuration file is read: both sections have the same keys.
+inline constexpr std::string_view kSourceSection = "DBSource";
+inline constexpr std::string_view kDestinationSection = "DBDestination";
+inline constexpr std::string_view kDataSourceKey = "db_connection_name";
+inline constexpr std::string_view kLoginKey = "db_connection_login";
+inline constexpr std::string_view kSchemaKey = "db_schema";
+inline constexpr std::array kSections = {kSourceSection, kDestinationSection};
+inline constexpr std::array kKeys = {kDataSourceKey, kLoginKey, kSchemaKey};
 
 /// What the configuration file says of one side.
 struct ConnectionSettings {
@@ -20,7 +30,7 @@ ConnectionSettings ReadConnectionSettings(const std::string& path, const std::st
 
 /// What the configuration file says of both sides.
 struct MigrationSettings {
-  /// Reads the sections "DBSource" and "DBDestination" of the file.
+  /// Reads the two sections of the file.
   explicit MigrationSettings(std::string_view configurationPath);
 
   std::string path;

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace config {
 
@@ -21,6 +22,12 @@ bool ProfileFileExists(const std::filesystem::path& path);
 /// key is not there.
 std::string ReadProfileString(const std::string& path, const std::string& section, const std::string& key,
                               std::size_t maxLength);
+
+/// The names of an initialization file's sections, as they are written; those that occur twice too.
+std::vector<std::string> ReadSectionNames(const std::string& path);
+
+/// The names of a section's keys, as they are written; those that occur twice too.
+std::vector<std::string> ReadKeyNames(const std::string& path, const std::string& section);
 
 }  // namespace config
 

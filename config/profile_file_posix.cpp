@@ -78,6 +78,29 @@ class Lines {
   bool atBeginning_ = true;
 };
 
+/// Calls `visit` with the name and the value of each key of the first section of that name, until it returns false.
+template <class Visit>
+void VisitKeys(const std::string& path, std::string_view section, Visit visit) {
+  Lines lines(path);
+  bool inSection = false;
+  while (const std::optional<std::string_view> line = lines.Next()) {
+    if (const std::optional<std::string_view> name = SectionName(*line)) {
+      if (inSection) {
+        return;
+      }
+      inSection = EqualNames(*name, section);
+      continue;
+    }
+    const std::size_t equals = line->find('=');
+    if (!inSection || line->starts_with(';') || equals == std::string_view::npos) {
+      continue;
+    }
+    if (!visit(UpToAZeroByte(Trim(line->substr(0, equals))), Trim(line->substr(equals + 1)))) {
+      return;
+    }
+  }
+}
+
 }  // namespace
 
 bool ProfileFileExists(const std::filesystem::path& path) {
@@ -91,26 +114,35 @@ bool ProfileFileExists(const std::filesystem::path& path) {
 
 std::string ReadProfileString(const std::string& path, const std::string& section, const std::string& key,
                               std::size_t maxLength) {
+  std::string found;
+  VisitKeys(path, section, [&](std::string_view name, std::string_view value) {
+    const bool isKey = EqualNames(name, key);
+    if (isKey) {
+      found = Unquote(UpToAZeroByte(value)).substr(0, maxLength);
+    }
+    return !isKey;
+  });
+  return found;
+}
+
+std::vector<std::string> ReadSectionNames(const std::string& path) {
+  std::vector<std::string> names;
   Lines lines(path);
-  bool inSection = false;
   while (const std::optional<std::string_view> line = lines.Next()) {
     if (const std::optional<std::string_view> name = SectionName(*line)) {
-      if (inSection) {
-        break;
-      }
-      inSection = EqualNames(*name, section);
-      continue;
-    }
-    if (line->starts_with(';')) {
-      continue;
-    }
-    const std::size_t equals = line->find('=');
-    if (inSection && equals != std::string_view::npos &&
-        EqualNames(UpToAZeroByte(Trim(line->substr(0, equals))), key)) {
-      return std::string(Unquote(UpToAZeroByte(Trim(line->substr(equals + 1)))).substr(0, maxLength));
+      names.emplace_back(*name);
     }
   }
-  return {};
+  return names;
+}
+
+std::vector<std::string> ReadKeyNames(const std::string& path, const std::string& section) {
+  std::vector<std::string> names;
+  VisitKeys(path, section, [&names](std::string_view name, std::string_view /*value*/) {
+    names.emplace_back(name);
+    return true;
+  });
+  return names;
 }
 
 }  // namespace config

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <algorithm>
+#include <limits>
 #include <system_error>
 
 namespace config {
@@ -31,6 +33,21 @@ std::string InAnsiCodePage(const std::string& path) {
   return ansi;
 }
 
+/// What the call gives without a key or without a section as well: names, each with a zero byte after it.
+std::vector<std::string> ReadNames(const std::string& path, const char* section) {
+  std::string buffer(std::numeric_limits<short>::max(), '\0');
+  const DWORD length = GetPrivateProfileStringA(section, nullptr, "", buffer.data(), static_cast<DWORD>(buffer.size()),
+                                                InAnsiCodePage(path).c_str());
+  buffer.resize(length);
+  std::vector<std::string> names;
+  for (std::size_t begin = 0; begin < buffer.size();) {
+    const std::size_t end = std::min(buffer.find('\0', begin), buffer.size());
+    names.push_back(buffer.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return names;
+}
+
 }  // namespace
 
 bool ProfileFileExists(const std::filesystem::path& path) {
@@ -55,6 +72,14 @@ std::string ReadProfileString(const std::string& path, const std::string& sectio
   GetPrivateProfileStringA(section.c_str(), key.c_str(), "", buffer.data(), static_cast<DWORD>(buffer.size()),
                            InAnsiCodePage(path).c_str());
   return buffer.substr(0, buffer.find('\0'));
+}
+
+std::vector<std::string> ReadSectionNames(const std::string& path) {
+  return ReadNames(path, nullptr);
+}
+
+std::vector<std::string> ReadKeyNames(const std::string& path, const std::string& section) {
+  return ReadNames(path, section.c_str());
 }
 
 }  // namespace config

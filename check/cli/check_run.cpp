@@ -21,6 +21,9 @@
 #include "check/report/json_report.h"
 #include "check/report/report_file.h"
 #include "check/report/text_report.h"
+#include "check/setup/configuration.h"
+#include "check/setup/connecting.h"
+#include "check/setup/data_source.h"
 #include "check/staging/session.h"
 #include "config/file_names.h"
 #include "config/migration_settings.h"
@@ -44,23 +47,8 @@ config::MigrationSettings ReadSettings() {
   if (!config::ProfileFileExists(path)) {
     throw std::runtime_error("there is no bw_migrate.ini in the working directory");
   }
+  setup::RequireUsableConfiguration(path);
   return config::MigrationSettings(path.string());
-}
-
-void Connect(odbc::DBConnection& connection, std::string_view side, const config::ConnectionSettings& settings) {
-  bool known = false;
-  try {
-    known = connection.Connect();
-  } catch (const std::runtime_error& error) {
-    throw std::runtime_error("cannot connect to the " + std::string(side) + ", data source '" +
-                             settings.dataSourceName + "', login '" + settings.login +
-                             "': " + (*error.what() == '\0' ? "the server's name cannot be read" : error.what()));
-  }
-  if (!known) {
-    throw std::runtime_error("the server of the " + std::string(side) + ", data source '" + settings.dataSourceName +
-                             "', is neither a Microsoft SQL Server nor a PostgreSQL; bw_db_migrate would end without "
-                             "a word");
-  }
 }
 
 /// What the migrator asks for before it touches a table.
@@ -107,9 +95,7 @@ Report MakeReport(const CheckRequest& request, const config::MigrationSettings& 
 
   const std::unique_ptr<Progress> progress = MakeProgress();
   progress->Begin("Connecting");
-  Connect(source, "source", settings.source);
-  Connect(trial, "source", settings.source);
-  Connect(destination, "destination", settings.destination);
+  setup::ConnectSides(source, trial, destination, settings);
   RequireMigratable(source, destination);
   try {
     return request.command == Command::Before
@@ -143,6 +129,7 @@ int Check(const CheckRequest& request) {
   if (request.jsonFile) {
     jsonFile.emplace(*request.jsonFile);
   }
+  setup::RequireDataSources(settings);
   Passwords passwords;
   AskPasswords(passwords);
   const Report report = MakeReport(request, settings, passwords);

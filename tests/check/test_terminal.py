@@ -72,10 +72,9 @@ class _Terminal:
 
 
 @pytest.fixture
-def directory(empty_directory):
+def directory(unreachable_directory):
     """A working directory whose configuration leads nowhere: the program ends when both passwords are typed."""
-    (empty_directory / "bw_migrate.ini").touch()
-    return empty_directory
+    return unreachable_directory
 
 
 def _modes(path) -> list[str]:

@@ -1,0 +1,162 @@
+#include "check/setup/configuration.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <fstream>
+#include <iterator>
+#include <numeric>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "config/file_names.h"
+#include "config/migration_settings.h"
+#include "config/profile_file.h"
+
+namespace check::setup {
+
+namespace {
+
+constexpr std::size_t kLargestDistance = 2;
+
+std::string Lower(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+  return lower;
+}
+
+/// How many characters have to be added, removed or replaced to make one text of the other.
+std::size_t EditDistance(std::string_view from, std::string_view to) {
+  std::vector<std::size_t> row(to.size() + 1);
+  std::iota(row.begin(), row.end(), 0);
+  for (const char letter : from) {
+    std::size_t diagonal = row[0]++;
+    for (std::size_t i = 1; i <= to.size(); ++i) {
+      const std::size_t replaced = diagonal + (letter == to[i - 1] ? 0 : 1);
+      diagonal = row[i];
+      row[i] = std::min({replaced, row[i] + 1, row[i - 1] + 1});
+    }
+  }
+  return row.back();
+}
+
+bool Has(const std::vector<std::string>& names, std::string_view known) {
+  return std::any_of(names.begin(), names.end(),
+                     [known](const std::string& name) { return Lower(name) == Lower(known); });
+}
+
+/// The first name that resembles the known one and is none of those that are read; empty when there is none.
+template <class KnownNames>
+std::string LookAlike(const std::vector<std::string>& names, std::string_view known, const KnownNames& allKnown) {
+  const auto found = std::find_if(names.begin(), names.end(), [&](const std::string& name) {
+    // What is commented out in the manner of other files is not meant to be read.
+    const bool isRead = std::any_of(allKnown.begin(), allKnown.end(),
+                                    [&name](std::string_view each) { return Lower(name) == Lower(each); });
+    return !isRead && !name.starts_with('#') && Resembles(name, known);
+  });
+  return found == names.end() ? std::string{} : *found;
+}
+
+/// What a section is to hold.
+std::string Needed() {
+  std::string keys;
+  for (const std::string_view key : config::kKeys) {
+    keys += (keys.empty() ? "" : ", ") + std::string(key);
+  }
+  return ", with the keys " + keys;
+}
+
+std::string ReadWhole(const std::filesystem::path& path) {
+  const std::string name(config::kConfigurationFileName);
+  if (!std::filesystem::is_regular_file(path)) {
+    throw std::runtime_error(name + " is no regular file: put the configuration file there");
+  }
+  errno = 0;
+  std::ifstream file(path, std::ios_base::binary);
+  std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  if (!file) {
+    throw std::runtime_error(name + " cannot be read: " + std::generic_category().message(errno) +
+                             ". Give your account the right to read it");
+  }
+  return content;
+}
+
+/// Why nothing at all may be found in a file; empty where its bytes do not show that.
+std::string FlawOfBytes(const std::string& content) {
+  using namespace std::string_view_literals;
+  if (content.find_first_not_of(" \t\r\n") == std::string::npos) {
+    return " is empty: write both sections into it" + Needed();
+  }
+  if (content.starts_with("\xFF\xFE"sv) || content.starts_with("\xFE\xFF"sv) ||
+      content.find('\0') != std::string::npos) {
+    return " is in UTF-16, or is no text file: save it as ANSI or as UTF-8 without a byte-order mark";
+  }
+  if (content.starts_with("\xEF\xBB\xBF"sv)) {
+    return " begins with a byte-order mark: save it as ANSI or as UTF-8 without a byte-order mark";
+  }
+  return {};
+}
+
+void LookAtSection(const std::string& path, std::string_view section, std::vector<std::string>& flaws) {
+  const std::string name(config::kConfigurationFileName);
+  const std::string in = " in [" + std::string(section) + "]";
+  const std::vector<std::string> keys = config::ReadKeyNames(path, std::string(section));
+  for (const std::string_view key : config::kKeys) {
+    const std::string known(key);
+    const std::string other = LookAlike(keys, key, config::kKeys);
+    if (!other.empty()) {
+      flaws.push_back(name + ": the key " + other + in + " is not read. Rename it to " + known +
+                      (Has(keys, key) ? ", or remove it" : ""));
+    } else if (!Has(keys, key)) {
+      flaws.push_back(name + ": there is no key " + known + in + ". Write the line " + known + "=" +
+                      (key == config::kDataSourceKey ? "NAME, with the name of the data source"
+                       : key == config::kLoginKey    ? "LOGIN; without a login if the data source has it"
+                                                     : "SCHEMA; without a schema if table names need none"));
+    }
+  }
+  if (Has(keys, config::kDataSourceKey) &&
+      config::ReadConnectionSettings(path, std::string(section)).dataSourceName.empty()) {
+    flaws.push_back(name + ": " + std::string(config::kDataSourceKey) + in +
+                    " is empty. Write the name of the data source after the =");
+  }
+}
+
+}  // namespace
+
+bool Resembles(std::string_view name, std::string_view known) {
+  const std::size_t distance = EditDistance(Lower(name), Lower(known));
+  return distance > 0 && distance <= kLargestDistance;
+}
+
+void RequireUsableConfiguration(const std::filesystem::path& path) {
+  const std::string name(config::kConfigurationFileName);
+  const std::string content = ReadWhole(path);
+  const std::vector<std::string> sections = config::ReadSectionNames(path.string());
+  std::vector<std::string> flaws;
+  for (const std::string_view section : config::kSections) {
+    if (Has(sections, section)) {
+      LookAtSection(path.string(), section, flaws);
+      continue;
+    }
+    const std::string bytes = FlawOfBytes(content);
+    if (!bytes.empty()) {
+      flaws.assign(1, name + bytes);
+      break;
+    }
+    const std::string other = LookAlike(sections, section, config::kSections);
+    flaws.push_back(name + ": there is no section [" + std::string(section) + "]" +
+                    (other.empty() ? ". Write it" + Needed() : ", but one named [" + other + "]. Rename it"));
+  }
+  if (!flaws.empty()) {
+    std::string text;
+    for (const std::string& flaw : flaws) {
+      text += (text.empty() ? "" : "\n") + flaw;
+    }
+    throw std::runtime_error(text);
+  }
+}
+
+}  // namespace check::setup

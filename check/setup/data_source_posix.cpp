@@ -1,0 +1,203 @@
+#include "check/setup/data_source.h"
+
+#include <dlfcn.h>
+#include <odbcinst.h>
+#include <sql.h>
+#include <sqlext.h>
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+#include "odbc/diagnostics.h"
+#include "odbc/text.h"
+
+// What odbcinst -j asks the library for. It is exported, but declared in no header that is installed with it.
+extern "C" {
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
+BOOL _odbcinst_UserINI(char* path, BOOL verify);
+BOOL _odbcinst_SystemINI(char* path, BOOL verify);
+char* odbcinst_system_file_path(char* buffer);
+char* odbcinst_system_file_name(char* buffer);
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
+}
+
+namespace check::setup {
+
+namespace {
+
+constexpr const char* kDataSourceFile = "odbc.ini";
+constexpr std::string_view kNotLoaded = "Can't open lib '";
+
+using PathBuffer = std::array<char, FILENAME_MAX + 1>;
+
+/// An environment and a connection as the migrator makes them.
+class Connection {
+ public:
+  Connection() {
+    if (odbc::Succeeded(SQLAllocEnv(&environment_))) {
+      SQLAllocHandle(SQL_HANDLE_DBC, environment_, &connection_);
+    }
+  }
+
+  ~Connection() {
+    if (connection_ != SQL_NULL_HDBC) {
+      SQLDisconnect(connection_);
+      SQLFreeHandle(SQL_HANDLE_DBC, connection_);
+    }
+    if (environment_ != SQL_NULL_HENV) {
+      SQLFreeEnv(environment_);
+    }
+  }
+
+  Connection(const Connection&) = delete;
+  Connection(Connection&&) = delete;
+  Connection& operator=(const Connection&) = delete;
+  Connection& operator=(Connection&&) = delete;
+
+  SQLHENV environment() const { return environment_; }
+  SQLHDBC handle() const { return connection_; }
+
+ private:
+  SQLHENV environment_ = SQL_NULL_HENV;
+  SQLHDBC connection_ = SQL_NULL_HDBC;
+};
+
+std::string Listed(const std::vector<std::string>& names) {
+  std::string list;
+  for (const std::string& name : names) {
+    list += (list.empty() ? "" : ", ") + name;
+  }
+  return list.empty() ? "none" : list;
+}
+
+std::string Shown(const std::string& path) {
+  std::error_code ignored;
+  return path + (std::filesystem::exists(path, ignored) ? "" : " (does not exist)");
+}
+
+std::string DataSourceFiles() {
+  PathBuffer user{};
+  PathBuffer system{};
+  _odbcinst_UserINI(user.data(), 0);
+  _odbcinst_SystemINI(system.data(), 0);
+  const std::string first = user.data();
+  const std::string second = system.data();
+  return "The driver manager looks for data sources in " + Shown(first) +
+         (second == first ? "" : " and in " + Shown(second));
+}
+
+std::string DriverFile() {
+  PathBuffer path{};
+  PathBuffer name{};
+  return Shown(std::string(odbcinst_system_file_path(path.data())) + "/" + odbcinst_system_file_name(name.data()));
+}
+
+std::vector<std::string> DataSources(SQLHENV environment) {
+  std::vector<std::string> names;
+  std::array<char, SQL_MAX_DSN_LENGTH + 1> name{};
+  std::array<char, 256> description{};
+  SQLSMALLINT nameLength = 0;
+  SQLSMALLINT descriptionLength = 0;
+  SQLUSMALLINT direction = SQL_FETCH_FIRST;
+  while (odbc::Succeeded(SQLDataSources(environment, direction, reinterpret_cast<SQLCHAR*>(name.data()),
+                                        static_cast<SQLSMALLINT>(name.size()), &nameLength,
+                                        reinterpret_cast<SQLCHAR*>(description.data()),
+                                        static_cast<SQLSMALLINT>(description.size()), &descriptionLength))) {
+    names.emplace_back(name.data());
+    direction = SQL_FETCH_NEXT;
+  }
+  return names;
+}
+
+std::vector<std::string> Drivers(SQLHENV environment) {
+  std::vector<std::string> names;
+  std::array<char, 256> name{};
+  std::array<char, 1024> attributes{};
+  SQLSMALLINT nameLength = 0;
+  SQLSMALLINT attributesLength = 0;
+  SQLUSMALLINT direction = SQL_FETCH_FIRST;
+  while (odbc::Succeeded(SQLDrivers(environment, direction, reinterpret_cast<SQLCHAR*>(name.data()),
+                                    static_cast<SQLSMALLINT>(name.size()), &nameLength,
+                                    reinterpret_cast<SQLCHAR*>(attributes.data()),
+                                    static_cast<SQLSMALLINT>(attributes.size()), &attributesLength))) {
+    names.emplace_back(name.data());
+    direction = SQL_FETCH_NEXT;
+  }
+  return names;
+}
+
+/// What a data source of that name says, or the names of all that it says without an entry.
+std::string Entry(const std::string& name, const char* entry) {
+  std::array<char, 4096> value{};
+  SQLGetPrivateProfileString(name.c_str(), entry, "", value.data(), static_cast<int>(value.size()), kDataSourceFile);
+  return value.data();
+}
+
+/// Why the driver manager finds no driver for a data source.
+std::string WhyNotFound(const std::string& name, SQLHENV environment) {
+  const std::string driver = Entry(name, "Driver");
+  if (!driver.empty()) {
+    return "names the driver '" + driver + "', which is not installed. Installed in " + DriverFile() + ": " +
+           Listed(Drivers(environment)) + ". Install the driver, or correct the line Driver. " + DataSourceFiles();
+  }
+  if (!Entry(name, nullptr).empty()) {
+    return "has no line Driver. Write it; installed in " + DriverFile() + ": " + Listed(Drivers(environment)) + ". " +
+           DataSourceFiles();
+  }
+  return "is not defined. " + DataSourceFiles() + ", and finds there: " + Listed(DataSources(environment)) +
+         ". Define it, or correct db_connection_name";
+}
+
+/// The driver manager says the same whatever keeps a library from being loaded; the loader knows more of a whole path.
+std::string WhyNotLoaded(const std::string& message) {
+  const std::size_t begin = message.find(kNotLoaded) + kNotLoaded.size();
+  const std::string library = message.substr(begin, message.find('\'', begin) - begin);
+  std::string text = "has a driver that cannot be loaded: " + library;
+  if (library.find('/') != std::string::npos) {
+    void* const loaded = dlopen(library.c_str(), RTLD_LAZY | RTLD_LOCAL);
+    if (loaded == nullptr) {
+      text = std::string("has a driver that cannot be loaded: ") + dlerror();  // NOLINT(concurrency-mt-unsafe)
+    } else {
+      dlclose(loaded);
+    }
+  }
+  return text +
+         ". Install the driver for this computer's architecture, or correct its path. Drivers are registered in " +
+         DriverFile() + ". " + DataSourceFiles();
+}
+
+}  // namespace
+
+std::string FlawOfDataSource(std::string_view side, const std::string& name) {
+  const std::string subject = "the data source '" + name + "' of the " + std::string(side) + " ";
+  if (name.size() > SQL_MAX_DSN_LENGTH) {
+    return subject + "has a name of " + std::to_string(name.size()) + " bytes, and the driver manager takes " +
+           std::to_string(SQL_MAX_DSN_LENGTH) + " at most. Give it a shorter one";
+  }
+  // In a connection string such a name would be read otherwise than alone.
+  if (name.find_first_of("{}") != std::string::npos) {
+    return {};
+  }
+  const Connection connection;
+  // The driver manager finds and loads the driver as it does to connect; the driver is asked what it needs for that.
+  const std::string question = "DSN={" + name + "}";
+  std::array<SQLCHAR, 1024> answer{};
+  SQLSMALLINT length = 0;
+  if (odbc::Succeeded(SQLBrowseConnect(connection.handle(), odbc::AsSqlText(question), SQL_NTS, answer.data(),
+                                       static_cast<SQLSMALLINT>(answer.size()), &length))) {
+    return {};
+  }
+  const odbc::Diagnostics diagnostics = odbc::ReadDiagnostics(SQL_HANDLE_DBC, connection.handle());
+  if (diagnostics.state == "IM002") {
+    return subject + WhyNotFound(name, connection.environment());
+  }
+  if (diagnostics.text.find(kNotLoaded) != std::string::npos) {
+    return subject + WhyNotLoaded(diagnostics.text);
+  }
+  return {};
+}
+
+}  // namespace check::setup
