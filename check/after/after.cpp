@@ -1,37 +1,23 @@
 #include "check/after/after.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstddef>
 #include <optional>
 #include <set>
 #include <stdexcept>
-#include <thread>
 
 #include "check/after/after_report.h"
 #include "check/after/database_comparison.h"
 #include "check/after/log_reader.h"
-#include "check/after/migrator_sessions.h"
 #include "check/after/run_end.h"
 #include "check/after/wording.h"
 #include "check/connections/connections.h"
+#include "check/connections/migrator_sessions.h"
 #include "check/rules/catalogue.h"
 
 namespace check {
 
 namespace {
-
-/// The sessions of a run that is at work. That of a run which has just ended is still there for a moment.
-std::vector<MigratorSession> FindSessionsAtWork(const odbc::DBConnection& destination) {
-  constexpr int attempts = 10;
-  constexpr std::chrono::milliseconds pause(100);
-  std::vector<MigratorSession> sessions = FindMigratorSessions(destination);
-  for (int i = 0; i < attempts && !sessions.empty(); ++i) {
-    std::this_thread::sleep_for(pause);
-    sessions = FindMigratorSessions(destination);
-  }
-  return sessions;
-}
 
 /// What reads a table waits for what waits for its lock.
 void RequireNoneWaits(const std::vector<MigratorSession>& sessions) {

@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "check/after/log_reader.h"
-#include "check/after/migrator_sessions.h"
 #include "check/after/reference_comparison.h"
 #include "check/after/row_comparison.h"
 #include "check/after/run_end.h"
+#include "check/connections/migrator_sessions.h"
 #include "check/report/finding.h"
 #include "check/rules/rules.h"
 

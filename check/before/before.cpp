@@ -4,11 +4,14 @@
 #include <cstdint>
 #include <iterator>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "check/before/preflight.h"
+#include "check/before/run_conditions.h"
+#include "check/before/run_estimate.h"
 #include "check/characters/characters.h"
 #include "check/connections/connections.h"
 #include "check/report/findings.h"
@@ -93,6 +96,42 @@ std::string Verdict(const staging::Staged& staged, const Report& report, bool fo
                : text + " The source has " + counted + "; how many of them will arrive unchanged is not known.";
 }
 
+/// Empty when the configured schema is refused.
+staging::Destination ReadModel(const odbc::DBConnection& destination) {
+  try {
+    return staging::ReadDestination(destination);
+  } catch (const odbc::Error& error) {
+    if (!error.IsOfClass("42") && !error.IsOfClass("3F") && !error.IsOfClass("0A")) {
+      throw;
+    }
+    return {};
+  }
+}
+
+/// What is wrong besides, with the rights on both sides above all, where nothing can be staged: a line for each matter.
+std::string OtherObstacles(const odbc::DBConnection& destination, Report report) {
+  const staging::Destination model = ReadModel(destination);
+  for (const db::TableDescription& table : Catalogue()) {
+    report.tables.emplace_back().table = table.name;
+  }
+  if (model.tables.empty()) {
+    RefusedSchema(destination, report);
+  } else {
+    LookAtDestination(destination, model, staging::ReadCalls(destination, model), {}, report);
+  }
+  std::string text;
+  const auto add = [&text](const std::vector<Finding>& findings) {
+    for (const Finding& finding : findings) {
+      text += "\n" + finding.text;
+    }
+  };
+  add(report.general);
+  for (const TableReport& table : report.tables) {
+    add(table.findings);
+  }
+  return text;
+}
+
 }  // namespace
 
 Report CheckBefore(odbc::DBConnection& source, const odbc::DBConnection& trial, odbc::DBConnection& destination,
@@ -102,15 +141,14 @@ Report CheckBefore(odbc::DBConnection& source, const odbc::DBConnection& trial, 
   const std::set<std::string, std::less<>> unread = CheckConnections(source, destination, report);
 
   progress.Begin("destination");
-  const staging::Writability writability = staging::BeginSession(destination);
-  staging::Destination model;
+  const RunSettings runSettings = ReadRunSettings(destination, report);
+  staging::Writability writability;
   try {
-    model = staging::ReadDestination(destination);
-  } catch (const odbc::Error& error) {
-    if (!error.IsOfClass("42") && !error.IsOfClass("3F") && !error.IsOfClass("0A")) {
-      throw;
-    }
+    writability = staging::BeginSession(destination);
+  } catch (const staging::MissingTempRight& missing) {
+    throw std::runtime_error(missing.what() + OtherObstacles(destination, report));
   }
+  const staging::Destination model = ReadModel(destination);
   const bool found = !model.tables.empty();
   const std::vector<db::TableDescription> needed = staging::TablesNeeded(destination, model, tables);
   for (const db::TableDescription& table : needed) {
@@ -122,6 +160,7 @@ Report CheckBefore(odbc::DBConnection& source, const odbc::DBConnection& trial, 
   for (const std::string& table : unread) {
     preflight.obstacles.cannotRead.emplace(table, "the source's table cannot be read");
   }
+  LookAtSessions(destination, model, runSettings, report);
   const staging::Copies copies =
       writability.CanStage() ? staging::CreateCopies(destination, model, needed, calls) : staging::Copies{};
   staging::EndCreation(destination);
@@ -160,6 +199,7 @@ Report CheckBefore(odbc::DBConnection& source, const odbc::DBConnection& trial, 
   std::erase_if(report.tables, [&tables](const TableReport& entry) {
     return !tables.empty() && std::find(tables.begin(), tables.end(), entry.table) == tables.end();
   });
+  LookAtRun(destination, copies, tables.empty(), runSettings.waitsForDisk, report);
   // Of what was not chosen nothing is said.
   if (staged.endsIn && (tables.empty() || std::find(tables.begin(), tables.end(), *staged.endsIn) != tables.end())) {
     report.runEndsIn = staged.endsIn;

@@ -67,6 +67,34 @@ std::string SchemaText(const odbc::DBConnection& destination) {
   return "\"" + prefix.substr(0, prefix.empty() ? 0 : prefix.size() - 1) + "\"";
 }
 
+/// How to name the schemas that differ from the configured one in upper and lower case only; empty when there are none.
+std::string SchemasInOtherCase(const odbc::DBConnection& destination) {
+  constexpr std::string_view sql = R"(
+    SELECT p.names[cardinality(p.names)], n.nspname, quote_ident(n.nspname)
+    FROM (SELECT parse_ident(?) AS names) AS p
+    JOIN pg_namespace n ON lower(n.nspname) = lower(p.names[cardinality(p.names)])
+      AND n.nspname <> p.names[cardinality(p.names)]
+    ORDER BY n.nspname)";
+  std::string text;
+  try {
+    const std::string& prefix = destination.schema();
+    for (const TextRow& row : QueryRows(destination, sql, {prefix.substr(0, prefix.find_last_of('.'))})) {
+      const std::string name = row.at(1).value_or("");
+      const std::string quoted = row.at(2).value_or("");
+      text += text.empty() ? " PostgreSQL reads that name as " + row.at(0).value_or("") + "." : "";
+      text += " There is a schema " + name + ": to name it, write db_schema=";
+      text += name == quoted ? name : "'" + quoted + "', with both pairs of quotes";
+      text += ".";
+    }
+  } catch (const odbc::Error& error) {
+    // 22: it is no name.
+    if (!error.IsOfClass("22")) {
+      throw;
+    }
+  }
+  return text;
+}
+
 void CannotEmptyAny(Preflight& preflight, const std::string& reason) {
   for (const db::TableDescription& table : Catalogue()) {
     preflight.obstacles.cannotEmpty.emplace(table.name, reason);
@@ -84,8 +112,8 @@ class Look {
               writability.readOnlyByDefault
                   ? "default_transaction_read_only is on for this login or database: the run ends at the first table "
                     "(25006)."
-                  : "The data source has ReadOnly = 1, with which the driver refuses every INSERT: the run empties the "
-                    "first table and ends.");
+                  : "The data source has ReadOnly = 1, with which the driver refuses every INSERT (S1000): the run "
+                    "empties the first table and ends.");
       CannotEmptyAny(preflight_, "the destination is read-only");
     }
     if (!writability.preparesOnServer) {
@@ -293,7 +321,7 @@ Preflight RefusedSchema(const odbc::DBConnection& destination, Report& report) {
   const std::optional<std::string> refused = WhyRefused(destination, Catalogue().front());
   report.general.emplace_back(finding::DestinationSchema).text =
       refused ? "The destination refuses the configured schema " + SchemaText(destination) +
-                    ": the run ends at the first table. " + *refused
+                    ": the run ends at the first table. " + *refused + SchemasInOtherCase(destination)
               : "The configured schema " + SchemaText(destination) +
                     " is more than a name. The destination's tables and procedures were not looked at.";
   if (refused) {

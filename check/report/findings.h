@@ -56,6 +56,13 @@ inline constexpr FindingKind CascadeEmptiesMigrated{
     "a cascading truncate empties a table of the 22 that was migrated before"};
 inline constexpr FindingKind StatementRefused{"statement-refused", Cost::RunEnds,
                                               "the destination refuses the statement that writes the rows"};
+inline constexpr FindingKind TableLocked{"table-locked", Cost::CannotForesee,
+                                         "a session holds a lock on a table or waits for one; the run waits there"};
+inline constexpr FindingKind LogOverwritten{"log-overwritten", Cost::CannotForesee,
+                                            "there is a log in the working directory, which the run overwrites"};
+inline constexpr FindingKind LogNotWritten{
+    "log-not-written", Cost::CannotForesee,
+    "the log cannot be written, or not to its end: it is no file, a right or room on the disk is missing"};
 
 // Of the source's rows.
 

@@ -100,28 +100,41 @@ std::string FlawOfBytes(const std::string& content) {
   return {};
 }
 
-void LookAtSection(const std::string& path, std::string_view section, std::vector<std::string>& flaws) {
-  const std::string name(config::kConfigurationFileName);
-  const std::string in = " in [" + std::string(section) + "]";
-  const std::vector<std::string> keys = config::ReadKeyNames(path, std::string(section));
+/// What is wrong with a key of a section; empty when nothing is.
+std::string FlawOfKey(const std::vector<std::string>& keys, std::string_view key, const std::string& section) {
+  const std::string known(key);
+  const std::string other = LookAlike(keys, key, config::kKeys);
+  if (!other.empty()) {
+    return "the key " + other + " in [" + section + "] is not read. Rename it to " + known +
+           (Has(keys, key) ? ", or remove it" : "");
+  }
+  if (Has(keys, key)) {
+    return {};
+  }
+  return "there is no key " + known + " in [" + section + "]. Write the line " + known + "=" +
+         (key == config::kDataSourceKey ? "NAME, with the name of the data source"
+          : key == config::kLoginKey    ? "LOGIN; without a login if the data source has it"
+                                        : "SCHEMA; without a schema if table names need none");
+}
+
+/// What is wrong with a section that there is; empty texts where nothing is.
+std::vector<std::string> FlawsOfSection(const std::string& path, const std::string& section) {
+  std::vector<std::string> flaws;
+  const std::vector<std::string> keys = config::ReadKeyNames(path, section);
   for (const std::string_view key : config::kKeys) {
-    const std::string known(key);
-    const std::string other = LookAlike(keys, key, config::kKeys);
-    if (!other.empty()) {
-      flaws.push_back(name + ": the key " + other + in + " is not read. Rename it to " + known +
-                      (Has(keys, key) ? ", or remove it" : ""));
-    } else if (!Has(keys, key)) {
-      flaws.push_back(name + ": there is no key " + known + in + ". Write the line " + known + "=" +
-                      (key == config::kDataSourceKey ? "NAME, with the name of the data source"
-                       : key == config::kLoginKey    ? "LOGIN; without a login if the data source has it"
-                                                     : "SCHEMA; without a schema if table names need none"));
-    }
+    flaws.push_back(FlawOfKey(keys, key, section));
   }
-  if (Has(keys, config::kDataSourceKey) &&
-      config::ReadConnectionSettings(path, std::string(section)).dataSourceName.empty()) {
-    flaws.push_back(name + ": " + std::string(config::kDataSourceKey) + in +
-                    " is empty. Write the name of the data source after the =");
+  if (Has(keys, config::kDataSourceKey) && config::ReadConnectionSettings(path, section).dataSourceName.empty()) {
+    flaws.push_back(std::string(config::kDataSourceKey) + " in [" + section +
+                    "] is empty. Write the name of the data source after the =");
   }
+  return flaws;
+}
+
+std::string FlawOfMissingSection(const std::vector<std::string>& sections, std::string_view section) {
+  const std::string other = LookAlike(sections, section, config::kSections);
+  return "there is no section [" + std::string(section) + "]" +
+         (other.empty() ? ". Write it" + Needed() : ", but one named [" + other + "]. Rename it");
 }
 
 }  // namespace
@@ -138,23 +151,24 @@ void RequireUsableConfiguration(const std::filesystem::path& path) {
   std::vector<std::string> flaws;
   for (const std::string_view section : config::kSections) {
     if (Has(sections, section)) {
-      LookAtSection(path.string(), section, flaws);
+      const std::vector<std::string> own = FlawsOfSection(path.string(), std::string(section));
+      flaws.insert(flaws.end(), own.begin(), own.end());
       continue;
     }
     const std::string bytes = FlawOfBytes(content);
     if (!bytes.empty()) {
-      flaws.assign(1, name + bytes);
-      break;
+      throw std::runtime_error(name + bytes);
     }
-    const std::string other = LookAlike(sections, section, config::kSections);
-    flaws.push_back(name + ": there is no section [" + std::string(section) + "]" +
-                    (other.empty() ? ". Write it" + Needed() : ", but one named [" + other + "]. Rename it"));
+    flaws.push_back(FlawOfMissingSection(sections, section));
   }
-  if (!flaws.empty()) {
-    std::string text;
-    for (const std::string& flaw : flaws) {
-      text += (text.empty() ? "" : "\n") + flaw;
+  std::string text;
+  for (const std::string& flaw : flaws) {
+    if (!flaw.empty()) {
+      text += (text.empty() ? "" : "\n") + name;
+      text += ": " + flaw;
     }
+  }
+  if (!text.empty()) {
     throw std::runtime_error(text);
   }
 }

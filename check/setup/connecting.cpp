@@ -82,12 +82,15 @@ std::string WhyNotConnected(odbc::DBConnection& connection, std::string_view sid
 }  // namespace
 
 std::string_view MeaningOf(const std::vector<ConnectionError>& errors) {
-  const auto found = std::find_if(kMeanings.begin(), kMeanings.end(), [&errors](const Meaning& meaning) {
-    return std::any_of(errors.begin(), errors.end(), [&meaning](const ConnectionError& error) {
+  for (const Meaning& meaning : kMeanings) {
+    const bool fits = std::any_of(errors.begin(), errors.end(), [&meaning](const ConnectionError& error) {
       return meaning.state.empty() ? meaning.code == error.code : meaning.state == error.state;
     });
-  });
-  return found == kMeanings.end() ? std::string_view{} : found->text;
+    if (fits) {
+      return meaning.text;
+    }
+  }
+  return {};
 }
 
 std::string DoubtsAboutPassword(std::string_view password, std::string_view message) {

@@ -11,6 +11,7 @@
 #include <system_error>
 #include <vector>
 
+#include "check/sql/sql_text.h"
 #include "odbc/diagnostics.h"
 #include "odbc/text.h"
 
@@ -66,11 +67,7 @@ class Connection {
 };
 
 std::string Listed(const std::vector<std::string>& names) {
-  std::string list;
-  for (const std::string& name : names) {
-    list += (list.empty() ? "" : ", ") + name;
-  }
-  return list.empty() ? "none" : list;
+  return names.empty() ? "none" : Joined(names);
 }
 
 std::string Shown(const std::string& path) {

@@ -44,8 +44,8 @@ Writability BeginSession(const odbc::DBConnection& destination) {
                                   "format('GRANT TEMP ON DATABASE %I TO %I;', current_database(), current_user)")
                             .at(0);
   if (right.at(0) != "true") {
-    throw std::runtime_error("the destination's login may not create temporary tables, which the check needs: " +
-                             right.at(1).value_or(""));
+    throw MissingTempRight("the destination's login may not create temporary tables, which the check needs: " +
+                           right.at(1).value_or(""));
   }
   const Writability writability{
       .readOnlyByDefault = QueryValue(destination, "SHOW default_transaction_read_only") == "on",
@@ -71,13 +71,16 @@ void EndCreation(const odbc::DBConnection& destination) {
 
 std::string WhoBlocks(const odbc::DBConnection& destination) {
   constexpr std::string_view sql = R"(
-    SELECT format('session %s of %s%s has locked %s since %s', a.pid, a.usename,
-      CASE WHEN a.application_name <> '' THEN ' (' || a.application_name || ')' END,
-      string_agg(DISTINCT l.relation::regclass::text, ', '), date_trunc('second', a.xact_start))
+    SELECT concat('session ', a.pid, ' of ', a.usename, ' (' || nullif(a.application_name, '') || ')',
+      CASE WHEN NOT bool_and(l.granted) THEN ' waits for a lock on ' WHEN bool_or(l.mode = 'AccessExclusiveLock')
+        THEN ' has locked ' ELSE ' uses ' END,
+      string_agg(DISTINCT l.relation::regclass::text, ', '), ' since ' || date_trunc('second', a.xact_start))
     FROM pg_locks l JOIN pg_stat_activity a ON a.pid = l.pid JOIN pg_class c ON c.oid = l.relation
-    WHERE l.granted AND l.mode = 'AccessExclusiveLock' AND c.relkind IN ('r', 'p') AND l.pid <> pg_backend_pid()
+    WHERE c.relkind IN ('r', 'p') AND l.pid <> pg_backend_pid()
       AND l.database = (SELECT d.oid FROM pg_database d WHERE d.datname = current_database())
-    GROUP BY a.pid, a.usename, a.application_name, a.xact_start)";
+      AND EXISTS (SELECT FROM pg_locks x WHERE x.database = l.database AND x.relation = l.relation
+        AND x.mode = 'AccessExclusiveLock')
+    GROUP BY a.pid, a.usename, a.application_name, a.xact_start ORDER BY a.pid)";
   std::string sessions;
   for (const TextRow& row : QueryRows(destination, sql)) {
     sessions += (sessions.empty() ? "" : "; ") + row.at(0).value_or("");

@@ -1,6 +1,7 @@
 #ifndef BW_CHECK_STAGING_SESSION_H
 #define BW_CHECK_STAGING_SESSION_H
 
+#include <stdexcept>
 #include <string>
 
 #include "odbc/connection.h"
@@ -17,9 +18,16 @@ struct Writability {
   bool CanStage() const { return !readOnlyDataSource && preparesOnServer; }
 };
 
+/// The login may not create temporary tables. The message has the statement that grants the right.
+class MissingTempRight : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
 /// Prepares the session for creating temporary tables: they come last in the search path, and waiting for a lock ends.
 ///
-/// \throws std::runtime_error when nothing can be staged here, saying why: a standby, no TEMP right.
+/// \throws MissingTempRight.
+/// \throws std::runtime_error when the destination is a standby.
 Writability BeginSession(const odbc::DBConnection& destination);
 
 /// Makes the session read-only for everything but temporary tables.
@@ -27,7 +35,8 @@ Writability BeginSession(const odbc::DBConnection& destination);
 /// \throws std::runtime_error when it cannot be made read-only.
 void EndCreation(const odbc::DBConnection& destination);
 
-/// The sessions that keep others from reading one of the 22 tables, for a person; empty when there are none.
+/// The sessions that keep others from reading a table, for a person: those that have locked it or wait for that, and
+/// those that these wait for. Empty when there are none.
 std::string WhoBlocks(const odbc::DBConnection& destination);
 
 }  // namespace check::staging

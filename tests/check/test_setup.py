@@ -1,13 +1,19 @@
 """What bw_db_check looks at before it asks for passwords, how it says why it cannot connect, and what a run meets."""
 
+import contextlib
 import os
 import pwd
+import re
 import subprocess
+import threading
 
+import psycopg2
 import pytest
 
 import data_sources
 import lab
+import scratch
+import source
 from checker import PROGRAM, check
 
 WHOLE = (
@@ -242,3 +248,313 @@ def test_servers_that_nobody_answers_for(unreachable_directory):
 
     assert run.returncode == 2
     assert run.stderr.count(b"There is no connection. The driver's message says why") == 2
+
+
+# What a run meets.
+
+
+def _general(result) -> list[tuple]:
+    assert result.report is not None, result.errors
+    return [(each["id"], each["cost"], each["text"]) for each in result.report["general"]]
+
+
+def test_settings_of_the_runs_session(new_workspace):
+    workspace = new_workspace()
+    settings = data_sources.postgresql(workspace.lab.postgres.port, workspace.database)
+    settings["ConnSettings"] = (
+        "SET synchronous_commit TO local; SET lock_timeout TO '7s'; SET standard_conforming_strings TO off; "
+        "SET client_connection_check_interval TO '3s'"
+    )
+    workspace.write_data_sources(destination=settings)
+
+    result = check(workspace, "before")
+
+    assert (
+        "Destination: the run's session has synchronous_commit local, lock_timeout 7s, "
+        "client_connection_check_interval 3s, standard_conforming_strings off."
+    ) in result.report["facts"]
+    assert _general(result) == []
+
+
+def _lock(workspace, statement, *login):
+    """A connection that holds a statement's locks until it is closed."""
+    connection = workspace.lab.postgres.connect(workspace.database, *login)
+    connection.autocommit = False
+    cursor = connection.cursor()
+    cursor.execute(statement)
+    cursor.execute("SELECT date_trunc('second', now())::text")
+    return connection, cursor.fetchone()[0]
+
+
+@pytest.mark.parametrize("login", [(lab.DESTINATION_LOGIN, lab.DESTINATION_PASSWORD), ()], ids=["own login", "another"])
+def test_session_that_has_read_a_table(new_workspace, login):
+    workspace = new_workspace()
+    connection, since = _lock(workspace, 'SELECT FROM "Orders", "Clients"', *login)
+    try:
+        result = check(workspace, "before")
+        process = connection.info.backend_pid
+    finally:
+        connection.close()
+
+    # When another login's transaction began may not be seen.
+    who = f"{login[0]} holds a lock on Clients, Orders, in a transaction since {since}" if login else (
+        "postgres holds a lock on Clients, Orders"
+    )
+    assert _general(result) == [
+        (
+            "table-locked",
+            "cannot-foresee",
+            f"Session {process} of {who}. The run empties each table, which needs a lock of its own: it waits there until "
+            "that session's transaction has ended.",
+        )
+    ]
+    assert result.code == 1
+    # The query that it gives is one.
+    assert workspace.query_destination(result.report["general"][0]["query"]["text"]) == []
+
+
+def test_lock_that_ends_the_run(new_workspace):
+    workspace = new_workspace()
+    settings = data_sources.postgresql(workspace.lab.postgres.port, workspace.database)
+    workspace.write_data_sources(destination=settings | {"ConnSettings": "SET lock_timeout TO '300ms'"})
+    connection, _ = _lock(workspace, 'SELECT FROM "SecGroups"')
+    try:
+        ((name, cost, text),) = _general(check(workspace, "before"))
+        workspace.run_redirected()
+    finally:
+        connection.close()
+
+    assert (name, cost) == ("table-locked", "run-ends")
+    assert text.endswith(" until that session's transaction has ended, and after lock_timeout, 300ms, it ends (55P03).")
+    assert "State = 55P03 " in workspace.log_file.read_text()
+
+
+def test_session_that_waits_for_a_lock(new_workspace):
+    workspace = new_workspace()
+    connection, _ = _lock(workspace, 'LOCK TABLE "Orders" IN ROW EXCLUSIVE MODE')
+    waiting = workspace.lab.postgres.connect(workspace.database, lab.DESTINATION_LOGIN, lab.DESTINATION_PASSWORD)
+    waiting.autocommit = False
+    thread = threading.Thread(target=_ignore, args=[lambda: waiting.cursor().execute('LOCK TABLE "Orders" IN SHARE MODE')])
+    thread.start()
+    try:
+        scratch.wait_until(
+            lambda: workspace.query_destination("SELECT FROM pg_locks WHERE relation IS NOT NULL AND NOT granted"),
+            "the waiting session",
+        )
+        result = check(workspace, "before")
+        processes = [each.info.backend_pid for each in (connection, waiting)]
+    finally:
+        waiting.cancel()
+        thread.join()
+        waiting.close()
+        connection.close()
+
+    assert [(name, text.split(". ")[0].split(", in a")[0]) for name, _, text in _general(result)] == [
+        ("table-locked", f"Session {processes[0]} of postgres holds a lock on Orders"),
+        ("table-locked", f"Session {processes[1]} of bw_migrator waits for a lock on Orders"),
+    ]
+
+
+def test_session_that_waits_to_empty_a_table_blocks_the_check(new_workspace):
+    workspace = new_workspace()
+    connection, _ = _lock(workspace, 'SELECT FROM "Orders"')
+    waiting = workspace.lab.postgres.connect(workspace.database)
+    thread = threading.Thread(target=_ignore, args=[lambda: waiting.cursor().execute('TRUNCATE "Orders" CASCADE')])
+    thread.start()
+    try:
+        scratch.wait_until(
+            lambda: workspace.query_destination("SELECT FROM pg_locks WHERE relation IS NOT NULL AND NOT granted"),
+            "the waiting session",
+        )
+        result = check(workspace, "before")
+        processes = [each.info.backend_pid for each in (connection, waiting)]
+    finally:
+        waiting.cancel()
+        thread.join()
+        waiting.close()
+        connection.close()
+
+    assert result.errors == (
+        f'bw_db_check: a table of the destination is locked: session {processes[0]} of postgres uses "Orders"; session '
+        f'{processes[1]} of postgres waits for a lock on "Orders"\n'
+    )
+    assert result.code == 2
+
+
+def _ignore(action) -> None:
+    with contextlib.suppress(psycopg2.Error):
+        action()
+
+
+def test_run_at_work(new_workspace):
+    def fill(path):
+        for number in range(1, 1001):
+            source.insert(path, "LoadedPositions", PosID=number, FirmID="F")
+
+    def look(process):
+        scratch.wait_until(
+            lambda: workspace.query_destination('SELECT count(*) FROM "LoadedPositions"')[0][0] > 0, "the first rows"
+        )
+        results.append(check(workspace, "before"))
+        process.kill()
+
+    results = []
+    workspace = new_workspace(fill=fill, server_options=("--delay", "LoadedPositions:20"))
+    workspace.run_redirected(meanwhile=look)
+
+    texts = [text for name, _, text in _general(results[0]) if name == "run-at-work"]
+    assert len(texts) == 1
+    assert " of bw_migrator is the migrator's, in LoadedPositions. A run is at work, " in texts[0]
+
+
+def test_a_run_that_has_ended_is_not_at_work(new_workspace):
+    workspace = new_workspace()
+    workspace.run_redirected()
+
+    assert [name for name, _, _ in _general(check(workspace, "before"))] == ["log-overwritten"]
+
+
+def test_estimates(new_workspace):
+    def fill(path):
+        for number in range(1000, 3000):
+            source.insert(path, "LoadedPositions", PosID=number, FirmID="FIRM")
+
+    workspace = new_workspace(fill=fill)
+
+    facts = [fact for fact in check(workspace, "before").report["facts"] if fact.startswith("Run: ")]
+    workspace.run_redirected()
+
+    assert facts[0] == (
+        "Run: about a second, by estimate: 2001 rows at 5000 in a second and 0 by procedures at 2500, as measured on one "
+        "machine with synchronous_commit on. A network and a slower disk make it longer."
+    )
+    size, unit = re.match(r"Run: a log of about (\d+) (KB|MB), by estimate: a line for each of 2001 rows, ", facts[1]).groups()
+    actual = workspace.log_file.stat().st_size / {"KB": 1e3, "MB": 1e6}[unit]
+    assert abs(int(size) - actual) < 0.1 * actual
+
+
+def test_no_estimate_of_some_tables(new_workspace):
+    result = check(new_workspace(), "before", "--tables", "Clients")
+
+    assert [fact for fact in result.report["facts"] if fact.startswith("Run: ")] == []
+
+
+def test_log_that_cannot_be_written(new_workspace):
+    workspace = new_workspace()
+    workspace.log_file.mkdir()
+
+    result = check(workspace, "before")
+    run = workspace.run_redirected()
+
+    assert [name for name, _, _ in _general(result)] == ["log-not-written"]
+    assert "Warning: Can't open log file" in run.console
+
+
+def test_read_only_data_source_empties_the_first_table(new_workspace):
+    workspace = new_workspace()
+    workspace.run_redirected()
+    workspace.log_file.unlink()
+    assert workspace.query_destination('SELECT count(*) FROM "SystemData"') == [(1,)]
+    settings = data_sources.postgresql(workspace.lab.postgres.port, workspace.database)
+    workspace.write_data_sources(destination=settings | {"ReadOnly": 1})
+
+    result = check(workspace, "before")
+    run = workspace.run_redirected()
+
+    assert _general(result) == [
+        (
+            "destination-read-only",
+            "run-ends",
+            "The data source has ReadOnly = 1, with which the driver refuses every INSERT (S1000): the run empties the "
+            "first table and ends.",
+        )
+    ]
+    assert "Start migrate" not in run.console
+    assert "State = S1000 " in workspace.log_file.read_text()
+    assert workspace.query_destination('SELECT count(*) FROM "SystemData"') == [(0,)]
+
+
+# Rights.
+
+
+def test_missing_rights_of_both_sides_are_told_at_once(new_workspace):
+    workspace = new_workspace()
+    workspace.execute_source("DROP TABLE SecMinQt")
+    workspace.execute_source("DROP TABLE ExportOrder")
+    workspace.execute_destination(
+        'REVOKE TRUNCATE ON "Clients" FROM bw_migrator',
+        'REVOKE INSERT ON "ImportLog" FROM bw_migrator',
+        'ALTER TABLE "RatingScales" OWNER TO postgres',
+    )
+
+    result = check(workspace, "before")
+
+    assert [(name, text.split(" cannot be read, ")[0]) for name, _, text in _general(result)] == [
+        ("source-cannot-read", "The source's table SecMinQt"),
+        ("source-cannot-read", "The source's table ExportOrder"),
+    ]
+    found = {(finding[0], finding[1]) for finding in result.findings()}
+    assert {
+        ("Clients", "no-truncate-right"),
+        ("ImportLog", "statement-refused"),
+        ("RatingScales", "no-truncate-right"),
+        ("RatingScales", "statement-refused"),
+    } <= found
+    # Its truncate reaches Clients.
+    assert result.report["run_ends_in"] == "GroupDesc"
+
+
+def test_missing_rights_are_told_with_that_of_temporary_tables(new_workspace):
+    workspace = new_workspace()
+    workspace.execute_source("DROP TABLE SecMinQt")
+    workspace.execute_destination(
+        f"REVOKE TEMPORARY ON DATABASE {workspace.database} FROM PUBLIC, bw_migrator",
+        'REVOKE TRUNCATE ON "Clients" FROM bw_migrator',
+        'REVOKE INSERT ON "ImportLog" FROM bw_migrator',
+    )
+
+    result = check(workspace, "before")
+
+    lines = result.errors.splitlines()
+    assert result.code == 2
+    assert lines[0].startswith("bw_db_check: the destination's login may not create temporary tables, ")
+    assert lines[1].startswith("The source's table SecMinQt cannot be read, ")
+    right = 'The login has no TRUNCATE right on public."Clients": the run ends where '
+    assert lines[2].startswith(f"{right}GroupDesc is to be emptied (42501), ")
+    assert lines[3] == f"{right}Clients is to be emptied (42501)."
+    assert lines[4].startswith("The destination refuses the statement that writes the rows: ")
+    assert "42501" in lines[4]
+
+
+# Schemas.
+
+
+@pytest.mark.parametrize("configured", ["Brantwell", "BRANTWELL", '"Brantwell"'])
+def test_schema_in_mixed_case(new_workspace, configured):
+    workspace = new_workspace()
+    workspace.execute_destination('ALTER SCHEMA public RENAME TO "Brantwell"')
+    workspace.write_configuration(destination=(data_sources.DESTINATION, lab.DESTINATION_LOGIN, configured))
+
+    ((name, _, text),) = _general(check(workspace, "before"))
+
+    assert name == "destination-schema"
+    assert text.endswith(
+        " PostgreSQL reads that name as brantwell. There is a schema Brantwell: to name it, write "
+        "db_schema='\"Brantwell\"', with both pairs of quotes."
+    )
+    workspace.write_configuration(destination=(data_sources.DESTINATION, lab.DESTINATION_LOGIN, "'\"Brantwell\"'"))
+    assert _general(check(workspace, "before")) == []
+    workspace.run_redirected()
+    assert workspace.query_destination('SELECT count(*) FROM "Brantwell"."SystemData"') == [(1,)]
+
+
+def test_schema_in_lower_case_that_is_quoted_in_upper_case(new_workspace):
+    workspace = new_workspace()
+    workspace.write_configuration(destination=(data_sources.DESTINATION, lab.DESTINATION_LOGIN, "'\"PUBLIC\"'"))
+
+    ((name, _, text),) = _general(check(workspace, "before"))
+
+    assert name == "destination-schema"
+    assert text.endswith(
+        " PostgreSQL reads that name as PUBLIC. There is a schema public: to name it, write db_schema=public."
+    )

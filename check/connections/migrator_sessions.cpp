@@ -1,7 +1,9 @@
-#include "check/after/migrator_sessions.h"
+#include "check/connections/migrator_sessions.h"
 
 #include <algorithm>
+#include <chrono>
 #include <string_view>
+#include <thread>
 
 #include "check/rules/catalogue.h"
 #include "check/sql/query.h"
@@ -29,8 +31,6 @@ std::vector<Statements> MigratorStatements(const odbc::DBConnection& destination
   return all;
 }
 
-}  // namespace
-
 std::vector<MigratorSession> FindMigratorSessions(const odbc::DBConnection& destination) {
   const std::vector<Statements> statements = MigratorStatements(destination);
   std::vector<MigratorSession> sessions;
@@ -48,6 +48,19 @@ std::vector<MigratorSession> FindMigratorSessions(const odbc::DBConnection& dest
                           .table = std::string(own->table),
                           .waits = row.at(3) == "Lock"});
     }
+  }
+  return sessions;
+}
+
+}  // namespace
+
+std::vector<MigratorSession> FindSessionsAtWork(const odbc::DBConnection& destination) {
+  constexpr int attempts = 10;
+  constexpr std::chrono::milliseconds pause(100);
+  std::vector<MigratorSession> sessions = FindMigratorSessions(destination);
+  for (int i = 0; i < attempts && !sessions.empty(); ++i) {
+    std::this_thread::sleep_for(pause);
+    sessions = FindMigratorSessions(destination);
   }
   return sessions;
 }
