@@ -95,6 +95,7 @@ def test_package_depends_on_its_libraries_and_on_both_drivers(fields):
         "libc6",
         "libgcc-s1",
         "libodbc2",
+        "libodbcinst2",
         "libstdc++6",
         "odbc-postgresql",
         "tdsodbc",
