@@ -194,7 +194,7 @@ Report CheckBefore(odbc::DBConnection& source, const odbc::DBConnection& trial, 
     foreseen = foreseen && std::none_of(report.tables[i].findings.begin(), report.tables[i].findings.end(),
                                         [](const Finding& each) { return each.kind == &finding::CannotForesee; });
   }
-  report.facts.push_back(
+  report.facts.emplace_back(
       "The procedures of the destination were not run: each is taken to insert what it is given, and nothing else.");
   std::erase_if(report.tables, [&tables](const TableReport& entry) {
     return !tables.empty() && std::find(tables.begin(), tables.end(), entry.table) == tables.end();

@@ -78,7 +78,7 @@ RunSettings ReadRunSettings(const odbc::DBConnection& destination, Report& repor
                                 "current_setting('client_connection_check_interval', true), "
                                 "current_setting('standard_conforming_strings')")
                           .at(0);
-  const RunSettings settings{.waitsForDisk = row.at(0) != "off", .lockTimeout = row.at(1).value_or("0")};
+  RunSettings settings{.waitsForDisk = row.at(0) != "off", .lockTimeout = row.at(1).value_or("0")};
   report.facts.push_back("Destination: the run's session has synchronous_commit " + row.at(0).value_or("") +
                          ", lock_timeout " + settings.lockTimeout + ", client_connection_check_interval " +
                          row.at(2).value_or("unknown to this server") + ", standard_conforming_strings " +
