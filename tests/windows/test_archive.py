@@ -43,7 +43,7 @@ def test_manual_is_plain_text(unpacked, name):
 
     assert text.lstrip().startswith(name.upper())
     assert "\b" not in text and "\x1b" not in text
-    assert max(map(len, text.splitlines())) <= 120
+    assert max(map(len, text.splitlines())) <= 132
 
 
 def test_program_runs_where_it_was_unpacked(unpacked, windows):
