@@ -206,6 +206,19 @@ class TestRehearsal:
         assert [path.name for path in administered.directory.iterdir()] == ["bw_migrate.ini"]
 
 
+    def test_ends_before_the_run_when_the_data_source_is_not_that_of_the_copy(self, administered):
+        run = _section("docs/operating.md", "Rehearsal")[2]
+        odbc_ini = pathlib.Path(administered.environment["ODBCINI"])
+        odbc_ini.write_text(odbc_ini.read_text().replace("Database = brantwell\n", "DATABASE = brantwell\n"))
+        administered.execute_destination("INSERT INTO \"SystemData\" VALUES ('kept', 'as it was')")
+        with _Bash(administered) as bash:
+            bash.run(f"odbc_ini={odbc_ini}\n")
+            shown, code = bash.run(run)
+
+        assert (shown.count("password"), code) == (0, 1)
+        assert administered.query_destination('SELECT * FROM "SystemData"') == [("kept", "as it was")]
+
+
 class TestRights:
     def test_script_of_the_destination_gives_all_that_is_needed(self, administered):
         administered.execute_destination(
