@@ -20,7 +20,7 @@ namespace check {
 
 namespace {
 
-/// Rows in a second, as docs/performance.md has measured them: LoadedPositions stands for the tables that are written
+/// Rows in a second, as docs/development/performance.md has measured them: LoadedPositions stands for the tables that are written
 /// with INSERT, Orders for those that procedures write.
 struct Speed {
   std::uint64_t inserted;

@@ -24,7 +24,8 @@ constexpr std::array kMeanings = {
     Meaning{"", 18456,
             "The server refuses the login. Check the login and the password, and that the login is enabled."},
     Meaning{"", 4060, "The login may not open the database, or there is none. Check Database in the data source."},
-    Meaning{"", 20013, "The name of the server is unknown. Check Server in the data source."},
+    Meaning{"", 20013,
+            "The name of the server is unknown. Check Server in the data source, and that you may write to its file."},
     Meaning{"", 20009,
             "The server cannot be reached. Check Server and Port in the data source, that the server runs, and what is "
             "between."},

@@ -82,7 +82,11 @@ std::string DataSourceFiles() {
   _odbcinst_SystemINI(system.data(), 0);
   const std::string first = user.data();
   const std::string second = system.data();
+  std::error_code ignored;
+  // With 1 the library says whether it would open the file, which it does for reading and writing.
+  const bool unread = _odbcinst_UserINI(user.data(), 1) == 0 && std::filesystem::exists(first, ignored);
   return "The driver manager looks for data sources in " + Shown(first) +
+         (unread ? " (which it does not read: you may not write to it)" : "") +
          (second == first ? "" : " and in " + Shown(second));
 }
 

@@ -20,7 +20,7 @@ TEST(MeaningOf, KnowsAnUnreachableServerOfFreeTds) {
 
 TEST(MeaningOf, KnowsAnUnknownHostOfFreeTds) {
   EXPECT_EQ(MeaningOf({{"S1000", 0}, {"01000", 20013}}),
-            "The name of the server is unknown. Check Server in the data source.");
+            "The name of the server is unknown. Check Server in the data source, and that you may write to its file.");
 }
 
 TEST(MeaningOf, LeavesTheReasonToThePostgresDriver) {

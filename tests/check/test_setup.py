@@ -68,19 +68,23 @@ def test_configuration_that_cannot_be_used(empty_directory, content, refusal):
     assert _refusal(empty_directory) == refusal
 
 
-def test_configuration_that_may_not_be_read(empty_directory):
-    """Run as nobody where the tests run as root, whom no mode keeps from reading."""
-    (empty_directory / "bw_migrate.ini").write_text(WHOLE)
-    (empty_directory / "bw_migrate.ini").chmod(0)
-    empty_directory.chmod(0o755)
+def _run_without_rights(directory, environment=None):
+    """Runs the program as nobody where the tests run as root, whom no mode keeps from reading and writing."""
+    directory.chmod(0o755)
     nobody = {"user": 65534, "group": 65534, "extra_groups": []} if os.geteuid() == 0 else {}
-    program = empty_directory / "bw_db_check"
+    program = directory / "bw_db_check"
     program.write_bytes(PROGRAM.read_bytes())
     program.chmod(0o755)
-
-    run = subprocess.run(
-        [program, "before"], cwd=empty_directory, input=b"", capture_output=True, timeout=60, check=False, **nobody
+    return subprocess.run(
+        [program, "before"], cwd=directory, env=environment, input=b"", capture_output=True, timeout=60, check=False, **nobody
     )
+
+
+def test_configuration_that_may_not_be_read(empty_directory):
+    (empty_directory / "bw_migrate.ini").write_text(WHOLE)
+    (empty_directory / "bw_migrate.ini").chmod(0)
+
+    run = _run_without_rights(empty_directory)
 
     assert run.stderr == (
         b"bw_db_check: bw_migrate.ini cannot be read: Permission denied. Give your account the right to read it\n"
@@ -118,6 +122,18 @@ def test_files_of_data_sources_that_do_not_exist(empty_directory):
 
     assert f" looks for data sources in {pwd.getpwuid(os.geteuid()).pw_dir}/.odbc.ini" in said
     assert f" and in {empty_directory}/none/odbc.ini (does not exist), and finds there: " in said
+
+
+def test_file_of_data_sources_that_may_not_be_written(empty_directory):
+    (empty_directory / "bw_migrate.ini").write_text(WHOLE)
+    environment = _environment(empty_directory, "[BrantwellSource]\nDriver=/nowhere.so\n")
+    environment["ODBCSYSINI"] = "/nowhere"
+    (empty_directory / "odbc.ini").chmod(0o444)
+
+    said = _run_without_rights(empty_directory, environment).stderr.decode().splitlines()[0]
+
+    assert said.startswith("bw_db_check: the data source 'BrantwellSource' of the source is not defined. ")
+    assert f" in {empty_directory}/odbc.ini (which it does not read: you may not write to it)" in said
 
 
 def test_drivers_that_are_not_installed(empty_directory):
