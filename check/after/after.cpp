@@ -102,7 +102,9 @@ Decision Decide(const DatabaseComparison& compared, const std::optional<Migratio
 
 Report CheckAfter(odbc::DBConnection& source, const odbc::DBConnection& trial, odbc::DBConnection& destination,
                   const std::filesystem::path& logPath, const std::vector<std::string>& tables, Progress& progress) {
-  Report report{.command = Command::After, .general = {}, .facts = {}, .tables = {}, .runEndsIn = {}, .verdict = {}};
+  Report report;
+  report.command = Command::After;
+  report.onlyTables = tables;
   progress.Begin("log");
   const LogStamp logStamp = StampOf(logPath);
   const std::optional<MigrationLog> log = ReadLog(logPath);

@@ -54,6 +54,10 @@ class Reporting {
     if (EndedIn() && IsChosen(NameOfEnd())) {
       report.runEndsIn = NameOfEnd();
     }
+    report.status = StatusOf(report);
+    report.foreseen = std::all_of(report.tables.begin(), report.tables.end(),
+                                  [](const TableReport& table) { return table.destinationRows.has_value(); }) &&
+                      (report.status != Status::Complete || report.HasAllFigures());
     report.verdict = Verdict();
   }
 
@@ -231,6 +235,23 @@ class Reporting {
     return !figures.AsExpected() || result.referencesDiffer;
   }
 
+  Status StatusOf(const Report& report) const {
+    if (end_.state == RunEnd::State::Incomplete) {
+      return Status::Incomplete;
+    }
+    const bool different =
+        std::any_of(compared_.results().begin(), compared_.results().end(),
+                    [this](const auto& each) { return IsChosen(each.table->name) && IsDifferent(each); });
+    if (different) {
+      return Status::Different;
+    }
+    const bool unchanged = report.IsUnchanged();
+    if (report.IsPartial()) {
+      return unchanged ? Status::PartialUnchanged : Status::PartialWithChanges;
+    }
+    return unchanged ? Status::Complete : Status::CompleteWithChanges;
+  }
+
   std::string Verdict() const {
     std::vector<std::string> different;
     std::vector<std::string> notCompared;
@@ -251,7 +272,7 @@ class Reporting {
       text = VerdictOfIncomplete(notMigrated);
       text += different.empty() ? "" : " Different as well: " + Listed(different) + ".";
     } else if (!different.empty()) {
-      text = "Different: " + Listed(different) + (different.size() == 1 ? " is" : " are") + " not as a run leaves " +
+      text = Listed(different) + (different.size() == 1 ? " is" : " are") + " not as a run leaves " +
              (different.size() == 1 ? "it." : "them.");
       if (log_ && BreaksOff(*log_)) {
         text += " The log breaks off in " + std::string(Catalogue()[*FirstNotLogged(*log_)].name) +
@@ -261,14 +282,14 @@ class Reporting {
       text = VerdictOfComplete();
     }
     text += notCompared.empty() ? "" : " Not compared: " + Listed(notCompared) + ".";
-    return text + (chosen_.empty() ? "" : " Only some tables were looked at.");
+    return text;
   }
 
   std::string VerdictOfIncomplete(std::size_t notMigrated) const {
     if (end_.reason == RunEnd::Reason::AtWork) {
-      return "Incomplete: a run is still at work" + (EndedIn() ? ", in " + NameOfEnd() + "." : std::string("."));
+      return "A run is still at work" + (EndedIn() ? ", in " + NameOfEnd() + "." : std::string("."));
     }
-    std::string text = "Incomplete: the run ended in " + NameOfEnd() + ", because " + Because() + ".";
+    std::string text = "The run ended in " + NameOfEnd() + ", because " + Because() + ".";
     if (notMigrated > 0) {
       text += " " + Counted(notMigrated, "later table") + (notMigrated == 1 ? " was" : " were") + " not migrated.";
     }
@@ -300,10 +321,10 @@ class Reporting {
                                 : unchanged == brought ? ", unchanged"
                                                        : ", " + std::to_string(unchanged) + " of them unchanged";
     if (losing.empty()) {
-      return "Complete: all " + Counted(brought, "row") + " of the source are there" + changes + ".";
+      return "All " + Counted(brought, "row") + " of the source are there" + changes + ".";
     }
-    return "Complete by the migrator's rules: all " + Counted(brought, "row") + " that they bring are there" + changes +
-           ", but " + Counted(lost, "row") + " of the source did not arrive, in " + Listed(losing) + ".";
+    return "All " + Counted(brought, "row") + " that the migrator's rules bring are there" + changes + ", but " +
+           Counted(lost, "row") + " of the source did not arrive, in " + Listed(losing) + ".";
   }
 
   const odbc::DBConnection& source_;

@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t kKeysShown = 5;
 
 /// A column that numbers itself from a sequence. Numbers are kept as the server writes them.
-struct Identity {
+struct IdentityColumn {
   std::string column;
   std::string sequence;  ///< With its schema, quoted.
   std::string increment;
@@ -23,8 +23,8 @@ struct Identity {
   std::string next;
 };
 
-std::vector<Identity> ReadIdentities(const odbc::DBConnection& destination, const std::string& table) {
-  std::vector<Identity> identities;
+std::vector<IdentityColumn> ReadIdentities(const odbc::DBConnection& destination, const std::string& table) {
+  std::vector<IdentityColumn> identities;
   for (const TextRow& row :
        QueryRows(destination,
                  "SELECT a.attname, format('%I.%I', n.nspname, q.relname), CAST(s.seqincrement AS text), "
@@ -38,12 +38,12 @@ std::vector<Identity> ReadIdentities(const odbc::DBConnection& destination, cons
                  "WHERE d.classid = CAST('pg_class' AS regclass) AND d.refclassid = CAST('pg_class' AS regclass) "
                  "AND d.deptype IN ('a', 'i') AND d.refobjid = to_regclass(?) ORDER BY a.attnum",
                  {table})) {
-    Identity identity{.column = row.at(0).value_or(""),
-                      .sequence = row.at(1).value_or(""),
-                      .increment = row.at(2).value_or("1"),
-                      .mayRead = row.at(3).has_value(),
-                      .isAtEnd = false,
-                      .next = {}};
+    IdentityColumn identity{.column = row.at(0).value_or(""),
+                            .sequence = row.at(1).value_or(""),
+                            .increment = row.at(2).value_or("1"),
+                            .mayRead = row.at(3).has_value(),
+                            .isAtEnd = false,
+                            .next = {}};
     if (identity.mayRead) {
       // As numeric: the next number may be beyond what the sequence can count.
       const TextRow next =
@@ -62,7 +62,7 @@ std::vector<Identity> ReadIdentities(const odbc::DBConnection& destination, cons
   return identities;
 }
 
-Finding MakeFinding(const FindingKind& kind, const Identity& identity, std::string text, std::string more = {}) {
+Finding MakeFinding(const FindingKind& kind, const IdentityColumn& identity, std::string text, std::string more = {}) {
   Finding finding(kind);
   finding.columns = {identity.column};
   finding.text = std::move(text);
@@ -72,7 +72,7 @@ Finding MakeFinding(const FindingKind& kind, const Identity& identity, std::stri
 }
 
 /// The rows that have the next number, or one that the sequence will come to.
-std::string FromColliding(const std::string& table, const Identity& identity) {
+std::string FromColliding(const std::string& table, const IdentityColumn& identity) {
   const std::string column = QuotedName(Side::Destination, identity.column);
   const bool descends = identity.increment.starts_with('-');
   std::string from = " FROM " + table + " WHERE " + column + (descends ? " <= " : " >= ") + identity.next;
@@ -83,7 +83,7 @@ std::string FromColliding(const std::string& table, const Identity& identity) {
 }
 
 std::optional<Finding> FindCollisions(const odbc::DBConnection& destination, const std::string& table,
-                                      const Identity& identity) {
+                                      const IdentityColumn& identity) {
   const std::string from = FromColliding(table, identity);
   const std::uint64_t rows = std::stoull(QueryValue(destination, "SELECT CAST(count(*) AS text)" + from).value_or("0"));
   if (rows == 0) {
@@ -106,7 +106,7 @@ std::optional<Finding> FindCollisions(const odbc::DBConnection& destination, con
 
 std::vector<Finding> CheckIdentities(const odbc::DBConnection& destination, const std::string& table) {
   std::vector<Finding> findings;
-  for (const Identity& identity : ReadIdentities(destination, table)) {
+  for (const IdentityColumn& identity : ReadIdentities(destination, table)) {
     if (!identity.mayRead) {
       findings.push_back(MakeFinding(finding::IdentityUnknown, identity,
                                      "The login may not see what the sequence " + identity.sequence + " gives next."));

@@ -72,28 +72,49 @@ void Enter(const staging::StagedTable& staged, const staging::Staged& all, const
   staging::AddRowFindings(staged, sourceSchema, entry);
 }
 
-std::string Verdict(const staging::Staged& staged, const Report& report, bool foreseen, bool allTables) {
-  std::string text = staged.endsIn ? "The run will end in " + *staged.endsIn + ", because " + staged.endsBecause
-                                   : std::string("The run will go through to its end");
-  text += foreseen ? "." : ", as far as can be foreseen.";
-  if (!allTables) {
-    text += " Only some tables were looked at.";
+Status StatusOf(bool ends, const Report& report) {
+  if (std::any_of(report.general.begin(), report.general.end(),
+                  [](const Finding& finding) { return finding.cost == Cost::RunRefused; })) {
+    return Status::Refused;
   }
+  if (ends) {
+    return Status::EndsInTable;
+  }
+  const bool unchanged = report.IsUnchanged();
+  if (report.IsPartial()) {
+    return unchanged ? Status::PartialUnchanged : Status::PartialWithChanges;
+  }
+  return unchanged ? Status::GoesThroughUnchanged : Status::GoesThroughWithChanges;
+}
+
+/// Of the shown tables only.
+std::string Totals(const Report& report) {
   std::uint64_t rows = 0;
   std::uint64_t arriving = 0;
   std::uint64_t unchanged = 0;
-  bool known = true;
+  bool countable = true;
   for (const TableReport& entry : report.tables) {
+    countable = countable && entry.sourceRows;
     rows += entry.sourceRows.value_or(0);
     arriving += entry.arrivingRows.value_or(0);
     unchanged += entry.unchangedRows.value_or(0);
-    known = known && entry.sourceRows && entry.arrivingRows && entry.unchangedRows;
   }
-  const std::string counted = std::to_string(rows) + (rows == 1 ? " row" : " rows");
-  return known ? text + " Of " + counted + ", " + std::to_string(unchanged) + " will arrive unchanged, " +
-                     std::to_string(arriving - unchanged) + " changed, " + std::to_string(rows - arriving) +
-                     " not at all."
-               : text + " The source has " + counted + "; how many of them will arrive unchanged is not known.";
+  const std::string where = report.IsPartial() ? " of these tables" : "";
+  if (!countable) {
+    return "How many rows there are" + where + " is not known.";
+  }
+  const std::string counted = std::to_string(rows) + (rows == 1 ? " row" : " rows") + where;
+  return report.HasAllFigures()
+             ? "Of " + counted + ", " + std::to_string(unchanged) + " will arrive unchanged, " +
+                   std::to_string(arriving - unchanged) + " changed, " + std::to_string(rows - arriving) +
+                   " not at all."
+             : "The source has " + counted + "; how many of them will arrive unchanged is not known.";
+}
+
+std::string Verdict(const staging::Staged& staged, const Report& report) {
+  const std::string ends =
+      staged.endsIn ? "The run will end in " + *staged.endsIn + ", because " + staged.endsBecause + ". " : "";
+  return ends + Totals(report);
 }
 
 /// Empty when the configured schema is refused.
@@ -136,7 +157,9 @@ std::string OtherObstacles(const odbc::DBConnection& destination, Report report)
 
 Report CheckBefore(odbc::DBConnection& source, const odbc::DBConnection& trial, odbc::DBConnection& destination,
                    const std::vector<std::string>& tables, Progress& progress) {
-  Report report{.command = Command::Before, .general = {}, .facts = {}, .tables = {}, .runEndsIn = {}, .verdict = {}};
+  Report report;
+  report.command = Command::Before;
+  report.onlyTables = tables;
   progress.Begin("connections");
   const std::set<std::string, std::less<>> unread = CheckConnections(source, destination, report);
 
@@ -204,7 +227,9 @@ Report CheckBefore(odbc::DBConnection& source, const odbc::DBConnection& trial, 
   if (staged.endsIn && (tables.empty() || std::find(tables.begin(), tables.end(), *staged.endsIn) != tables.end())) {
     report.runEndsIn = staged.endsIn;
   }
-  report.verdict = Verdict(staged, report, foreseen, tables.empty());
+  report.foreseen = foreseen && report.HasAllFigures();
+  report.status = StatusOf(staged.endsIn.has_value(), report);
+  report.verdict = Verdict(staged, report);
   return report;
 }
 

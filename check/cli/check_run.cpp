@@ -1,29 +1,38 @@
 #include "check/cli/check_run.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iostream>
-#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 #include "check/after/after.h"
 #include "check/before/before.h"
 #include "check/cli/command_line.h"
+#include "check/cli/host.h"
+#include "check/cli/identity.h"
 #include "check/cli/passwords.h"
 #include "check/cli/progress_line.h"
 #include "check/cli/terminal.h"
+#include "check/report/acceptance.h"
 #include "check/report/characters.h"
+#include "check/report/html_report.h"
 #include "check/report/json_report.h"
 #include "check/report/report_file.h"
 #include "check/report/text_report.h"
+#include "check/rules/catalogue.h"
 #include "check/setup/configuration.h"
 #include "check/setup/connecting.h"
 #include "check/setup/data_source.h"
+#include "check/sql/query.h"
+#include "check/sql/sql_text.h"
 #include "check/staging/session.h"
 #include "config/file_names.h"
 #include "config/migration_settings.h"
@@ -76,14 +85,28 @@ void RequireMigratable(odbc::DBConnection& source, const odbc::DBConnection& des
   }
 }
 
-std::unique_ptr<Progress> MakeProgress() {
-  if (ObeysEscapeSequences(OutputStream::Error)) {
-    return std::make_unique<ProgressLine>(std::cerr);
+/// Of the chosen tables, or of all when none is chosen; nothing where the login may not count them.
+std::vector<std::optional<std::uint64_t>> CountRows(const odbc::DBConnection& source,
+                                                    const std::vector<std::string>& chosen) {
+  std::vector<std::optional<std::uint64_t>> counts;
+  for (const db::TableDescription& table : Catalogue()) {
+    std::optional<std::uint64_t>& count = counts.emplace_back();
+    if (!chosen.empty() && std::find(chosen.begin(), chosen.end(), table.name) == chosen.end()) {
+      continue;
+    }
+    try {
+      const auto value =
+          QueryValue(source, "SELECT COUNT(*) FROM " + source.schema() + QuotedName(Side::Source, table.name));
+      count = std::stoull(value.value_or("0"));
+    } catch (const odbc::Error&) {
+      // The check reports what it cannot read.
+    }
   }
-  return std::make_unique<Progress>();
+  return counts;
 }
 
-Report MakeReport(const CheckRequest& request, const config::MigrationSettings& settings, Passwords& passwords) {
+Report MakeReport(const CheckRequest& request, const config::MigrationSettings& settings,
+                  const std::optional<Acceptance>& acceptance, Passwords& passwords) {
   odbc::DBConnection source(settings.source.dataSourceName, settings.source.login, passwords.source,
                             settings.source.schema);
   odbc::DBConnection trial(settings.source.dataSourceName, settings.source.login, passwords.source,
@@ -93,15 +116,39 @@ Report MakeReport(const CheckRequest& request, const config::MigrationSettings& 
                                  settings.destination.schema);
   odbc::Wipe(passwords.destination);
 
-  const std::unique_ptr<Progress> progress = MakeProgress();
-  progress->Begin("Connecting");
+  std::optional<ProgressLine> line;
+  Progress none;
+  if (ObeysEscapeSequences(OutputStream::Error)) {
+    line.emplace(std::cerr);
+  }
+  Progress& progress = line ? static_cast<Progress&>(*line) : none;
+  progress.Begin("Connecting");
   setup::ConnectSides(source, trial, destination, settings);
   RequireMigratable(source, destination);
+  const Identity identity{.source = Identify(source, settings.source),
+                          .destination = Identify(destination, settings.destination),
+                          .time = LocalTime(),
+                          .host = HostName(),
+                          .programVersion = std::string(ProgramVersion()),
+                          .options = request.options};
+  if (acceptance) {
+    acceptance->RequireSame(identity);
+  }
+  if (line) {
+    line->Begin("Counting rows");
+    line->Plan(CountRows(source, request.tables));
+  }
   try {
-    return request.command == Command::Before
-               ? CheckBefore(source, trial, destination, request.tables, *progress)
-               : CheckAfter(source, trial, destination, std::filesystem::current_path() / config::kLogFileName,
-                            request.tables, *progress);
+    Report report = request.command == Command::Before
+                        ? CheckBefore(source, trial, destination, request.tables, progress)
+                        : CheckAfter(source, trial, destination, std::filesystem::current_path() / config::kLogFileName,
+                                     request.tables, progress);
+    report.identity = identity;
+    MergeColumns(report);
+    if (acceptance) {
+      acceptance->Apply(report);
+    }
+    return report;
   } catch (const odbc::Error& error) {
     // 55P03: a lock was not granted in time.
     if (error.state() != "55P03") {
@@ -123,23 +170,32 @@ bool WantsColour() {
   return (noColour == nullptr || *noColour == '\0') && ObeysEscapeSequences(OutputStream::Output);
 }
 
+std::optional<ReportFile> Tried(const std::optional<std::filesystem::path>& path) {
+  return path ? std::optional<ReportFile>(*path) : std::nullopt;
+}
+
 int Check(const CheckRequest& request) {
   const config::MigrationSettings settings = ReadSettings();
-  std::optional<ReportFile> jsonFile;
-  if (request.jsonFile) {
-    jsonFile.emplace(*request.jsonFile);
+  const std::optional<ReportFile> jsonFile = Tried(request.jsonFile);
+  const std::optional<ReportFile> htmlFile = Tried(request.htmlFile);
+  std::optional<Acceptance> acceptance;
+  if (request.acceptedReport) {
+    acceptance.emplace(*request.acceptedReport);
   }
   setup::RequireDataSources(settings);
   Passwords passwords;
   AskPasswords(passwords);
-  const Report report = MakeReport(request, settings, passwords);
+  const Report report = MakeReport(request, settings, acceptance, passwords);
   PrintReport(std::cout, report, WantsColour() ? Colour::On : Colour::Off);
   std::cout.flush();
   if (jsonFile) {
-    jsonFile->Write(JsonReport(report, ProgramVersion()));
+    jsonFile->Write(JsonReport(report));
+  }
+  if (htmlFile) {
+    htmlFile->Write(HtmlReport(report));
   }
   RequireWritten();
-  return report.HasFindings() ? kFindings : kNothingFound;
+  return report.HasNewFindings() ? kFindings : kNothingFound;
 }
 
 int Answer(const Request& request) {

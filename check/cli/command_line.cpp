@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <iterator>
+#include <tuple>
 #include <utility>
 
 #include "check/rules/catalogue.h"
@@ -55,7 +57,7 @@ Request ReadCommandLine(std::vector<std::string> arguments) {
       "Reads bw_migrate.ini, and after a run bw_db_migrate.log, in the working directory. Asks for the\n"
       "passwords of the source and of the destination. Where standard input is no terminal, they are\n"
       "its first two lines.\n\n"
-      "Exit status: 0 nothing found, 1 findings, 2 could not check.");
+      "Exit status: 0 nothing found that is not accepted, 1 findings, 2 could not check.");
   app.get_formatter()->column_width(26);
   app.get_formatter()->label("SUBCOMMAND", "before|after");
   app.allow_windows_style_options(false);
@@ -69,9 +71,13 @@ Request ReadCommandLine(std::vector<std::string> arguments) {
     subcommand->set_help_flag();  // Otherwise the command has a shorter help of its own.
     subcommand->callback([&request, command = command] { request.command = command; });
   }
-  app.add_option("--json", request.jsonFile, "also write the report to FILE, as JSON")
-      ->type_name("FILE")
-      ->check(CLI::Validator(RequireText, ""));
+  for (const auto& [name, file, help] :
+       {std::tuple("--json", &request.jsonFile, "also write the report to FILE, as JSON"),
+        std::tuple("--html", &request.htmlFile, "also write the report to FILE, as a page for a browser"),
+        std::tuple("--accept", &request.acceptedReport,
+                   "do not count findings that FILE has, an earlier JSON report")}) {
+    app.add_option(name, *file, help)->type_name("FILE")->check(CLI::Validator(RequireText, ""));
+  }
   app.add_option("--tables", request.tables, "report on these tables only")
       ->type_name("A,B")
       ->delimiter(',')
@@ -83,6 +89,8 @@ Request ReadCommandLine(std::vector<std::string> arguments) {
       "show every finding that a report may have, its cost and what it is");
   app.set_version_flag("--version", "bw_db_check " BW_VERSION "\n", "show the version");
 
+  std::copy_if(arguments.begin(), arguments.end(), std::back_inserter(request.options),
+               [](const std::string& argument) { return argument != "before" && argument != "after"; });
   std::reverse(arguments.begin(), arguments.end());  // As the library expects them.
   try {
     app.parse(std::move(arguments));

@@ -17,7 +17,10 @@ namespace check {
 struct CheckRequest {
   Command command = Command::Before;
   std::optional<std::filesystem::path> jsonFile;
-  std::vector<std::string> tables;  ///< In the order of the catalogue; none means all.
+  std::optional<std::filesystem::path> htmlFile;
+  std::optional<std::filesystem::path> acceptedReport;
+  std::vector<std::string> tables;   ///< In the order of the catalogue; none means all.
+  std::vector<std::string> options;  ///< As they were typed.
 };
 
 /// What --help and its like show.

@@ -1,8 +1,10 @@
 #include "check/report/finding.h"
 
 #include <algorithm>
+#include <cctype>
 #include <iterator>
 #include <tuple>
+#include <utility>
 
 namespace check {
 
@@ -22,9 +24,99 @@ std::string_view NameOf(Command command) {
   return command == Command::Before ? "before" : "after";
 }
 
-bool Report::HasFindings() const {
-  return !general.empty() ||
-         std::any_of(tables.begin(), tables.end(), [](const TableReport& table) { return !table.findings.empty(); });
+std::string_view NameOf(Status status) {
+  switch (status) {
+    case Status::GoesThroughUnchanged:
+      return "goes-through-unchanged";
+    case Status::GoesThroughWithChanges:
+      return "goes-through-with-changes";
+    case Status::EndsInTable:
+      return "ends-in-table";
+    case Status::Refused:
+      return "refused";
+    case Status::Complete:
+      return "complete";
+    case Status::CompleteWithChanges:
+      return "complete-with-changes";
+    case Status::Incomplete:
+      return "incomplete";
+    case Status::Different:
+      return "different";
+    case Status::PartialUnchanged:
+      return "partial-unchanged";
+    case Status::PartialWithChanges:
+      break;
+  }
+  return "partial-with-changes";
+}
+
+bool Report::HasNewFindings() const {
+  const auto anyNew = [](const std::vector<Finding>& findings) {
+    return std::any_of(findings.begin(), findings.end(), [](const Finding& finding) { return !finding.accepted; });
+  };
+  return anyNew(general) ||
+         std::any_of(tables.begin(), tables.end(), [&](const TableReport& table) { return anyNew(table.findings); });
+}
+
+bool Report::IsUnchanged() const {
+  const auto changesNothing = [](const Finding& finding) { return finding.cost == Cost::CannotForesee; };
+  return std::all_of(tables.begin(), tables.end(), [&](const TableReport& table) {
+    return std::all_of(table.findings.begin(), table.findings.end(), changesNothing) &&
+           (!table.unchangedRows || table.unchangedRows == table.sourceRows);
+  });
+}
+
+bool Report::HasAllFigures() const {
+  return std::all_of(tables.begin(), tables.end(), [](const TableReport& table) {
+    return table.sourceRows && table.arrivingRows && table.unchangedRows;
+  });
+}
+
+std::string StatusLine(const Report& report) {
+  std::string line(NameOf(report.status));
+  std::replace(line.begin(), line.end(), '-', ' ');
+  if (report.status == Status::EndsInTable) {
+    line = "ends in " + report.runEndsIn.value_or("a table that is not shown");
+  }
+  constexpr std::string_view partial = "partial ";
+  if (report.IsPartial()) {
+    line = "partial, " + line.substr(line.starts_with(partial) ? partial.size() : 0);
+  }
+  line.front() = static_cast<char>(std::toupper(line.front()));
+  const std::string_view known = report.command == Command::Before ? "foreseen" : "compared";
+  return report.foreseen ? line : line + ", as far as can be " + std::string(known);
+}
+
+namespace {
+
+bool DifferByColumnOnly(const Finding& left, const Finding& right) {
+  const auto sideOf = [](const Finding& finding) {
+    return finding.query ? std::optional(finding.query->side) : std::nullopt;
+  };
+  return left.kind == right.kind && left.cost == right.cost && left.rows == right.rows && left.keys == right.keys &&
+         left.arrives == right.arrives && left.text == right.text && sideOf(left) == sideOf(right) &&
+         !left.columns.empty() && !right.columns.empty();
+}
+
+}  // namespace
+
+void MergeColumns(Report& report) {
+  for (TableReport& table : report.tables) {
+    std::vector<Finding> merged;
+    for (Finding& finding : table.findings) {
+      const auto same = std::find_if(merged.begin(), merged.end(),
+                                     [&](const Finding& earlier) { return DifferByColumnOnly(earlier, finding); });
+      if (same == merged.end()) {
+        merged.push_back(std::move(finding));
+        continue;
+      }
+      same->columns.insert(same->columns.end(), finding.columns.begin(), finding.columns.end());
+      if (finding.query && finding.query->text != same->query->text) {
+        same->query->text += "\n" + finding.query->text;
+      }
+    }
+    table.findings = std::move(merged);
+  }
 }
 
 }  // namespace check

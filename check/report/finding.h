@@ -35,6 +35,7 @@ struct Finding {
   std::vector<std::string> arrives;
   std::string text;  ///< One or two sentences: what it is and what the migrator does, or did.
   std::optional<Query> query;
+  bool accepted = false;  ///< An earlier report that was accepted has it.
 };
 
 /// One table's part of the report.
@@ -57,6 +58,47 @@ enum class Command { Before, After };
 /// As it is typed.
 std::string_view NameOf(Command command);
 
+/// What a report comes to.
+enum class Status {
+  // Before a run.
+  GoesThroughUnchanged,
+  GoesThroughWithChanges,
+  EndsInTable,
+  Refused,
+  // After a run.
+  Complete,  ///< Every row of the source arrived unchanged.
+  CompleteWithChanges,
+  Incomplete,
+  Different,
+  // Of the chosen tables only, before or after a run: that the run ends in one of them is as above.
+  PartialUnchanged,
+  PartialWithChanges,
+};
+
+/// As the JSON report writes it, such as "ends-in-table".
+std::string_view NameOf(Status status);
+
+/// One of the two sides as it was connected to; what is not known is empty.
+struct ComparedSide {
+  std::string dataSource;
+  std::string login;
+  std::string schema;
+  std::string server;
+  std::string database;
+  std::string product;  ///< With its version.
+  std::string driver;   ///< With its version.
+};
+
+/// What was compared, and by what.
+struct Identity {
+  ComparedSide source;
+  ComparedSide destination;
+  std::string time;  ///< Local, with its zone.
+  std::string host;
+  std::string programVersion;
+  std::vector<std::string> options;  ///< As they were typed.
+};
+
 struct Report {
   Command command = Command::Before;
   std::vector<Finding> general;    ///< What concerns no single table: connections, encodings, rights, the log.
@@ -64,11 +106,29 @@ struct Report {
   std::vector<TableReport> tables;
   /// The table in which the run will end, or has ended, by itself; none when it goes through.
   std::optional<std::string> runEndsIn;
-  std::string verdict;  ///< The last line.
+  std::string verdict;  ///< One or two sentences about the status.
+  Status status = Status::GoesThroughWithChanges;
+  bool foreseen = true;  ///< Nothing was left out because it cannot be foreseen, or compared.
+  Identity identity = {};
+  std::vector<std::string> onlyTables = {};  ///< Of a partial report, those that were chosen.
 
-  /// Whether anything was found.
-  bool HasFindings() const;
+  /// Whether anything was found that is not accepted.
+  bool HasNewFindings() const;
+
+  bool IsPartial() const { return !onlyTables.empty(); }
+
+  /// Whether all rows of the tables arrive, or arrived, unchanged as far as their figures and findings say.
+  bool IsUnchanged() const;
+
+  /// Whether the figures of all tables are known.
+  bool HasAllFigures() const;
 };
+
+/// The status in words, such as "Ends in Clients, as far as can be foreseen".
+std::string StatusLine(const Report& report);
+
+/// Makes findings of a table that are the same but for their column one finding with several columns.
+void MergeColumns(Report& report);
 
 }  // namespace check
 

@@ -14,8 +14,6 @@ namespace check {
 
 namespace {
 
-constexpr int kFormatVersion = 2;
-
 using nlohmann::ordered_json;
 
 ordered_json Of(const std::vector<std::string>& texts) {
@@ -39,7 +37,7 @@ ordered_json Of(const Finding& finding) {
   return {
       {"id", finding.kind->id},       {"cost", NameOf(finding.cost)}, {"columns", Of(finding.columns)},
       {"rows", Of(finding.rows)},     {"keys", Of(finding.keys)},     {"arrives", Of(finding.arrives)},
-      {"text", AsUtf8(finding.text)}, {"query", Of(finding.query)},
+      {"text", AsUtf8(finding.text)}, {"query", Of(finding.query)},   {"accepted", finding.accepted},
   };
 }
 
@@ -72,6 +70,15 @@ ordered_json Of(const std::vector<TableReport>& tables) {
   return array;
 }
 
+ordered_json Of(const ComparedSide& side) {
+  return {
+      {"data_source", AsUtf8(side.dataSource)}, {"server", AsUtf8(side.server)},
+      {"database", AsUtf8(side.database)},      {"login", AsUtf8(side.login)},
+      {"schema", AsUtf8(side.schema)},          {"product", AsUtf8(side.product)},
+      {"driver", AsUtf8(side.driver)},
+  };
+}
+
 std::size_t CountFindings(const Report& report) {
   return std::accumulate(report.tables.begin(), report.tables.end(), report.general.size(),
                          [](std::size_t sum, const TableReport& table) { return sum + table.findings.size(); });
@@ -79,19 +86,28 @@ std::size_t CountFindings(const Report& report) {
 
 }  // namespace
 
-std::string JsonReport(const Report& report, std::string_view programVersion) {
+std::string JsonReport(const Report& report) {
+  const Identity& identity = report.identity;
   const ordered_json json = {
-      {"format", "bw_db_check report"},
-      {"version", kFormatVersion},
-      {"program_version", programVersion},
+      {"format", kReportFormat},
+      {"version", kReportVersion},
+      {"program_version", AsUtf8(identity.programVersion)},
       {"command", NameOf(report.command)},
+      {"status", NameOf(report.status)},
+      {"status_line", AsUtf8(StatusLine(report))},
+      {"foreseen", report.foreseen},
+      {"verdict", AsUtf8(report.verdict)},
+      {"run_ends_in", report.runEndsIn ? ordered_json(*report.runEndsIn) : ordered_json()},
+      {"partial", report.IsPartial()},
+      {"exit_code", report.HasNewFindings() ? 1 : 0},
+      {"findings", CountFindings(report)},
+      {"time", AsUtf8(identity.time)},
+      {"host", AsUtf8(identity.host)},
+      {"options", Of(identity.options)},
+      {"compared", {{"source", Of(identity.source)}, {"destination", Of(identity.destination)}}},
       {"facts", Of(report.facts)},
       {"general", Of(report.general)},
       {"tables", Of(report.tables)},
-      {"findings", CountFindings(report)},
-      {"run_ends_in", report.runEndsIn ? ordered_json(*report.runEndsIn) : ordered_json()},
-      {"verdict", AsUtf8(report.verdict)},
-      {"exit_code", report.HasFindings() ? 1 : 0},
   };
   constexpr bool onlyAscii = true;  // Nothing in the file moves a terminal's cursor either.
   return json.dump(2, ' ', onlyAscii) + '\n';

@@ -9,7 +9,10 @@
 namespace check {
 
 /// The report for a program, in the form that docs/check.md describes.
-std::string JsonReport(const Report& report, std::string_view programVersion);
+std::string JsonReport(const Report& report);
+
+inline constexpr std::string_view kReportFormat = "bw_db_check report";
+inline constexpr int kReportVersion = 2;
 
 }  // namespace check
 

@@ -18,6 +18,9 @@ constexpr std::size_t kWidth = 100;
 constexpr std::size_t kTableNameWidth = 30;
 constexpr std::size_t kNumberWidth = 14;
 
+constexpr std::string_view kPartial =
+    "Partial report: only the tables below were looked at. It promises nothing about the whole run.";
+
 constexpr std::string_view kRed = "\x1b[1;31m";
 constexpr std::string_view kYellow = "\x1b[1;33m";
 constexpr std::string_view kGreen = "\x1b[1;32m";
@@ -89,6 +92,10 @@ class Printer {
 
   void Print(const Report& report) {
     stream_ << "bw_db_check " << NameOf(report.command) << '\n';
+    Print(report.identity);
+    if (report.IsPartial()) {
+      stream_ << '\n' << kPartial << '\n';
+    }
     stream_ << (report.facts.empty() ? "" : "\n");
     for (const std::string& fact : report.facts) {
       Wrapped(0, fact);
@@ -99,11 +106,32 @@ class Printer {
     }
     Tables(report);
     stream_ << '\n'
-            << Coloured(report.HasFindings() ? kYellow : kGreen) << Printable(report.verdict) << Coloured(kPlain)
-            << '\n';
+            << Coloured(report.HasNewFindings() ? kYellow : kGreen) << StatusLine(report) << ". "
+            << Printable(report.verdict) << Coloured(kPlain) << '\n';
   }
 
  private:
+  void Print(const Identity& identity) {
+    if (identity.time.empty()) {
+      return;
+    }
+    std::string options;
+    for (const std::string& option : identity.options) {
+      options += ' ' + option;
+    }
+    Wrapped(0, "Version " + identity.programVersion + ", " + identity.time + ", on " + identity.host +
+                   (options.empty() ? "" : ", options" + options));
+    stream_ << '\n';
+    Print("Source", identity.source);
+    Print("Destination", identity.destination);
+  }
+
+  void Print(const std::string& title, const ComparedSide& side) {
+    const auto known = [](const std::string& text) { return text.empty() ? "unknown" : "'" + text + "'"; };
+    Wrapped(0, title + ": data source " + known(side.dataSource) + ", server " + known(side.server) + ", database " +
+                   known(side.database) + ", schema " + known(side.schema) + ", login " + known(side.login) + ".");
+  }
+
   std::string_view Coloured(std::string_view sequence) const {
     return colour_ == Colour::On ? sequence : std::string_view{};
   }
@@ -181,7 +209,7 @@ class Printer {
     if (finding.rows) {
       stream_ << ", " << CountOfRows(*finding.rows);
     }
-    stream_ << " [" << finding.kind->id << "]\n";
+    stream_ << " [" << finding.kind->id << (finding.accepted ? "], accepted\n" : "]\n");
     Wrapped(4, finding.text);
     Rows(finding);
     if (finding.query) {

@@ -43,8 +43,8 @@ RowName NameOf(const db::TableDescription& table, const TextRow& row) {
     const std::string value = row.at(place++).value_or("NULL");
     const bool text = table.columns[rules::ColumnPosition(table, column)].kind == db::ValueKind::Text;
     name.key += (name.key.empty() ? "" : ", ") + std::string(column) + " = " + value;
-    name.condition +=
-        (name.condition.empty() ? "([" : " AND [") + std::string(column) + "] = " + (text ? Literal(value) : value);
+    name.condition += (name.condition.empty() ? "([" : " AND [") + std::string(column) +
+                      "] = " + (text ? Literal(Side::Source, value) : value);
   }
   name.condition += ")";
   return name;

@@ -439,7 +439,7 @@ RowName NameOfRow(const db::TableDescription& table, const rules::SourceRow& row
     const bool text = table.columns[column].kind == db::ValueKind::Text;
     name.key += (name.key.empty() ? "" : ", ") + std::string(part) + " = " + value;
     name.condition += (name.condition.empty() ? "[" : " AND [") + std::string(part) + "]" +
-                      (row.IsNull(column) ? " IS NULL" : " = " + (text ? Literal(value) : value));
+                      (row.IsNull(column) ? " IS NULL" : " = " + (text ? Literal(Side::Source, value) : value));
   }
   return key.size() == 1 ? name : RowName{.key = name.key, .condition = "(" + name.condition + ")"};
 }

@@ -43,6 +43,18 @@ TEST(CommandLine, OptionsOnBothSidesOfTheCommand) {
   EXPECT_THAT(request.tables, ElementsAre("Clients"));
 }
 
+TEST(CommandLine, EachFileForItself) {
+  const CheckRequest request = ReadCheck({"after", "--html", "page.html", "--accept=before.json", "--json", "a.json"});
+  EXPECT_EQ(request.jsonFile, "a.json");
+  EXPECT_EQ(request.htmlFile, "page.html");
+  EXPECT_EQ(request.acceptedReport, "before.json");
+}
+
+TEST(CommandLine, KeepsTheOptionsAsTheyWereTyped) {
+  EXPECT_THAT(ReadCheck({"--tables=Orders", "before", "--json", "a.json"}).options,
+              ElementsAre("--tables=Orders", "--json", "a.json"));
+}
+
 TEST(CommandLine, ValueAfterAnEqualsSign) {
   const CheckRequest request = ReadCheck({"before", "--json=a=b.json", "--tables=Clients,Orders"});
   EXPECT_EQ(request.jsonFile, "a=b.json");

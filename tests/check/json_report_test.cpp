@@ -14,29 +14,57 @@ using testing::HasSubstr;
 std::string Written(const std::string& text) {
   Report report;
   report.verdict = text;
-  const std::string json = JsonReport(report, "1.0.0");
+  const std::string json = JsonReport(report);
   const std::string before = "\"verdict\": ";
-  const std::string after = ",\n  \"exit_code\"";
+  const std::string after = ",\n  \"run_ends_in\"";
   const std::size_t begin = json.find(before) + before.size();
   return json.substr(begin, json.find(after) - begin);
 }
 
 TEST(JsonReport, WithoutAnything) {
   Report report;
-  report.verdict = "The run ends by itself.";
+  report.verdict = "All is well.";
+  report.status = Status::GoesThroughUnchanged;
 
-  EXPECT_EQ(JsonReport(report, "1.2.3"), R"({
+  EXPECT_EQ(JsonReport(report), R"({
   "format": "bw_db_check report",
   "version": 2,
-  "program_version": "1.2.3",
+  "program_version": "",
   "command": "before",
+  "status": "goes-through-unchanged",
+  "status_line": "Goes through unchanged",
+  "foreseen": true,
+  "verdict": "All is well.",
+  "run_ends_in": null,
+  "partial": false,
+  "exit_code": 0,
+  "findings": 0,
+  "time": "",
+  "host": "",
+  "options": [],
+  "compared": {
+    "source": {
+      "data_source": "",
+      "server": "",
+      "database": "",
+      "login": "",
+      "schema": "",
+      "product": "",
+      "driver": ""
+    },
+    "destination": {
+      "data_source": "",
+      "server": "",
+      "database": "",
+      "login": "",
+      "schema": "",
+      "product": "",
+      "driver": ""
+    }
+  },
   "facts": [],
   "general": [],
-  "tables": [],
-  "findings": 0,
-  "run_ends_in": null,
-  "verdict": "The run ends by itself.",
-  "exit_code": 0
+  "tables": []
 }
 )");
 }
@@ -52,6 +80,7 @@ TEST(JsonReport, WithEverything) {
   missing.keys = {"ClientCode = A", "ClientCode = B"};
   missing.arrives = {"'a' arrives as 'b'"};
   missing.text = "They are not there.";
+  missing.accepted = true;
   missing.query = Query{Side::Destination, "SELECT 1\nFROM \"Clients\";"};
   report.tables = {{.table = "Clients",
                     .sourceRows = 24,
@@ -70,13 +99,67 @@ TEST(JsonReport, WithEverything) {
                     .milliseconds = 0,
                     .findings = {}}};
   report.runEndsIn = "Orders";
-  report.verdict = "different";
+  report.verdict = "Look at Clients.";
+  report.status = Status::Different;
+  report.onlyTables = {"Clients", "Orders"};
+  report.identity = {.source = {.dataSource = "BrantwellSource",
+                                .login = "reader",
+                                .schema = "dbo",
+                                .server = "sql1",
+                                .database = "brantwell",
+                                .product = "Microsoft SQL Server 15",
+                                .driver = "libtdsodbc.so 1"},
+                     .destination = {.dataSource = "BrantwellDestination",
+                                     .login = "writer",
+                                     .schema = "public",
+                                     .server = "pg1",
+                                     .database = "bw",
+                                     .product = "PostgreSQL 15",
+                                     .driver = "psqlodbcw.so 13"},
+                     .time = "2026-05-01 23:10:05 +0200",
+                     .host = "desk7",
+                     .programVersion = "1.0.0",
+                     .options = {"--json", "a b.json"}};
 
-  EXPECT_EQ(JsonReport(report, "1.0.0"), R"({
+  EXPECT_EQ(JsonReport(report), R"({
   "format": "bw_db_check report",
   "version": 2,
   "program_version": "1.0.0",
   "command": "after",
+  "status": "different",
+  "status_line": "Partial, different",
+  "foreseen": true,
+  "verdict": "Look at Clients.",
+  "run_ends_in": "Orders",
+  "partial": true,
+  "exit_code": 1,
+  "findings": 3,
+  "time": "2026-05-01 23:10:05 +0200",
+  "host": "desk7",
+  "options": [
+    "--json",
+    "a b.json"
+  ],
+  "compared": {
+    "source": {
+      "data_source": "BrantwellSource",
+      "server": "sql1",
+      "database": "brantwell",
+      "login": "reader",
+      "schema": "dbo",
+      "product": "Microsoft SQL Server 15",
+      "driver": "libtdsodbc.so 1"
+    },
+    "destination": {
+      "data_source": "BrantwellDestination",
+      "server": "pg1",
+      "database": "bw",
+      "login": "writer",
+      "schema": "public",
+      "product": "PostgreSQL 15",
+      "driver": "psqlodbcw.so 13"
+    }
+  },
   "facts": [
     "Source: Microsoft SQL Server",
     "Destination: PostgreSQL"
@@ -90,7 +173,8 @@ TEST(JsonReport, WithEverything) {
       "keys": [],
       "arrives": [],
       "text": "",
-      "query": null
+      "query": null,
+      "accepted": false
     }
   ],
   "tables": [
@@ -122,7 +206,8 @@ TEST(JsonReport, WithEverything) {
           "query": {
             "side": "destination",
             "text": "SELECT 1\nFROM \"Clients\";"
-          }
+          },
+          "accepted": true
         },
         {
           "id": "text-cut",
@@ -132,7 +217,8 @@ TEST(JsonReport, WithEverything) {
           "keys": [],
           "arrives": [],
           "text": "",
-          "query": null
+          "query": null,
+          "accepted": false
         }
       ]
     },
@@ -146,11 +232,7 @@ TEST(JsonReport, WithEverything) {
       "milliseconds": 0,
       "findings": []
     }
-  ],
-  "findings": 3,
-  "run_ends_in": "Orders",
-  "verdict": "different",
-  "exit_code": 1
+  ]
 }
 )");
 }
@@ -165,19 +247,39 @@ TEST(JsonReport, NamesEveryCost) {
   EXPECT_EQ(NameOf(Cost::CannotForesee), "cannot-foresee");
 }
 
+TEST(JsonReport, NamesEveryStatus) {
+  EXPECT_EQ(NameOf(Status::GoesThroughUnchanged), "goes-through-unchanged");
+  EXPECT_EQ(NameOf(Status::GoesThroughWithChanges), "goes-through-with-changes");
+  EXPECT_EQ(NameOf(Status::EndsInTable), "ends-in-table");
+  EXPECT_EQ(NameOf(Status::Refused), "refused");
+  EXPECT_EQ(NameOf(Status::Complete), "complete");
+  EXPECT_EQ(NameOf(Status::CompleteWithChanges), "complete-with-changes");
+  EXPECT_EQ(NameOf(Status::Incomplete), "incomplete");
+  EXPECT_EQ(NameOf(Status::Different), "different");
+}
+
 TEST(JsonReport, WritesTheCostOfTheCase) {
   Report report;
   report.general = {Finding(finding::TextCut)};
   report.general.front().cost = Cost::ValueChanged;
-  EXPECT_THAT(JsonReport(report, "1.0.0"), HasSubstr("\"cost\": \"value-changed\""));
+  EXPECT_THAT(JsonReport(report), HasSubstr("\"cost\": \"value-changed\""));
 }
 
 TEST(JsonReport, FindingOfOneTableMakesTheExitCode) {
   Report report;
   report.tables.emplace_back();
-  EXPECT_THAT(JsonReport(report, "1.0.0"), HasSubstr("\"exit_code\": 0\n"));
+  EXPECT_THAT(JsonReport(report), HasSubstr("\"exit_code\": 0,\n"));
   report.tables.front().findings = {Finding(finding::TextCut)};
-  EXPECT_THAT(JsonReport(report, "1.0.0"), HasSubstr("\"exit_code\": 1\n"));
+  EXPECT_THAT(JsonReport(report), HasSubstr("\"exit_code\": 1,\n"));
+}
+
+TEST(JsonReport, AcceptedFindingsMakeNoExitCode) {
+  Report report;
+  report.general = {Finding(finding::LogMissing)};
+  report.general.front().accepted = true;
+  EXPECT_THAT(JsonReport(report), HasSubstr("\"exit_code\": 0,\n"));
+  report.tables.emplace_back().findings = {Finding(finding::TextCut)};
+  EXPECT_THAT(JsonReport(report), HasSubstr("\"exit_code\": 1,\n"));
 }
 
 TEST(JsonReport, EscapesWhatJsonWantsEscaped) {

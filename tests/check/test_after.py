@@ -75,7 +75,7 @@ def test_a_clean_migration_has_no_findings(migrated):
     result = check(migrated, "after")
 
     _assert_only(result)
-    assert result.text.endswith(f"\nComplete: all {ALL_ROWS} rows of the source are there, unchanged.\n")
+    assert result.text.endswith(f"\nComplete. All {ALL_ROWS} rows of the source are there, unchanged.\n")
     assert result.report["run_ends_in"] is None
     for table in result.report["tables"]:
         expected = {"SystemData": 4, "Restrictions": 0}.get(table["table"], 3)
@@ -109,7 +109,7 @@ def test_empty_tables_are_complete(new_workspace):
     result = check(workspace, "after")
 
     _assert_only(result)
-    assert result.report["verdict"].startswith("Complete: all 1 row ")
+    assert result.report["verdict"].startswith("All 1 row ")
 
 
 def test_the_order_of_the_rows_does_not_matter(migrated):
@@ -184,7 +184,7 @@ def test_what_was_said_before_the_run_is_said_after_it(shared_lab):
     assert result.findings() == before.findings()
     unchanged = sum(table["unchanged_rows"] for table in before.report["tables"])
     assert f" {unchanged} will arrive unchanged," in before.report["verdict"]
-    assert result.report["verdict"] == f"Complete: all 382 rows of the source are there, {unchanged} of them unchanged."
+    assert result.report["verdict"] == f"All 382 rows of the source are there, {unchanged} of them unchanged."
 
 
 # Rows.
@@ -207,7 +207,7 @@ def test_missing_rows_of_a_table_with_its_own_keys(migrated):
         "text": "SELECT * FROM dbo.[LoadedPositions] WHERE ([PosID] = 1) OR ([PosID] = 3);",
     }
     assert result.table("LoadedPositions")["destination_rows"] == 1
-    assert result.report["verdict"] == "Different: LoadedPositions is not as a run leaves it."
+    assert result.report["verdict"] == "LoadedPositions is not as a run leaves it."
 
 
 def test_missing_rows_of_a_table_that_is_numbered_anew(migrated):
@@ -444,7 +444,7 @@ def test_kept_references_to_rows_that_are_not_there(clean):
         ("SecGrMemb", "points-elsewhere", "GroupID", 2, keys),
     )
     assert _finding(result, "SecGrMemb", "points-elsewhere")["arrives"] == ["9 leads to no row"] * 2
-    assert result.report["verdict"].startswith("Complete: ")
+    assert result.report["status"].startswith("complete")
 
 
 def test_prices_of_a_security_that_is_not_there(migrated):
@@ -490,7 +490,7 @@ def test_orders_in_a_pool_that_is_not_there(clean):
         result, ("OrdersInPool", "points-elsewhere", "PoolID", 2, ["OrderID = 1", "OrderID = 2"])
     )
     assert _finding(result, "OrdersInPool", "points-elsewhere")["arrives"] == ["2 leads to no row"] * 2
-    assert result.report["verdict"].startswith("Complete: ")
+    assert result.report["status"].startswith("complete")
 
 
 @pytest.fixture
@@ -516,7 +516,7 @@ def test_a_row_that_refers_to_another_one_of_the_same_content(with_twins):
     result = check(with_twins, "after")
 
     _assert_only(result, ("Orders", "match-ambiguous", "GroupOrderID", 1, ["OrderID = 1"]))
-    assert result.report["verdict"].startswith("Complete: ")
+    assert result.report["status"].startswith("complete")
 
 
 def test_rows_of_the_same_content_that_nobody_refers_to(clean):
@@ -543,7 +543,7 @@ def test_an_identity_whose_next_number_is_there_already(migrated):
         'SELECT last_value, is_called FROM public."Orders_OrderID_seq";\n'
         'SELECT "OrderID" FROM public."Orders" WHERE "OrderID" >= 2 ORDER BY 1;'
     )
-    assert result.report["verdict"].startswith("Complete: ")
+    assert result.report["status"].startswith("complete")
 
 
 def test_an_identity_that_was_never_used(migrated):
@@ -587,7 +587,7 @@ def test_a_run_that_its_rules_end(clean):
     )
     assert result.report["run_ends_in"] == "Orders"
     assert result.report["verdict"] == (
-        "Incomplete: the run ended in Orders, because the log ends with: invalid map<K, T> key."
+        "The run ended in Orders, because the log ends with: invalid map<K, T> key."
         " 16 later tables were not migrated."
     )
 
@@ -600,7 +600,7 @@ def test_a_run_that_its_rules_end_and_no_log(clean):
     result = check(clean, "after")
 
     assert result.report["verdict"] == (
-        "Incomplete: the run ended in Orders, because GroupOrderID of OrderID = 2 names no row."
+        "The run ended in Orders, because GroupOrderID of OrderID = 2 names no row."
         " 16 later tables were not migrated."
     )
     assert _finding(result, "Orders", "run-ended")["rows"] == 2
@@ -620,7 +620,7 @@ def test_a_run_that_the_destination_ended(clean):
         ("ExportOrder", "table-not-migrated", None, 3),
     ]
     assert result.report["verdict"].startswith(
-        "Incomplete: the run ended in StopOrders, because the log ends with: SQL Error: State = 23514"
+        "The run ended in StopOrders, because the log ends with: SQL Error: State = 23514"
     )
     assert '"StopOrders_OrderID_check"' in result.report["verdict"]
     assert "\n" not in result.report["verdict"]
@@ -638,7 +638,7 @@ def test_a_run_that_could_not_empty_a_table(clean):
     # What an earlier run brought is all that a run has to bring.
     _assert_only(result, (None, "log-breaks-off", None, None, []))
     assert "ends in LoadedPositions with: SQL Error: State = 0A000" in _finding(result, None, "log-breaks-off")["text"]
-    assert result.report["verdict"].startswith("Complete: ")
+    assert result.report["status"].startswith("complete")
 
     clean.execute_source("UPDATE StopOrders SET Qty = 4711 WHERE OrderID = 2")
 
@@ -694,7 +694,7 @@ def test_a_killed_run(shared_lab):
 
     assert result.report["run_ends_in"] == "LoadedPositions"
     assert result.report["verdict"].startswith(
-        "Incomplete: the run ended in LoadedPositions, because rows are missing from there on, and no log says why."
+        "The run ended in LoadedPositions, because rows are missing from there on, and no log says why."
     )
 
 
@@ -709,7 +709,7 @@ def test_rows_that_the_rules_do_not_let_through(clean):
     table = result.table("LoadedPositions")
     assert [table[rows] for rows in ("source_rows", "arriving_rows", "destination_rows")] == [3, 1, 1]
     assert result.report["verdict"] == (
-        f"Complete by the migrator's rules: all {ALL_ROWS - 2} rows that they bring are there, unchanged, but 2 rows of"
+        f"All {ALL_ROWS - 2} rows that the migrator's rules bring are there, unchanged, but 2 rows of"
         " the source did not arrive, in LoadedPositions."
     )
 
@@ -734,7 +734,7 @@ def test_no_log(migrated):
     result = check(migrated, "after")
 
     _assert_only(result, (None, "log-missing", None, None, []))
-    assert result.report["verdict"].startswith("Complete: ")
+    assert result.report["status"].startswith("complete")
 
 
 def test_a_log_of_another_run(migrated):
@@ -751,7 +751,7 @@ def test_a_log_of_another_run(migrated):
 
     _assert_only(result, (None, "log-stale", None, None, []))
     assert "in LoadedPositions:" in _finding(result, None, "log-stale")["text"]
-    assert result.report["verdict"].startswith("Complete: ")
+    assert result.report["status"].startswith("complete")
 
 
 def test_the_log_of_a_run_that_was_refused_later(migrated):
@@ -763,7 +763,7 @@ def test_the_log_of_a_run_that_was_refused_later(migrated):
 
     _assert_only(result, (None, "log-stale", None, None, []))
     assert "Migration is possible only for version 29" in _finding(result, None, "log-stale")["text"]
-    assert result.report["verdict"].startswith("Complete: ")
+    assert result.report["status"].startswith("complete")
 
 
 def test_a_run_that_was_refused(clean):
@@ -775,7 +775,7 @@ def test_a_run_that_was_refused(clean):
 
     assert result.report["run_ends_in"] == "SystemData"
     assert result.report["verdict"].startswith(
-        "Incomplete: the run ended in SystemData, because the log ends with: Error: Migration is possible only for"
+        "The run ended in SystemData, because the log ends with: Error: Migration is possible only for"
         " version 29 of the Brantwell database. 20 later tables"
     )
 
@@ -786,7 +786,7 @@ def test_what_is_no_log(migrated):
     result = check(migrated, "after")
 
     _assert_only(result, (None, "log-unclear", None, None, []))
-    assert result.report["verdict"].startswith("Complete: ")
+    assert result.report["status"].startswith("complete")
 
 
 def test_a_log_with_entries_in_its_texts(clean):
@@ -924,7 +924,7 @@ def test_groups_that_the_run_read_in_another_order(clean):
         "1 leads to row 3 of the source",
         "3 leads to row 1 of the source",
     ]
-    assert result.report["verdict"].startswith("Different: SecGrMemb is not ")
+    assert result.report["verdict"].startswith("SecGrMemb is not ")
 
 
 def test_pools_that_the_run_read_in_another_order(clean):
@@ -965,7 +965,7 @@ def test_numbers_that_were_exchanged(clean, table, number, referring, column):
 
     assert [finding[:4] for finding in result.findings()] == [(referring, "rows-different", column, moved)]
     assert all("leads to row" in text for text in _finding(result, referring, "rows-different")["arrives"])
-    assert result.report["verdict"] == f"Different: {referring} is not as a run leaves it."
+    assert result.report["verdict"] == f"{referring} is not as a run leaves it."
 
 
 def test_a_number_that_names_a_row_only_in_the_destination(clean):
@@ -994,7 +994,7 @@ def test_kept_numbers_whose_row_was_deleted(migrated):
     keys = [f"ID = {number}" for (number,) in exported]
     assert ("ExportOrder", "points-elsewhere", "PoolID", len(keys), keys) in result.findings()
     assert _finding(result, "ExportOrder", "points-elsewhere")["arrives"] == ["2 leads to no row"] * len(keys)
-    assert result.report["verdict"].startswith("Different: ")
+    assert result.report["status"] == "different"
 
 
 def test_numbers_that_begin_elsewhere_are_not_exchanged(clean):
@@ -1017,7 +1017,7 @@ def test_numbers_that_begin_elsewhere_are_not_exchanged(clean):
     result = check(clean, "after")
 
     assert {finding[1] for finding in result.findings()} <= {"numbers-change"}
-    assert result.report["verdict"].startswith("Complete: ")
+    assert result.report["status"].startswith("complete")
 
 
 # Identities at their end.
@@ -1056,7 +1056,7 @@ def _first_that_lacks_rows(workspace) -> str | None:
 
 def _assert_ended_in(result, table) -> None:
     assert result.report["run_ends_in"] == table, result.text
-    assert result.report["verdict"].startswith(f"Incomplete: the run ended in {table}, because "), result.text
+    assert result.report["verdict"].startswith(f"The run ended in {table}, because "), result.text
     before = sample_data.TABLES[: sample_data.TABLES.index(table)]
     different = {table for table, identifier, *_ in result.findings() if identifier.startswith("rows-")}
     assert not different.intersection(before), result.text
@@ -1093,7 +1093,7 @@ def test_a_run_that_is_killed_at_any_moment(slow, seed):
         result = check(slow, "after")
 
         if truth is None:
-            assert result.report["verdict"].startswith("Complete: "), result.text
+            assert result.report["status"].startswith("complete"), result.text
         else:
             _assert_ended_in(result, truth)
         slow.log_file.unlink(missing_ok=True)
@@ -1188,7 +1188,7 @@ def test_a_run_that_is_still_at_work(shared_lab):
         workspace.run_redirected(meanwhile=look)
 
     (result,) = results
-    assert result.report["verdict"] == "Incomplete: a run is still at work, in LoadedPositions."
+    assert result.report["verdict"] == "A run is still at work, in LoadedPositions."
     assert "is the migrator's, in LoadedPositions" in _finding(result, None, "run-at-work")["text"]
     assert result.code == 1
 
@@ -1209,7 +1209,7 @@ def test_a_complete_run_whose_log_breaks_off(migrated, part):
 
     _assert_only(result, (None, "log-breaks-off", None, None, []))
     assert result.report["run_ends_in"] is None
-    assert result.report["verdict"] == f"Complete: all {ALL_ROWS} rows of the source are there, unchanged."
+    assert result.report["verdict"] == f"All {ALL_ROWS} rows of the source are there, unchanged."
 
 
 def test_a_complete_run_whose_log_breaks_off_anywhere(migrated):
@@ -1220,7 +1220,7 @@ def test_a_complete_run_whose_log_breaks_off_anywhere(migrated):
 
         result = check(migrated, "after")
 
-        assert result.report["verdict"].startswith("Complete: "), (length, result.text)
+        assert result.report["status"].startswith("complete"), (length, result.text)
         ((_, identifier, *_),) = result.findings()
         assert identifier in ("log-breaks-off", "log-stale"), (length, result.text)
 
@@ -1247,7 +1247,7 @@ def test_the_last_table_lacks_its_last_row_and_nothing_says_why(migrated):
         "Rows that had to arrive are not there. They are the last ones: the run ended here, or they were deleted."
     )
     assert result.report["run_ends_in"] is None
-    assert result.report["verdict"].startswith("Different: ")
+    assert result.report["status"] == "different"
 
 
 def test_a_log_of_another_time_zone(migrated):
@@ -1292,7 +1292,7 @@ def test_a_run_that_logged_to_a_full_disk(clean):
 
     result = check(clean, "after")
 
-    assert result.report["verdict"].startswith("Complete: "), result.text
+    assert result.report["status"].startswith("complete"), result.text
     ((_, identifier, *_),) = result.findings()
     assert identifier == "log-breaks-off"
 
@@ -1307,7 +1307,7 @@ def test_only_some_tables(migrated):
 
     assert [table["table"] for table in result.report["tables"]] == ["Orders", "OrdersInPool"]
     assert [finding[:4] for finding in result.findings()] == [("Orders", "rows-different", "Qty", 3)]
-    assert result.report["verdict"].endswith(" Only some tables were looked at.")
+    assert result.report["partial"]
 
 
 def test_only_tables_that_the_run_did_not_reach(clean):
@@ -1321,7 +1321,7 @@ def test_only_tables_that_the_run_did_not_reach(clean):
         ("SecMinQt", "table-not-migrated", None, 3),
     ]
     assert result.report["run_ends_in"] is None
-    assert result.report["verdict"].startswith("Incomplete: the run ended in Orders, because ")
+    assert result.report["verdict"].startswith("The run ended in Orders, because ")
 
 
 def test_a_table_that_is_not_there(migrated):
@@ -1330,7 +1330,7 @@ def test_a_table_that_is_not_there(migrated):
     result = check(migrated, "after")
 
     _assert_only(result, ("SecMinQt", "table-missing", None, 3, []))
-    assert result.report["verdict"] == "Different: SecMinQt is not as a run leaves it."
+    assert result.report["verdict"] == "SecMinQt is not as a run leaves it."
 
 
 def test_a_column_that_is_not_there(migrated):
@@ -1344,7 +1344,7 @@ def test_a_column_that_is_not_there(migrated):
     )
     assert result.table("SecMinQt")["destination_rows"] is None
     assert result.report["verdict"] == (
-        f"Complete: all {ALL_ROWS - 3} rows of the source are there. Not compared: SecMinQt."
+        f"All {ALL_ROWS - 3} rows of the source are there. Not compared: SecMinQt."
     )
 
 

@@ -44,7 +44,7 @@ def test_a_clean_database_has_no_findings(workspace):
     assert result.code == 0
     # 22 tables of three rows, none of Restrictions, and the schema version.
     assert result.text.endswith(
-        "The run will go through to its end. Of 64 rows, 64 will arrive unchanged, 0 changed, 0 not at all.\n"
+        "\nGoes through unchanged. Of 64 rows, 64 will arrive unchanged, 0 changed, 0 not at all.\n"
     )
     assert {table["arriving_rows"] for table in result.report["tables"]} == {0, 3, 4}
 
@@ -68,7 +68,7 @@ def test_null_that_ends_a_table(workspace):
     }
     assert result.table("LoadedPositions")["arriving_rows"] == 1
     assert result.text.endswith(
-        "The run will go through to its end. Of 64 rows, 62 will arrive unchanged, 0 changed, 2 not at all.\n"
+        "\nGoes through with changes. Of 64 rows, 62 will arrive unchanged, 0 changed, 2 not at all.\n"
     )
 
 

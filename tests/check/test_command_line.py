@@ -45,7 +45,7 @@ def test_help(empty_directory):
     run = _run(empty_directory, "--help")
 
     assert "\nUsage: bw_db_check [OPTIONS] before|after\n" in run.console
-    for part in ("bw_migrate.ini", "--json FILE", "--tables A,B", "--version", "0 nothing found, 1 findings, 2 could"):
+    for part in ("bw_migrate.ini", "--json FILE", "--html FILE", "--accept FILE", "--tables A,B", "--version", "1 findings, 2 could"):
         assert part in run.console
     assert max(map(len, run.console.splitlines())) <= 100
     assert run.errors == ""
@@ -254,7 +254,8 @@ def test_json_says_the_same_as_the_text(new_workspace):
     assert report["tables"][0]["source_rows"] == 1
     assert report["general"] == []
     assert report["findings"] == 0
-    assert report["verdict"] == run.console.splitlines()[-1]
+    assert report["status"] == "goes-through-unchanged"
+    assert f"{report['status_line']}. {report['verdict']}" == run.console.splitlines()[-1]
     assert report["exit_code"] == 0
     for fact in report["facts"]:
         assert fact in run.console.replace("\n", " ")

@@ -118,7 +118,7 @@ class _Case:
         unknown = {table for table in sample_data.TABLES if self._figure(table, "arriving_rows") is None}
         assert said <= self._unforeseen, self._told()
         assert unknown == said, self._told()
-        assert ("as far as can be foreseen" in self._before.report["verdict"]) == bool(said), self._told()
+        assert ("as far as can be foreseen" in self._before.report["status_line"]) == bool(said), self._told()
 
     def _assert_chosen_tables_are_as_all(self) -> None:
         """The report on some tables has the same of each as that on all, unless the run ends in another one."""
@@ -176,7 +176,7 @@ class _Case:
         assert after.report["run_ends_in"] == self._ended, self._told()
         assert self._differences(after) == [], self._told()
         if not self._unforeseen:
-            assert after.report["verdict"].startswith("Incomplete: " if self._ended else "Complete"), self._told()
+            assert after.report["status"].startswith("incomplete" if self._ended else "complete"), self._told()
 
     def _differences(self, result) -> list[tuple]:
         found = [
@@ -204,4 +204,4 @@ class _Case:
 
         assert self._differences(after) == sorted(damage.expected, key=str), self._told()
         if not self._unforeseen:
-            assert after.report["verdict"].startswith("Different: "), self._told()
+            assert after.report["status"] == "different", self._told()

@@ -270,8 +270,8 @@ def test_colour_and_progress_at_a_terminal(new_workspace):
     shown = _check_at_terminal(new_workspace())
 
     progress, report = shown.split("bw_db_check before\n")
-    assert progress.startswith("\n\r\x1b[KConnecting\r\x1b[K")
-    assert "\r\x1b[KExportOrder" in progress
+    assert progress.startswith("\n\r\x1b[K\x1b[?7lConnecting\x1b[?7h\r\x1b[K")
+    assert "\r\x1b[K\x1b[?7lExportOrder, table 22 of 22\x1b[?7h" in progress
     # The line is empty again before the report begins.
     assert progress.endswith("\r\x1b[K")
     assert "\r" not in report
@@ -283,7 +283,7 @@ def test_no_colour_where_none_is_wanted(new_workspace):
     shown = _check_at_terminal(new_workspace(), NO_COLOR="1")
 
     progress, report = shown.split("bw_db_check before\n")
-    assert "\r\x1b[KExportOrder" in progress
+    assert "\r\x1b[K\x1b[?7lExportOrder, table 22 of 22\x1b[?7h" in progress
     assert "\x1b" not in report
 
 
@@ -300,7 +300,7 @@ def test_no_colour_in_a_file(new_workspace):
 
     shown = _check_at_terminal(workspace, ('exec "$@" >report',))
 
-    assert "\r\x1b[KExportOrder" in shown
+    assert "\r\x1b[K\x1b[?7lExportOrder, table 22 of 22\x1b[?7h" in shown
     assert shown.endswith("\r\x1b[K")
     report = (workspace.directory / "report").read_text()
     assert report.startswith("bw_db_check before\n")

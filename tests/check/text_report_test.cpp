@@ -39,7 +39,8 @@ TEST(TextReport, WithoutFindings) {
   Report report;
   report.facts = {"Source: Microsoft SQL Server", "Destination: PostgreSQL"};
   report.tables = {Table("SystemData"), Table("LoadedSecuritiesClientPrices")};
-  report.verdict = "The run ends by itself.";
+  report.status = Status::GoesThroughUnchanged;
+  report.verdict = "All 24 rows arrive.";
 
   EXPECT_EQ(Printed(report),
             R"(bw_db_check before
@@ -51,7 +52,7 @@ Table                                 Source      Arriving     Unchanged       R
 SystemData                                24            20            18             2       1.234 s
 LoadedSecuritiesClientPrices              24            20            18             2       1.234 s
 
-The run ends by itself.
+Goes through unchanged. All 24 rows arrive.
 )");
 }
 
@@ -68,7 +69,10 @@ TEST(TextReport, WithFindings) {
   one.rows = 1;
   one.query = Query{Side::Destination, "SELECT 1;"};
   report.tables = {Table("SystemData"), Table("Clients", {lost, one}), Table("Orders"), Table("SecGroups")};
-  report.verdict = "The run ends in Clients.";
+  report.status = Status::EndsInTable;
+  report.runEndsIn = "Clients";
+  report.foreseen = false;
+  report.verdict = "It refuses a row.";
 
   EXPECT_EQ(Printed(report),
             R"(bw_db_check before
@@ -98,7 +102,7 @@ Clients                                   24            20            18        
 Orders                                    24            20            18             2       1.234 s
 SecGroups                                 24            20            18             2       1.234 s
 
-The run ends in Clients.
+Ends in Clients, as far as can be foreseen. It refuses a row.
 )");
 }
 
@@ -110,7 +114,8 @@ TEST(TextReport, AfterARunShowsTheDestinationsRows) {
   table.sourceRows.reset();
   table.milliseconds = 7;
   report.tables = {table};
-  report.verdict = "different";
+  report.status = Status::Different;
+  report.verdict = "Look at Clients.";
 
   EXPECT_EQ(Printed(report),
             R"(bw_db_check after
@@ -118,7 +123,7 @@ TEST(TextReport, AfterARunShowsTheDestinationsRows) {
 Table                                 Source      Expected   Destination          Time
 Clients                                    ?            20            19       0.007 s
 
-different
+Different. Look at Clients.
 )");
 }
 
@@ -238,22 +243,69 @@ TEST(TextReport, ShowsControlCharactersAsNumbersEverywhere) {
   EXPECT_THAT(printed, HasSubstr("\n    text\\x07\n"));
   EXPECT_THAT(printed, HasSubstr("\n    First rows: Code = 'a\\x0Ab\\xE9'\n"));
   EXPECT_THAT(printed, HasSubstr("\n      SELECT\t'\\x1B';\n"));
-  EXPECT_THAT(printed, HasSubstr("\nend\\x1B[0m\n"));
+  EXPECT_THAT(printed, HasSubstr(". end\\x1B[0m\n"));
 }
 
 TEST(TextReport, ColoursTheCostAndTheVerdict) {
   Report report;
   report.general = {Found(kEnds), Found(kWrong)};
-  report.verdict = "The run ends.";
+  report.status = Status::CompleteWithChanges;
+  report.verdict = "It ended.";
 
   const std::string printed = Printed(report, Colour::On);
   EXPECT_THAT(printed, HasSubstr("  \x1b[1;31mRun ends\x1b[0m [b]\n"));
   EXPECT_THAT(printed, HasSubstr("  \x1b[1;33mWrong row\x1b[0m [d]\n"));
-  EXPECT_THAT(printed, HasSubstr("\n\x1b[1;33mThe run ends.\x1b[0m\n"));
+  EXPECT_THAT(printed, HasSubstr("\n\x1b[1;33mComplete with changes. It ended.\x1b[0m\n"));
   EXPECT_THAT(Printed(report, Colour::Off), Not(HasSubstr("\x1b")));
 
   report.general.clear();
-  EXPECT_THAT(Printed(report, Colour::On), HasSubstr("\n\x1b[1;32mThe run ends.\x1b[0m\n"));
+  EXPECT_THAT(Printed(report, Colour::On), HasSubstr("\n\x1b[1;32mComplete with changes. It ended.\x1b[0m\n"));
+}
+
+TEST(TextReport, BeginsWithWhatWasCompared) {
+  Report report;
+  report.identity.time = "2026-05-01 23:10:05 +0200";
+  report.identity.host = "desk7";
+  report.identity.programVersion = "1.0.0";
+  report.identity.options = {"--json", "re\x1bport"};
+  report.identity.source = {.dataSource = "BrantwellSource",
+                            .login = "reader",
+                            .schema = "dbo",
+                            .server = "sql1",
+                            .database = "brantwell",
+                            .product = {},
+                            .driver = {}};
+
+  EXPECT_THAT(Printed(report), testing::StartsWith(R"(bw_db_check before
+Version 1.0.0, 2026-05-01 23:10:05 +0200, on desk7, options --json re\x1Bport
+
+Source: data source 'BrantwellSource', server 'sql1', database 'brantwell', schema 'dbo', login
+'reader'.
+Destination: data source unknown, server unknown, database unknown, schema unknown, login unknown.
+)"));
+}
+
+TEST(TextReport, SaysThatItIsPartial) {
+  Report report;
+  report.onlyTables = {"Clients"};
+  report.status = Status::PartialUnchanged;
+  report.verdict = "Nothing else.";
+
+  EXPECT_EQ(Printed(report),
+            R"(bw_db_check before
+
+Partial report: only the tables below were looked at. It promises nothing about the whole run.
+
+Partial, unchanged. Nothing else.
+)");
+}
+
+TEST(TextReport, ShowsAcceptedFindings) {
+  Report report;
+  report.general = {Found(kEnds), Found(kWrong)};
+  report.general.front().accepted = true;
+
+  EXPECT_THAT(Printed(report), HasSubstr("\n  Run ends [b], accepted\n    It is so.\n  Wrong row [d]\n"));
 }
 
 }  // namespace

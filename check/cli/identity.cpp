@@ -1,0 +1,42 @@
+#include "check/cli/identity.h"
+
+#include <sql.h>
+#include <sqlext.h>
+
+#include <array>
+#include <ctime>
+
+#include "odbc/diagnostics.h"
+
+namespace check {
+
+namespace {
+
+/// Empty when the driver does not say.
+std::string Info(const odbc::DBConnection& connection, SQLUSMALLINT type) {
+  std::array<char, 512> text{};
+  const SQLRETURN result =
+      SQLGetInfo(connection.connection(), type, text.data(), static_cast<SQLSMALLINT>(text.size()), nullptr);
+  return odbc::Succeeded(result) ? text.data() : "";
+}
+
+}  // namespace
+
+ComparedSide Identify(const odbc::DBConnection& connection, const config::ConnectionSettings& settings) {
+  return {.dataSource = settings.dataSourceName,
+          .login = settings.login,
+          .schema = settings.schema,
+          .server = Info(connection, SQL_SERVER_NAME),
+          .database = Info(connection, SQL_DATABASE_NAME),
+          .product = Info(connection, SQL_DBMS_NAME) + " " + Info(connection, SQL_DBMS_VER),
+          .driver = Info(connection, SQL_DRIVER_NAME) + " " + Info(connection, SQL_DRIVER_VER)};
+}
+
+std::string LocalTime() {
+  const std::time_t now = std::time(nullptr);
+  std::array<char, 128> text{};
+  const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S %z", std::localtime(&now));
+  return {text.data(), length};
+}
+
+}  // namespace check

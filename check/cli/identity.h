@@ -1,0 +1,20 @@
+#ifndef BW_CHECK_CLI_IDENTITY_H
+#define BW_CHECK_CLI_IDENTITY_H
+
+#include <string>
+
+#include "check/report/finding.h"
+#include "config/migration_settings.h"
+#include "odbc/connection.h"
+
+namespace check {
+
+/// What the driver says about a side that is connected.
+ComparedSide Identify(const odbc::DBConnection& connection, const config::ConnectionSettings& settings);
+
+/// The local time with its zone.
+std::string LocalTime();
+
+}  // namespace check
+
+#endif  // BW_CHECK_CLI_IDENTITY_H
