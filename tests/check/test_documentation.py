@@ -22,13 +22,18 @@ def _members(header) -> set[str]:
 
 
 def test_every_finding_is_described_as_the_program_does():
-    described = re.findall(r"^\| `([\w-]+)` \| ([\w-]+) \| (.+) \|$", _section("The findings"), re.MULTILINE)
+    rows = re.findall(r"^\| `([\w-]+)` \|(.+)\|$", _section("The findings"), re.MULTILINE)
+    cells = [(name, *(cell.strip() for cell in rest.split("|"))) for name, rest in rows]
+    described = [row[:3] for row in cells]
 
     listed = subprocess.run([PROGRAM, "--help-findings"], capture_output=True, text=True, timeout=60, check=True).stdout
     declared = re.findall(r"^(\S+) \((\S+)\): (.+)$", listed, re.MULTILINE)
 
     assert declared
     assert described == declared
+    # Each with an example, and with what to do.
+    assert {len(row) for row in cells} == {5}
+    assert all(map(all, cells))
     assert len(declared) == len({name for name, _, _ in declared}) == len(listed.splitlines())
 
 
