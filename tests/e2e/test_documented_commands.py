@@ -388,6 +388,20 @@ class TestDataSources:
         assert "State = 25006 " in log
         assert "synchronous_comit" not in log
 
+    @pytest.mark.parametrize("schema, complete", [("'\"Desk\"'", True), ('"Desk"', False), ("Desk", False)])
+    def test_schema_with_capitals_needs_both_quotes(self, new_workspace, schema, complete):
+        workspace = new_workspace()
+        workspace.execute_destination(
+            'CREATE SCHEMA "Desk" AUTHORIZATION bw_migrator',
+            *(f'ALTER TABLE "{table}" SET SCHEMA "Desk"' for table in sample_data.TABLES),
+        )
+        workspace.write_configuration(destination=(data_sources.DESTINATION, lab.DESTINATION_LOGIN, schema))
+
+        run = workspace.run()
+
+        assert ("\nComplete migrate ExportOrder table." in run.console) == complete
+        assert complete or 'schema "desk" does not exist' in workspace.log_file.read_text()
+
     def test_read_only_data_source_empties_the_first_table(self, filled):
         filled.execute_destination("INSERT INTO \"SystemData\" VALUES ('lost', 'by the run')")
         destination = data_sources.postgresql(filled.lab.postgres.port, filled.database)
