@@ -121,6 +121,7 @@ std::string FlawOfKey(const std::vector<std::string>& keys, std::string_view key
 std::vector<std::string> FlawsOfSection(const std::string& path, const std::string& section) {
   std::vector<std::string> flaws;
   const std::vector<std::string> keys = config::ReadKeyNames(path, section);
+  flaws.reserve(config::kKeys.size() + 1);
   for (const std::string_view key : config::kKeys) {
     flaws.push_back(FlawOfKey(keys, key, section));
   }

@@ -75,18 +75,26 @@ std::string Shown(const std::string& path) {
   return path + (std::filesystem::exists(path, ignored) ? "" : " (does not exist)");
 }
 
-std::string DataSourceFiles() {
-  PathBuffer user{};
-  PathBuffer system{};
-  _odbcinst_UserINI(user.data(), 0);
-  _odbcinst_SystemINI(system.data(), 0);
-  const std::string first = user.data();
-  const std::string second = system.data();
+std::string UserFile() {
+  PathBuffer path{};
+  _odbcinst_UserINI(path.data(), 0);
+  return path.data();
+}
+
+/// Whether the user's file of data sources exists and may not be written to. For their settings drivers ask the
+/// library, which opens that file for reading and writing.
+bool IsKeptFromDrivers() {
+  PathBuffer path{};
   std::error_code ignored;
-  // With 1 the library says whether it would open the file, which it does for reading and writing.
-  const bool unread = _odbcinst_UserINI(user.data(), 1) == 0 && std::filesystem::exists(first, ignored);
+  return _odbcinst_UserINI(path.data(), 1) == 0 && std::filesystem::exists(UserFile(), ignored);
+}
+
+std::string DataSourceFiles() {
+  PathBuffer system{};
+  _odbcinst_SystemINI(system.data(), 0);
+  const std::string first = UserFile();
+  const std::string second = system.data();
   return "The driver manager looks for data sources in " + Shown(first) +
-         (unread ? " (which it does not read: you may not write to it)" : "") +
          (second == first ? "" : " and in " + Shown(second));
 }
 
@@ -187,16 +195,18 @@ std::string FlawOfDataSource(std::string_view side, const std::string& name) {
   const std::string question = "DSN={" + name + "}";
   std::array<SQLCHAR, 1024> answer{};
   SQLSMALLINT length = 0;
-  if (odbc::Succeeded(SQLBrowseConnect(connection.handle(), odbc::AsSqlText(question), SQL_NTS, answer.data(),
-                                       static_cast<SQLSMALLINT>(answer.size()), &length))) {
-    return {};
-  }
+  SQLBrowseConnect(connection.handle(), odbc::AsSqlText(question), SQL_NTS, answer.data(),
+                   static_cast<SQLSMALLINT>(answer.size()), &length);
   const odbc::Diagnostics diagnostics = odbc::ReadDiagnostics(SQL_HANDLE_DBC, connection.handle());
   if (diagnostics.state == "IM002") {
     return subject + WhyNotFound(name, connection.environment());
   }
   if (diagnostics.text.find(kNotLoaded) != std::string::npos) {
     return subject + WhyNotLoaded(diagnostics.text);
+  }
+  if (Entry(name, "Driver").empty() && IsKeptFromDrivers()) {
+    return subject + "is not read by its driver: you may not write to " + UserFile() +
+           ", and the driver manager's library opens that file for reading and writing. Make it writable for you";
   }
   return {};
 }

@@ -126,14 +126,23 @@ def test_files_of_data_sources_that_do_not_exist(empty_directory):
 
 def test_file_of_data_sources_that_may_not_be_written(empty_directory):
     (empty_directory / "bw_migrate.ini").write_text(WHOLE)
-    environment = _environment(empty_directory, "[BrantwellSource]\nDriver=/nowhere.so\n")
+    driver = data_sources.find_driver("psqlodbca.so")
+    environment = _environment(
+        empty_directory, f"[BrantwellSource]\nDriver = {driver}\n[BrantwellDestination]\nDriver = {driver}\n"
+    )
     environment["ODBCSYSINI"] = "/nowhere"
     (empty_directory / "odbc.ini").chmod(0o444)
 
-    said = _run_without_rights(empty_directory, environment).stderr.decode().splitlines()[0]
+    said = _run_without_rights(empty_directory, environment).stderr.decode()
 
-    assert said.startswith("bw_db_check: the data source 'BrantwellSource' of the source is not defined. ")
-    assert f" in {empty_directory}/odbc.ini (which it does not read: you may not write to it)" in said
+    why = (
+        f"is not read by its driver: you may not write to {empty_directory}/odbc.ini, and the driver manager's library "
+        "opens that file for reading and writing. Make it writable for you\n"
+    )
+    assert said == (
+        f"bw_db_check: the data source 'BrantwellSource' of the source {why}"
+        f"the data source 'BrantwellDestination' of the destination {why}"
+    )
 
 
 def test_drivers_that_are_not_installed(empty_directory):
