@@ -1,7 +1,6 @@
 """The commands that the operators' pages show, run in bash at a terminal as they are, and what the pages say of them.
 
-Not run are the commands that install or build, which scripts/try-on runs on a fresh system, and sqlcmd, which Debian does
-not have.
+sqlcmd is not run: Debian does not have it.
 """
 
 import contextlib
@@ -20,6 +19,25 @@ import sample_data
 
 _ROOT = pathlib.Path(__file__).resolve().parents[2]
 _FENCE = re.compile(r"^( *)```sh\n(.*?)^ *```$", re.MULTILINE | re.DOTALL)
+
+# Where commands are shown, and what runs them.
+_SHOWN = {
+    ("README.md", "Install"): "tests/packaging, which install the package",
+    ("README.md", "The night"): "TestNight",
+    ("README.md", "Try it and test it"): "scripts/try-on, on a fresh system",
+    ("docs/check.md", "Before and after a run: bw_db_check"): "TestNight, since they are among those",
+    ("docs/data-changes.md", "How to run the queries"): "TestSetUp",
+    ("docs/data-sources.md", "Environment variables that change a run"): "TestSetUp",
+    ("docs/operating.md", "After the run"): "test_operating_guide.py",
+    ("docs/operating.md", "In short"): "TestNight",
+    ("docs/operating.md", "Rehearsal"): "TestRehearsal",
+    ("docs/operating.md", "Watch"): "test_operating_guide.py",
+    ("docs/setup.md", "Build the package"): "scripts/try-on, on a fresh system",
+    ("docs/setup.md", "Install"): "tests/packaging, which install the package",
+    ("docs/setup.md", "Try it"): "TestSetUp",
+    ("docs/setup.md", "Where the driver manager looks"): "TestSetUp",
+    ("docs/windows.md", "What you get"): "scripts/try-on, on a fresh system",
+}
 
 _ADMINISTRATOR = "administrator"
 _ADMINISTRATOR_PASSWORD = "all-desks-3"
@@ -44,6 +62,21 @@ def _section(page, title) -> list[str]:
 def _hide_comments(text) -> str:
     """A page whose commands have no line that begins like a heading."""
     return _FENCE.sub(lambda fenced: re.sub(r"^#.*\n", "", fenced[0], flags=re.MULTILINE), text)
+
+
+def test_all_commands_of_the_pages_are_known():
+    shown = set()
+    for path in [_ROOT / "README.md", *(_ROOT / "docs").glob("*.md")]:
+        page = str(path.relative_to(_ROOT))
+        titles = re.findall(r"^#+ (.*)$", _hide_comments(path.read_text(encoding="utf-8")), re.MULTILINE)
+        shown |= {(page, title) for title in titles if _section(page, title)}
+    assert shown == set(_SHOWN)
+
+
+def test_commands_of_the_check_are_among_those_of_the_night():
+    (commands,) = _section("docs/check.md", "Before and after a run: bw_db_check")
+    (night,) = _section("README.md", "The night")
+    assert {re.sub(" *#.*", "", line) for line in commands.splitlines()} <= set(night.splitlines())
 
 
 class _Bash:
