@@ -97,6 +97,7 @@ RowRules::RowRules(const db::TableDescription& table, const NumberMaps& numbers,
       image_(table.rowSize + sizeof(double)) {
   for (const db::ColumnDescription& column : table.columns) {
     columnRules_.push_back(RuleOf(rules_, column.name));
+    isSent_.push_back(IsSent(table, column.name));
   }
   for (const db::ParameterDescription& parameter : table.parameters) {
     sentAs_[ColumnPosition(table, parameter.column)] = parameter.cType;
@@ -202,6 +203,9 @@ void RowRules::NoteChanges(const SourceRow& row) {
   for (std::size_t i = 0; i < table_.columns.size(); ++i) {
     const db::ColumnDescription& column = table_.columns[i];
     const char* const field = image_.data() + column.offset;
+    if (!isSent_[i]) {
+      continue;
+    }
     if (row.IsNull(i)) {
       const bool repeats =
           !columnRules_[i].onNull && nulls_[static_cast<std::size_t>(column.kind)] == NullReading::Keeps;

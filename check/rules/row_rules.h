@@ -109,6 +109,7 @@ class RowRules {
   const NumberMaps& numbers_;
   const NullReadings& nulls_;
   std::vector<ColumnRule> columnRules_;
+  std::vector<bool> isSent_;         ///< The destination assigns the other columns.
   std::vector<SQLSMALLINT> sentAs_;  ///< The C type of each column's parameter.
   std::vector<char> image_;          ///< With room after it for what is read beyond the last field.
   Outcome outcome_;

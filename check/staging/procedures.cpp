@@ -45,7 +45,7 @@ std::vector<Procedure> ReadProcedures(const odbc::DBConnection& destination, con
   constexpr std::string_view sql = R"(
     SELECT p.oid::text, p.oid::regprocedure::text, has_function_privilege(p.oid, 'EXECUTE')::text, r.name,
       has_table_privilege(r.name, ?::oid, 'INSERT')::text, p.pronargdefaults::text,
-      coalesce(p.proargmodes[x.number], 'i')::text, coalesce(p.proargnames[x.number], ''), format_type(x.type, NULL)
+      coalesce(p.proargmodes[x.number], 'i')::text, coalesce(p.proargnames[x.number], ''), format_type(x.type, -1)
     FROM pg_proc p
     CROSS JOIN LATERAL (SELECT CASE WHEN p.prosecdef THEN pg_get_userbyid(p.proowner) ELSE current_user END) AS r (name)
     LEFT JOIN LATERAL unnest(coalesce(p.proallargtypes, p.proargtypes::oid[])) WITH ORDINALITY AS x (type, number)
