@@ -7,6 +7,7 @@
 
 #include "check/rules/catalogue.h"
 #include "check/sql/sql_text.h"
+#include "check/staging/row_findings.h"
 
 namespace check {
 
@@ -68,8 +69,9 @@ std::optional<std::string> Condition(Side side, const ShownValue& value) {
   return column + " = " + (isNumber ? *value.text : Literal(side, *value.text));
 }
 
-/// The rows with these keys.
-Query SelectByKey(Side side, const std::string& table, const std::vector<std::vector<ShownValue>>& keys) {
+/// Gives the finding a query for the rows with these keys, and says so when these are not all of its rows.
+void SelectByKey(Finding& finding, Side side, const std::string& table,
+                 const std::vector<std::vector<ShownValue>>& keys) {
   std::string where;
   for (const std::vector<ShownValue>& key : keys) {
     std::string row;
@@ -82,7 +84,11 @@ Query SelectByKey(Side side, const std::string& table, const std::vector<std::ve
       where += (where.empty() ? "(" : " OR (") + row + ")";
     }
   }
-  return {.side = side, .text = "SELECT * FROM " + table + (where.empty() ? "" : " WHERE " + where) + ";"};
+  finding.query =
+      Query{.side = side, .text = "SELECT * FROM " + table + (where.empty() ? "" : " WHERE " + where) + ";"};
+  if (!where.empty() && finding.rows.value_or(0) > keys.size()) {
+    finding.text += std::string(staging::kOnlyFirstRows);
+  }
 }
 
 std::vector<std::vector<ShownValue>> KeysOf(const std::vector<DifferentRow>& rows) {
@@ -126,7 +132,7 @@ Finding DifferentFinding(const RowComparison& comparison, const ComparedTable& t
               ShownText(value.expected);
     }
   }
-  finding.query = SelectByKey(Side::Destination, table.path, keys);
+  SelectByKey(finding, Side::Destination, table.path, keys);
   return finding;
 }
 
@@ -140,7 +146,7 @@ Finding AmbiguousFinding(const RowComparison& comparison, const ComparedTable& t
   for (const FollowedReference& reference : table.references) {
     finding.columns.push_back(reference.column);
   }
-  finding.query = SelectByKey(Side::Destination, table.path, keys);
+  SelectByKey(finding, Side::Destination, table.path, keys);
   return finding;
 }
 
@@ -149,7 +155,7 @@ Finding WithLeads(const FindingKind& kind, const WrongReferences& references, co
   Finding finding = RowsFinding(kind, references.rows, references.keys, std::move(text));
   finding.columns = {std::string(rule.column)};
   finding.arrives = references.leadTo;
-  finding.query = SelectByKey(Side::Destination, table.path, references.keys);
+  SelectByKey(finding, Side::Destination, table.path, references.keys);
   return finding;
 }
 
@@ -262,13 +268,13 @@ std::vector<Finding> DifferenceFindings(const RowComparison& comparison, const C
     const auto keys = KeysOf(comparison.FirstMissing(table));
     findings.push_back(RowsFinding(finding::RowsMissing, differences.missing, keys,
                                    TextOfMissing(differences, missingAreTheEnd, logged)));
-    findings.back().query = SelectByKey(Side::Source, source, keys);
+    SelectByKey(findings.back(), Side::Source, source, keys);
   }
   if (differences.unexpected > 0) {
     const auto keys = KeysOf(comparison.FirstUnexpected(table));
     findings.push_back(RowsFinding(finding::RowsUnexpected, differences.unexpected, keys,
                                    "The table has rows that a run does not write."));
-    findings.back().query = SelectByKey(Side::Destination, table.path, keys);
+    SelectByKey(findings.back(), Side::Destination, table.path, keys);
   }
   if (differences.different > 0) {
     findings.push_back(DifferentFinding(comparison, table, differences));

@@ -142,8 +142,8 @@ std::string OtherObstacles(const odbc::DBConnection& destination, Report report)
   }
   std::string text;
   const auto add = [&text](const std::vector<Finding>& findings) {
-    for (const Finding& finding : findings) {
-      text += "\n" + finding.text;
+    for (const Finding& each : findings) {
+      text += each.kind == &finding::DestinationNotEmpty ? "" : "\n" + each.text;
     }
   };
   add(report.general);

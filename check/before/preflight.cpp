@@ -250,27 +250,47 @@ class Look {
     return std::stoull(QueryValue(destination_, "SELECT count(*) FROM " + relation.name).value_or("0"));
   }
 
+  /// Of the shown tables; a run deletes the rows of those that it comes to empty.
   void CountRows() {
-    std::uint64_t total = 0;
+    const std::vector<std::string>& shown = report_.onlyTables;
+    Finding finding(finding::DestinationNotEmpty);
+    finding.rows = 0;
     std::string list;
+    std::string queries;
+    std::uint64_t total = 0;
     bool allKnown = true;
+    bool comesHere = true;
     for (const db::TableDescription& table : Catalogue()) {
+      comesHere = comesHere && !preflight_.obstacles.cannotEmpty.contains(table.name);
       const Relation* const relation = model_.Find(table.name);
       if (relation == nullptr || std::string_view("rpf").find(relation->kind) == std::string_view::npos) {
+        continue;
+      }
+      if (!shown.empty() && std::find(shown.begin(), shown.end(), table.name) == shown.end()) {
         continue;
       }
       const std::optional<std::uint64_t> rows = Count(*relation);
       allKnown = allKnown && rows;
       total += rows.value_or(0);
-      if (rows.value_or(0) > 0) {
+      if (comesHere && rows.value_or(0) > 0) {
+        *finding.rows += *rows;
         list += (list.empty() ? "" : ", ") + std::string(table.name) + " " + std::to_string(*rows);
+        queries += (queries.empty() ? "" : "\n") + std::string("SELECT * FROM ") + relation->name + ";";
       }
     }
-    const std::string counted = allKnown ? "" : " that can be counted";
-    report_.facts.push_back(total == 0 ? "Destination: the tables hold no row" + counted + " now."
-                                       : "Destination: the tables hold " + std::to_string(total) +
-                                             (total == 1 ? " row" : " rows") + counted +
-                                             " now, which the run deletes (" + list + ").");
+    if (list.empty()) {
+      report_.facts.push_back("Destination: the tables hold " +
+                              (total == 0 ? "no row" : std::to_string(total) + " rows") +
+                              (allKnown ? " now." : " that can be counted now."));
+      return;
+    }
+    finding.text = "A run deletes the rows that the tables hold now, as far as it comes: " + list + "." +
+                   (allKnown ? "" : " The login may not count those of other tables.");
+    if (!allKnown) {
+      finding.rows.reset();
+    }
+    finding.query = Query{.side = Side::Destination, .text = queries};
+    report_.general.push_back(std::move(finding));
   }
 
   void CannotEmpty(std::string_view table, const std::string& reason) {

@@ -25,7 +25,7 @@ std::string Info(const odbc::DBConnection& connection, SQLUSMALLINT type) {
 ComparedSide Identify(const odbc::DBConnection& connection, const config::ConnectionSettings& settings) {
   return {.dataSource = settings.dataSourceName,
           .login = settings.login,
-          .schema = settings.schema,
+          .schema = settings.schema.substr(0, settings.schema.find_last_not_of('.') + 1),
           .server = Info(connection, SQL_SERVER_NAME),
           .database = Info(connection, SQL_DATABASE_NAME),
           .product = Info(connection, SQL_DBMS_NAME) + " " + Info(connection, SQL_DBMS_VER),

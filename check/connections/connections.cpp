@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "check/connections/encryption.h"
 #include "check/rules/catalogue.h"
 #include "check/sql/query.h"
 #include "db/statement_text.h"
@@ -63,6 +64,13 @@ Finding GeneralFinding(const FindingKind& kind, std::string text, std::optional<
 
 // Facts.
 
+void AddEncryption(Side side, const Encryption& encryption, Report& report) {
+  report.facts.push_back(EncryptionFact(side, encryption));
+  if (std::optional<Finding> finding = UnencryptedFinding(side, encryption)) {
+    report.general.push_back(std::move(*finding));
+  }
+}
+
 void AddSourceFacts(const odbc::DBConnection& source, Report& report) {
   report.facts.push_back("Source: " + Products(source) + ".");
   const std::string version = OptionalValue(source, "SELECT @@VERSION;");
@@ -70,14 +78,7 @@ void AddSourceFacts(const odbc::DBConnection& source, Report& report) {
   report.facts.push_back("Source: schema version " +
                          OptionalValue(source, "SELECT [KeyValue] FROM [dbo].[SystemData] WHERE [KeyName] = 'dbver';") +
                          ".");
-
-  const std::string encrypted =
-      OptionalValue(source, "SELECT encrypt_option FROM sys.dm_exec_connections WHERE session_id = @@SPID;");
-  report.facts.push_back("Source: encryption " +
-                         (encrypted == "TRUE"    ? std::string("on")
-                          : encrypted == "FALSE" ? std::string("off")
-                                                 : std::string(kUnknown)) +
-                         ".");
+  AddEncryption(Side::Source, SourceEncryption(source), report);
 }
 
 void AddDestinationFacts(const odbc::DBConnection& destination, Report& report) {
@@ -86,13 +87,7 @@ void AddDestinationFacts(const odbc::DBConnection& destination, Report& report) 
   report.facts.push_back("Destination: database encoding " +
                          QueryValue(destination, "SHOW server_encoding").value_or("") + ", client encoding " +
                          QueryValue(destination, "SHOW client_encoding").value_or("") + ".");
-  const std::vector<TextRow> ssl =
-      OptionalRows(destination, "SELECT ssl::text, version FROM pg_stat_ssl WHERE pid = pg_backend_pid()");
-  report.facts.push_back("Destination: encryption " +
-                         (ssl.empty()                   ? std::string(kUnknown)
-                          : ssl.front().at(0) == "true" ? "on, " + ssl.front().at(1).value_or("")
-                                                        : std::string("off")) +
-                         ".");
+  AddEncryption(Side::Destination, DestinationEncryption(destination), report);
 }
 
 // Rights.

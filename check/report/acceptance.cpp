@@ -6,6 +6,7 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <string_view>
 #include <system_error>
 
 #include "check/report/characters.h"
@@ -33,6 +34,20 @@ bool IsNoMore(const std::optional<std::uint64_t>& rows, const std::optional<std:
   return rows && accepted ? *rows <= *accepted : !rows && !accepted;
 }
 
+/// Each column by itself where the kind of finding is about each, else all of them.
+std::vector<std::set<std::string>> Parts(std::string_view id, const std::set<std::string>& columns) {
+  const auto kinds = AllFindings();
+  const bool perColumn =
+      std::any_of(kinds.begin(), kinds.end(), [id](const auto* kind) { return kind->id == id && kind->perColumn; });
+  if (!perColumn || columns.empty()) {
+    return {columns};
+  }
+  std::vector<std::set<std::string>> parts;
+  std::transform(columns.begin(), columns.end(), std::back_inserter(parts),
+                 [](const std::string& column) { return std::set{column}; });
+  return parts;
+}
+
 }  // namespace
 
 Acceptance::Acceptance(const std::filesystem::path& path) : path_(path) {
@@ -53,10 +68,8 @@ Acceptance::Acceptance(const std::filesystem::path& path) : path_(path) {
     const auto take = [this](const std::string& table, const json& findings) {
       for (const json& finding : findings) {
         const json& rows = finding.at("rows");
-        known_.push_back({.table = table,
-                          .id = finding.at("id"),
-                          .columns = finding.at("columns"),
-                          .rows = rows.is_null() ? std::nullopt : std::optional<std::uint64_t>(rows)});
+        Take(table, finding.at("id"), finding.at("columns"),
+             rows.is_null() ? std::nullopt : std::optional<std::uint64_t>(rows));
       }
     };
     take("", report.at("general"));
@@ -91,17 +104,32 @@ void Acceptance::RequireSame(const Place& before, const Place& now, const std::s
   }
 }
 
+void Acceptance::Take(const std::string& table, const std::string& id, const std::set<std::string>& columns,
+                      std::optional<std::uint64_t> rows) {
+  for (const std::set<std::string>& part : Parts(id, columns)) {
+    known_.push_back({.table = table, .id = id, .columns = part, .rows = rows});
+  }
+}
+
 void Acceptance::Mark(std::vector<Known>& known, const std::string& table, std::vector<Finding>& findings) {
   for (Finding& finding : findings) {
     std::set<std::string> columns;
     std::transform(finding.columns.begin(), finding.columns.end(), std::inserter(columns, columns.end()), AsUtf8);
-    const auto accepted = std::find_if(known.begin(), known.end(), [&](const Known& each) {
-      return each.table == table && each.id == finding.kind->id && each.columns == columns &&
-             IsNoMore(finding.rows, each.rows);
+    std::vector<Known> left = known;
+    const auto parts = Parts(finding.kind->id, columns);
+    finding.accepted = std::all_of(parts.begin(), parts.end(), [&](const std::set<std::string>& part) {
+      const auto accepting = std::find_if(left.begin(), left.end(), [&](const Known& each) {
+        return each.table == table && each.id == finding.kind->id && each.columns == part &&
+               IsNoMore(finding.rows, each.rows);
+      });
+      const bool found = accepting != left.end();
+      if (found) {
+        left.erase(accepting);
+      }
+      return found;
     });
-    finding.accepted = accepted != known.end();
     if (finding.accepted) {
-      known.erase(accepted);
+      known = std::move(left);
     }
   }
 }

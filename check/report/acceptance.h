@@ -23,8 +23,9 @@ class Acceptance {
   /// \throws std::runtime_error when the report is one of other databases.
   void RequireSame(const Identity& identity) const;
 
-  /// Marks the findings that the earlier report holds: of the same table, kind and columns, with no more rows. Each
-  /// finding of the earlier report accepts one.
+  /// Marks the findings that the earlier report holds: of the same table, kind and set of columns, with no more rows.
+  /// What is about each column by itself may be spread over other findings than in the earlier report. Each finding
+  /// of the earlier report, or column of it, accepts one.
   void Apply(Report& report) const;
 
  private:
@@ -44,6 +45,8 @@ class Acceptance {
 
   static Place PlaceOf(const ComparedSide& side);
   void RequireSame(const Place& before, const Place& now, const std::string& side) const;
+  void Take(const std::string& table, const std::string& id, const std::set<std::string>& columns,
+            std::optional<std::uint64_t> rows);
   static void Mark(std::vector<Known>& known, const std::string& table, std::vector<Finding>& findings);
 
   std::filesystem::path path_;

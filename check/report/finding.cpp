@@ -93,9 +93,9 @@ bool DifferByColumnOnly(const Finding& left, const Finding& right) {
   const auto sideOf = [](const Finding& finding) {
     return finding.query ? std::optional(finding.query->side) : std::nullopt;
   };
-  return left.kind == right.kind && left.cost == right.cost && left.rows == right.rows && left.keys == right.keys &&
-         left.arrives == right.arrives && left.text == right.text && sideOf(left) == sideOf(right) &&
-         !left.columns.empty() && !right.columns.empty();
+  return left.kind == right.kind && left.kind->perColumn && left.cost == right.cost && left.rows == right.rows &&
+         left.keys == right.keys && left.arrives == right.arrives && left.text == right.text &&
+         sideOf(left) == sideOf(right) && !left.columns.empty() && !right.columns.empty();
 }
 
 }  // namespace

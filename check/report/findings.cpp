@@ -22,6 +22,8 @@ constexpr std::array kAll = {
     &finding::TableLocked,
     &finding::LogOverwritten,
     &finding::LogNotWritten,
+    &finding::DestinationNotEmpty,
+    &finding::ConnectionUnencrypted,
     &finding::NullEndsTable,
     &finding::ValueUnreadable,
     &finding::NullReplaced,
@@ -76,6 +78,8 @@ std::string_view NameOf(Cost cost) {
       return "value-changed";
     case Cost::TextCut:
       return "text-cut";
+    case Cost::Exposed:
+      return "exposed";
     case Cost::CannotForesee:
       break;
   }

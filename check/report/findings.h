@@ -15,6 +15,7 @@ enum class Cost {
   WrongRow,       ///< A reference leads to another row than before.
   ValueChanged,   ///< A value arrives as another one.
   TextCut,        ///< A text arrives shortened.
+  Exposed,        ///< Rows can be read on their way.
   CannotForesee,  ///< Something that this program cannot determine beforehand.
 };
 
@@ -25,6 +26,7 @@ struct FindingKind {
   std::string_view id;       ///< Stable name for programs.
   Cost cost;                 ///< What it costs, unless a case of it is milder or graver.
   std::string_view meaning;  ///< What it is, for the guide and for --help-findings.
+  bool perColumn = false;    ///< About each of its columns by itself, with all its rows.
 };
 
 namespace finding {
@@ -64,34 +66,43 @@ inline constexpr FindingKind LogNotWritten{
     "log-not-written", Cost::CannotForesee,
     "the log cannot be written, or not to its end: it is no file, a right or room on the disk is missing"};
 
+inline constexpr FindingKind DestinationNotEmpty{"destination-not-empty", Cost::RowsLost,
+                                                 "the destination's tables have rows, which the run deletes"};
+inline constexpr FindingKind ConnectionUnencrypted{
+    "connection-unencrypted", Cost::Exposed,
+    "a connection between two computers is not encrypted: rows can be read on their way"};
+
 // Of the source's rows.
 
 inline constexpr FindingKind NullEndsTable{"null-ends-table", Cost::RowsLost,
-                                           "a NULL ends the table; the rows after it are lost"};
+                                           "a NULL ends the table; the rows after it are lost", true};
 inline constexpr FindingKind ValueUnreadable{
-    "value-unreadable", Cost::RowsLost, "a value does not convert to the column's type, which ends the table as well"};
+    "value-unreadable", Cost::RowsLost, "a value does not convert to the column's type, which ends the table as well",
+    true};
 inline constexpr FindingKind NullReplaced{"null-replaced", Cost::ValueChanged,
-                                          "a NULL arrives as 1e50, -2147483648, -1 or an empty text"};
+                                          "a NULL arrives as 1e50, -2147483648, -1 or an empty text", true};
 inline constexpr FindingKind NullRepeatsRowBefore{"null-repeats-row-before", Cost::ValueChanged,
-                                                  "with FreeTDS, a NULL arrives as the value of the previous row"};
+                                                  "with FreeTDS, a NULL arrives as the value of the previous row",
+                                                  true};
 inline constexpr FindingKind ReferenceMissing{
     "reference-missing", Cost::RunEnds,
-    "a reference to a group, group order or pool that the source does not have; it ends the run"};
+    "a reference to a group, group order or pool that the source does not have; it ends the run", true};
 inline constexpr FindingKind ReferenceNotMigrated{
-    "reference-not-migrated", Cost::RunEnds, "a reference to a group, group order or pool that does not arrive itself"};
-inline constexpr FindingKind TextCut{"text-cut", Cost::TextCut, "a text arrives shortened"};
-inline constexpr FindingKind ZeroByte{"zero-byte", Cost::TextCut, "a text arrives up to its first zero byte"};
+    "reference-not-migrated", Cost::RunEnds, "a reference to a group, group order or pool that does not arrive itself",
+    true};
+inline constexpr FindingKind TextCut{"text-cut", Cost::TextCut, "a text arrives shortened", true};
+inline constexpr FindingKind ZeroByte{"zero-byte", Cost::TextCut, "a text arrives up to its first zero byte", true};
 inline constexpr FindingKind ValueChanged{"value-changed", Cost::ValueChanged,
-                                          "a value arrives as another one: it is read, sent or stored otherwise"};
+                                          "a value arrives as another one: it is read, sent or stored otherwise", true};
 inline constexpr FindingKind PointsElsewhere{"points-elsewhere", Cost::WrongRow,
-                                             "a number that is kept, or a pool's, will name another row"};
+                                             "a number that is kept, or a pool's, will name another row", true};
 inline constexpr FindingKind DuplicateNumber{"duplicate-number", Cost::WrongRow,
                                              "several rows have the same number, which others refer to"};
 inline constexpr FindingKind NumbersChange{"numbers-change", Cost::WrongRow,
                                            "rows are numbered again, and what refers to them keeps the old numbers"};
 inline constexpr FindingKind CharacterChanged{
     "character-changed", Cost::ValueChanged,
-    "a text arrives with other characters, or with `?`: the encodings of the two data sources do not agree"};
+    "a text arrives with other characters, or with `?`: the encodings of the two data sources do not agree", true};
 inline constexpr FindingKind CharacterRefused{"character-refused", Cost::RunEnds,
                                               "a text has a character that the destination lacks; it ends the run"};
 inline constexpr FindingKind TextTooLong{"text-too-long", Cost::RunEnds,
@@ -107,7 +118,7 @@ inline constexpr FindingKind ParentRefused{"parent-refused", Cost::RunEnds,
 inline constexpr FindingKind RowRefused{"row-refused", Cost::RunEnds,
                                         "the destination refuses a row for another reason; it ends the run"};
 inline constexpr FindingKind CannotForesee{"cannot-foresee", Cost::CannotForesee,
-                                           "something that the destination cannot be asked for beforehand"};
+                                           "something that the destination cannot be asked for beforehand", true};
 
 // After a run.
 

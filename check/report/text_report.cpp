@@ -45,6 +45,8 @@ CostStyle StyleOf(Cost cost) {
       return {"Value changed", kYellow};
     case Cost::TextCut:
       return {"Text cut", kYellow};
+    case Cost::Exposed:
+      return {"Exposed", kYellow};
     case Cost::CannotForesee:
       break;
   }

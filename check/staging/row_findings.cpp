@@ -140,6 +140,9 @@ class Wording {
     }
     if (key.remark != Remark::Unreadable) {
       finding.query = Query{.side = Side::Source, .text = Select(name, where)};
+      if (!where.empty() && where == rows.conditions && rows.rows > rows.keys.size()) {
+        finding.text += kOnlyFirstRows;
+      }
     }
     return finding;
   }

@@ -9,6 +9,9 @@
 
 namespace check::staging {
 
+/// After the text of a finding whose query cannot name all of its rows.
+inline constexpr std::string_view kOnlyFirstRows = " The query shows the first five rows only.";
+
 /// The findings about a table's rows, in words: the same before and after a run. `sourceSchema` is the source's schema
 /// prefix; it goes into the queries.
 void AddRowFindings(const StagedTable& table, const std::string& sourceSchema, TableReport& report);

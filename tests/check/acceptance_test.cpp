@@ -97,10 +97,30 @@ TEST_F(AcceptanceTest, AcceptsNoMoreRows) {
 }
 
 TEST_F(AcceptanceTest, AcceptsTheSameSetOfColumnsOnly) {
-  EXPECT_TRUE(IsAccepted(Found(finding::TextCut, {"A", "B"}, 1), Found(finding::TextCut, {"B", "A"}, 1)));
-  EXPECT_FALSE(IsAccepted(Found(finding::TextCut, {"A", "B"}, 1), Found(finding::TextCut, {"A"}, 1)));
-  EXPECT_FALSE(IsAccepted(Found(finding::TextCut, {"A"}, 1), Found(finding::TextCut, {"A", "B"}, 1)));
-  EXPECT_FALSE(IsAccepted(Found(finding::TextCut, {}, 1), Found(finding::TextCut, {"A"}, 1)));
+  const auto refused = [](std::vector<std::string> columns) {
+    return Found(finding::ForeignKey, std::move(columns), 1);
+  };
+  EXPECT_TRUE(IsAccepted(refused({"A", "B"}), refused({"B", "A"})));
+  EXPECT_FALSE(IsAccepted(refused({"A", "B"}), refused({"A"})));
+  EXPECT_FALSE(IsAccepted(refused({"A"}), refused({"A", "B"})));
+  EXPECT_FALSE(IsAccepted(refused({}), refused({"A"})));
+}
+
+TEST_F(AcceptanceTest, AcceptsEachColumnOfWhatIsAboutEach) {
+  const auto cut = [](std::vector<std::string> columns, std::uint64_t rows = 3) {
+    return Found(finding::TextCut, std::move(columns), rows);
+  };
+  EXPECT_TRUE(IsAccepted(cut({"A", "B"}), cut({"A"}, 2)));
+  EXPECT_FALSE(IsAccepted(cut({"A", "B"}), cut({"C"})));
+  EXPECT_FALSE(IsAccepted(cut({"A"}), cut({"A", "B"})));
+
+  Findings() = {cut({"A"}), cut({"B"}), cut({"C"}, 1)};
+  const Acceptance acceptance = Accept();
+  Findings() = {cut({"B", "A"}), cut({"C"}, 2), cut({"A"})};
+  acceptance.Apply(report_);
+  EXPECT_TRUE(Findings()[0].accepted);
+  EXPECT_FALSE(Findings()[1].accepted);
+  EXPECT_FALSE(Findings()[2].accepted);
 }
 
 TEST_F(AcceptanceTest, AcceptsTheSameKindInTheSameTableOnly) {

@@ -1,8 +1,13 @@
 """What bw_db_check before says of the two connections: facts, the right to read the source."""
 
+import contextlib
 import os
+import pathlib
 import pwd
+import socket
+import socketserver
 import subprocess
+import threading
 
 import pytest
 
@@ -38,7 +43,7 @@ def test_facts(new_workspace):
     assert facts[5].startswith(destination)
     assert facts[6:8] == [
         "Destination: database encoding UTF8, client encoding UTF8.",
-        "Destination: encryption off.",
+        "Destination: encryption off, on the server's own computer.",
     ]
     assert (
         "Characters of code page 1252 (SQL_Latin1_General_CP1_CI_AS): 123 of 123 beyond ASCII arrive as they are; each"
@@ -84,6 +89,77 @@ def test_encryption_of_the_destination(encrypted_lab):
         result = check(workspace, "before")
 
     assert "Destination: encryption on, TLSv1.3." in result.report["facts"]
+
+
+@pytest.fixture
+def address_on_a_network():
+    """An address of this computer that is none of its loopback; nothing is sent to find it."""
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+        try:
+            probe.connect(("192.0.2.1", 9))
+        except OSError:
+            pytest.skip("this computer is on no network")
+        return probe.getsockname()[0]
+
+
+class _FromAnAddress(socketserver.ThreadingTCPServer):
+    """Passes connections on to a local port, from another address of this computer."""
+
+    daemon_threads = True
+
+    def __init__(self, port, address):
+        self._target = ("127.0.0.1", port)
+        self._address = address
+        super().__init__(("127.0.0.1", 0), socketserver.BaseRequestHandler)
+
+    def finish_request(self, request, client_address):
+        with socket.create_connection(self._target, timeout=60, source_address=(self._address, 0)) as server:
+            back = threading.Thread(target=self._pass_on, args=(server, request), daemon=True)
+            back.start()
+            self._pass_on(request, server)
+            back.join()
+
+    @staticmethod
+    def _pass_on(origin, target):
+        with contextlib.suppress(OSError):
+            while block := origin.recv(65536):
+                target.sendall(block)
+            target.shutdown(socket.SHUT_WR)
+
+
+@contextlib.contextmanager
+def _from_address(port, address):
+    with _FromAnAddress(port, address) as server:
+        serving = threading.Thread(target=server.serve_forever)
+        serving.start()
+        try:
+            yield server.server_address[1]
+        finally:
+            server.shutdown()
+            serving.join()
+
+
+@pytest.mark.parametrize(("mode", "expected"), [("disable", ["connection-unencrypted"]), ("require", [])])
+@pytest.mark.parametrize("command", ["before", "after"])
+def test_connection_over_a_network_in_the_clear(encrypted_lab, address_on_a_network, mode, expected, command):
+    def fill(path):
+        lab.execute_on_file(path, "INSERT INTO SystemData (KeyName, KeyValue) VALUES ('dbver', '29')", ((),))
+
+    hba = pathlib.Path(encrypted_lab.postgres.query("SHOW hba_file")[0][0])
+    hba.write_text(hba.read_text() + f"host all all {address_on_a_network}/32 scram-sha-256\n")
+    encrypted_lab.postgres.execute("SELECT pg_reload_conf()")
+    with encrypted_lab.workspace(fill) as workspace, _from_address(
+        encrypted_lab.postgres.port, address_on_a_network
+    ) as port:
+        to_destination = data_sources.postgresql(port, workspace.database)
+        workspace.write_data_sources(destination=to_destination | {"SSLmode": mode})
+
+        result = check(workspace, command)
+
+    assert result.report is not None, result.errors
+    found = [each for each in result.report["general"] if each["id"] == "connection-unencrypted"]
+    assert [(each["id"]) for each in found] == expected
+    assert [(each["cost"], each["rows"]) for each in found] == [("exposed", None)] * len(expected)
 
 
 def test_table_that_the_source_lacks(new_workspace):

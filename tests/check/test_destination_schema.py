@@ -581,8 +581,14 @@ def test_rows_that_the_run_deletes_are_counted(workspace):
     listed = ", ".join(
         f"{table} {2 if table == 'SecMinQt' else 1}" for table in sample_data.TABLES if table != "Restrictions"
     )
-    assert f"Destination: the tables hold 22 rows now, which the run deletes ({listed})." in result.report["facts"]
-    assert _findings(result) == [(None, "log-overwritten", None, "cannot-foresee", None)]
+    assert _findings(result) == [
+        (None, "destination-not-empty", None, "rows-lost", 22),
+        (None, "log-overwritten", None, "cannot-foresee", None),
+    ]
+    finding = result.report["general"][0]
+    assert finding["text"] == f"A run deletes the rows that the tables hold now, as far as it comes: {listed}."
+    queries = finding["query"]["text"].splitlines()
+    assert sum(len(workspace.query_destination(query)) for query in queries) == 22
 
 
 @pytest.mark.parametrize("chosen", ["Clients", "SecMinQt,Clients"])

@@ -10,6 +10,7 @@ import pytest
 import data_sources
 import flawed_source
 import lab
+import sample_data
 from checker import check
 
 
@@ -98,6 +99,10 @@ def test_chosen_tables_make_a_partial_report(workspace):
     assert not whole.report["partial"]
     assert "Partial" not in whole.text
     assert partial.report["partial"]
+    assert partial.report["status"] == "partial-unchanged"
+    assert partial.report["verdict"] == "Of 3 rows of these tables, 3 will arrive unchanged, 0 changed, 0 not at all."
+    assert partial.text.splitlines()[-1] == "Partial, unchanged. " + partial.report["verdict"]
+    assert "go through" not in partial.text
     assert "Partial report: only the tables below were looked at. It promises nothing about the whole run.\n" in partial.text
 
 
@@ -111,6 +116,7 @@ def test_identity(workspace):
     assert (source["data_source"], source["login"]) == (data_sources.SOURCE, lab.SOURCE_LOGIN)
     assert (destination["data_source"], destination["login"]) == (data_sources.DESTINATION, lab.DESTINATION_LOGIN)
     assert destination["database"] == workspace.database
+    assert (source["schema"], destination["schema"]) == ("dbo", "public")
     assert source["product"].startswith("Microsoft SQL Server ")
     assert destination["product"].startswith("PostgreSQL 15")
     assert result.report["options"][0] == "--json"
@@ -150,6 +156,57 @@ def test_run_that_did_what_was_accepted(workspace, accepted):
     assert check(workspace, "after", "--accept", accepted).code == 0
 
 
+def _accept_what_was_foreseen(workspace):
+    """Checks before a run, runs, and checks after it with what was found before accepted."""
+    before = check(workspace, "before")
+    path = workspace.directory / "before.json"
+    path.write_text(json.dumps(before.report))
+    workspace.run_redirected()
+    return before, path, check(workspace, "after", "--accept", path)
+
+
+def _new(result) -> list[tuple]:
+    """Table and identifier of the findings that are not accepted."""
+    found = [(None, each) for each in result.report["general"]]
+    found += [(table["table"], each) for table in result.report["tables"] for each in table["findings"]]
+    return [(table, each["id"]) for table, each in found if not each["accepted"]]
+
+
+def test_run_that_did_what_was_foreseen_and_one_that_was_changed_since(shared_lab):
+    with shared_lab.workspace(sample_data.fill) as workspace:
+        before, path, after = _accept_what_was_foreseen(workspace)
+        workspace.execute_destination('UPDATE "Clients" SET "Weight" = 7 WHERE "ClientCode" IN (SELECT min("ClientCode") FROM "Clients")')
+        changed = check(workspace, "after", "--accept", path)
+
+    assert before.code == 1
+    assert len({identifier for _, identifier, *_ in before.findings()}) >= 4
+    assert (after.code, _new(after), after.report["status"]) == (0, [], "complete-with-changes")
+    assert after.report["findings"] == before.report["findings"]
+    assert (changed.code, _new(changed), changed.report["status"]) == (1, [("Clients", "rows-different")], "different")
+
+
+@pytest.mark.parametrize("seed", [3, 4, 10])
+def test_run_that_did_what_was_foreseen_of_a_flawed_source(shared_lab, seed):
+    with shared_lab.workspace(lambda path: flawed_source.create(path, seed, 5)) as workspace:
+        before, _, after = _accept_what_was_foreseen(workspace)
+
+    assert before.report["status"] == "goes-through-with-changes"
+    assert (after.code, _new(after)) == (0, [])
+
+
+def test_rows_that_the_run_deletes_are_accepted_too(workspace, accepted):
+    workspace.run_redirected()
+
+    first = check(workspace, "before", "--accept", accepted)
+    second = workspace.directory / "second.json"
+    second.write_text(json.dumps(first.report))
+
+    assert (first.code, _new(first)) == (1, [(None, "destination-not-empty"), (None, "log-overwritten")])
+    assert check(workspace, "before", "--accept", second).code == 0
+    workspace.execute_destination("""INSERT INTO "SecMinQt" VALUES ('B', 'B', 1)""")
+    assert check(workspace, "before", "--accept", second).code == 1
+
+
 def test_more_rows_than_accepted_count(workspace, accepted):
     _cut_a_text(workspace, 2)
 
@@ -157,7 +214,7 @@ def test_more_rows_than_accepted_count(workspace, accepted):
 
 
 def test_other_findings_count(workspace, accepted):
-    workspace.execute_source("UPDATE LoadedPositions SET FirmID = NULL WHERE PosID = 1")
+    workspace.execute_source("UPDATE LoadedPositions SET FirmID = NULL WHERE PosID = 3")
 
     result = check(workspace, "before", "--accept", accepted)
 
@@ -173,7 +230,7 @@ def test_report_of_another_database_is_refused(workspace, accepted):
     result = check(workspace, "before", "--accept", accepted)
 
     assert (result.code, result.report, result.text) == (2, None, "")
-    assert "its destination is schema 'public.' of database 'another'" in result.errors
+    assert "its destination is schema 'public' of database 'another'" in result.errors
 
 
 def test_what_cannot_be_accepted_is_refused_before_anything_is_asked(workspace):
@@ -237,7 +294,7 @@ def _rows_in_psql(workspace, query, conforming) -> int:
         check=True,
     )
     assert run.stderr == ""
-    return len(run.stdout.rstrip("\n").split("\0")) if run.stdout else 0
+    return run.stdout.count("\0")
 
 
 def _printed_query(text, identifier) -> str:
