@@ -69,10 +69,10 @@ TableDescription Describe() {
   std::transform(Table::parameters.begin(), Table::parameters.end(), std::back_inserter(description.parameters),
                  [](const Parameter<Row>& parameter) {
                    return ParameterDescription{.column = parameter.column.name,
-                                              .direction = parameter.direction,
-                                              .cType = parameter.cType,
-                                              .sqlType = parameter.column.sqlType,
-                                              .columnSize = parameter.columnSize};
+                                               .direction = parameter.direction,
+                                               .cType = parameter.cType,
+                                               .sqlType = parameter.column.sqlType,
+                                               .columnSize = parameter.columnSize};
                  });
   return description;
 }

@@ -20,8 +20,8 @@ namespace check {
 
 namespace {
 
-/// Rows in a second, as docs/development/performance.md has measured them: LoadedPositions stands for the tables that are written
-/// with INSERT, Orders for those that procedures write.
+/// Rows in a second, as docs/development/performance.md has measured them: LoadedPositions stands for the tables that
+/// are written with INSERT, Orders for those that procedures write.
 struct Speed {
   std::uint64_t inserted;
   std::uint64_t called;
