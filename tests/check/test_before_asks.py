@@ -846,7 +846,11 @@ def test_texts_of_the_source_are_no_statements(workspace, setting):
 
     assert workspace.query_destination('SELECT * FROM "Clients"') == before
     # A mode arrives as a number.
-    assert [finding[:3] for finding in result.findings()] == [("Restrictions", "value-changed", "Mode")]
+    assert [finding[:3] for finding in result.findings()] == [
+        (None, "destination-not-empty", None),
+        (None, "log-overwritten", None),
+        ("Restrictions", "value-changed", "Mode"),
+    ]
     assert result.report["run_ends_in"] is None
     _assert_run_is_complete(workspace)
     for column, texts in columns.items():

@@ -223,7 +223,7 @@ class TestRehearsal:
             assert code == 0, shown
             shown, _ = bash.run(run)
             assert "\nComplete migrate ExportOrder table." in shown
-            assert re.search(r"\nComplete: all 382 rows ", shown), shown
+            assert re.search(r"\nComplete with changes\. All 382 rows ", shown), shown
             # It was the copy that got the rows.
             assert administered.query_destination('SELECT * FROM "SystemData"') == [("kept", "as it was")]
             with contextlib.closing(postgres.connect("brantwell_rehearsal")) as connection:
