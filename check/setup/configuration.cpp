@@ -121,10 +121,8 @@ std::string FlawOfKey(const std::vector<std::string>& keys, std::string_view key
 std::vector<std::string> FlawsOfSection(const std::string& path, const std::string& section) {
   std::vector<std::string> flaws;
   const std::vector<std::string> keys = config::ReadKeyNames(path, section);
-  flaws.reserve(config::kKeys.size() + 1);
-  for (const std::string_view key : config::kKeys) {
-    flaws.push_back(FlawOfKey(keys, key, section));
-  }
+  std::transform(config::kKeys.begin(), config::kKeys.end(), std::back_inserter(flaws),
+                 [&](std::string_view key) { return FlawOfKey(keys, key, section); });
   if (Has(keys, config::kDataSourceKey) && config::ReadConnectionSettings(path, section).dataSourceName.empty()) {
     flaws.push_back(std::string(config::kDataSourceKey) + " in [" + section +
                     "] is empty. Write the name of the data source after the =");

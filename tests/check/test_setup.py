@@ -432,9 +432,16 @@ def test_run_at_work(new_workspace):
     assert " of bw_migrator is the migrator's, in LoadedPositions. A run is at work, " in texts[0]
 
 
+def _run_to_its_end(workspace) -> None:
+    """Until the server has ended the run's session too, which takes a moment."""
+    workspace.run_redirected()
+    others = "SELECT FROM pg_stat_activity WHERE datname = current_database() AND pid <> pg_backend_pid()"
+    scratch.wait_until(lambda: not workspace.query_destination(others), "the end of the run's session")
+
+
 def test_a_run_that_has_ended_is_not_at_work(new_workspace):
     workspace = new_workspace()
-    workspace.run_redirected()
+    _run_to_its_end(workspace)
 
     assert [name for name, _, _ in _general(check(workspace, "before"))] == ["log-overwritten"]
 
@@ -477,7 +484,7 @@ def test_log_that_cannot_be_written(new_workspace):
 
 def test_read_only_data_source_empties_the_first_table(new_workspace):
     workspace = new_workspace()
-    workspace.run_redirected()
+    _run_to_its_end(workspace)
     workspace.log_file.unlink()
     assert workspace.query_destination('SELECT count(*) FROM "SystemData"') == [(1,)]
     settings = data_sources.postgresql(workspace.lab.postgres.port, workspace.database)
