@@ -321,10 +321,10 @@ class Reporting {
                                 : unchanged == brought ? ", unchanged"
                                                        : ", " + std::to_string(unchanged) + " of them unchanged";
     if (losing.empty()) {
-      return "All " + Counted(brought, "row") + " of the source are there" + changes + ".";
+      return "All " + Counted(brought, "row") + " of the source are in the destination" + changes + ".";
     }
-    return "All " + Counted(brought, "row") + " that the migrator's rules bring are there" + changes + ", but " +
-           Counted(lost, "row") + " of the source did not arrive, in " + Listed(losing) + ".";
+    return "All " + Counted(brought, "row") + " that the migrator's rules bring are in the destination" + changes +
+           ", but " + Counted(lost, "row") + " of the source did not arrive, in " + Listed(losing) + ".";
   }
 
   const odbc::DBConnection& source_;

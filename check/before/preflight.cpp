@@ -119,7 +119,7 @@ class Look {
     if (!writability.preparesOnServer) {
       General(finding::ClientSidePrepare,
               "The data source has UseServerSidePrepare = 0, with which the driver leaves the returned values out of a "
-              "call: the run ends at the first row that a procedure has to write (42883). What the driver makes of "
+              "call: the run ends at the first row that a procedure must write (42883). What the driver makes of "
               "values then cannot be foreseen.");
     }
     canAsk_ = writability.CanStage();

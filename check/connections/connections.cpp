@@ -111,8 +111,7 @@ std::set<std::string, std::less<>> CheckSourceRights(const odbc::DBConnection& s
       unreadable.emplace(table.name);
       report.general.push_back(GeneralFinding(finding::SourceCannotRead,
                                               "The source's table " + std::string(table.name) +
-                                                  " cannot be read, and the run ends where it is its turn. " +
-                                                  failure.what(),
+                                                  " cannot be read: the run ends at this table. " + failure.what(),
                                               Query{Side::Source, sql}));
     }
   }

@@ -75,7 +75,7 @@ def test_a_clean_migration_has_no_findings(migrated):
     result = check(migrated, "after")
 
     _assert_only(result)
-    assert result.text.endswith(f"\nComplete. All {ALL_ROWS} rows of the source are there, unchanged.\n")
+    assert result.text.endswith(f"\nComplete. All {ALL_ROWS} rows of the source are in the destination, unchanged.\n")
     assert result.report["run_ends_in"] is None
     for table in result.report["tables"]:
         expected = {"SystemData": 4, "Restrictions": 0}.get(table["table"], 3)
@@ -184,7 +184,9 @@ def test_what_was_said_before_the_run_is_said_after_it(shared_lab):
     assert result.findings() == before.findings()
     unchanged = sum(table["unchanged_rows"] for table in before.report["tables"])
     assert f" {unchanged} will arrive unchanged," in before.report["verdict"]
-    assert result.report["verdict"] == f"All 382 rows of the source are there, {unchanged} of them unchanged."
+    assert result.report["verdict"] == (
+        f"All 382 rows of the source are in the destination, {unchanged} of them unchanged."
+    )
 
 
 # Rows.
@@ -709,7 +711,7 @@ def test_rows_that_the_rules_do_not_let_through(clean):
     table = result.table("LoadedPositions")
     assert [table[rows] for rows in ("source_rows", "arriving_rows", "destination_rows")] == [3, 1, 1]
     assert result.report["verdict"] == (
-        f"All {ALL_ROWS - 2} rows that the migrator's rules bring are there, unchanged, but 2 rows of"
+        f"All {ALL_ROWS - 2} rows that the migrator's rules bring are in the destination, unchanged, but 2 rows of"
         " the source did not arrive, in LoadedPositions."
     )
 
@@ -1209,7 +1211,7 @@ def test_a_complete_run_whose_log_breaks_off(migrated, part):
 
     _assert_only(result, (None, "log-breaks-off", None, None, []))
     assert result.report["run_ends_in"] is None
-    assert result.report["verdict"] == f"All {ALL_ROWS} rows of the source are there, unchanged."
+    assert result.report["verdict"] == f"All {ALL_ROWS} rows of the source are in the destination, unchanged."
 
 
 def test_a_complete_run_whose_log_breaks_off_anywhere(migrated):
@@ -1344,7 +1346,7 @@ def test_a_column_that_is_not_there(migrated):
     )
     assert result.table("SecMinQt")["destination_rows"] is None
     assert result.report["verdict"] == (
-        f"All {ALL_ROWS - 3} rows of the source are there. Not compared: SecMinQt."
+        f"All {ALL_ROWS - 3} rows of the source are in the destination. Not compared: SecMinQt."
     )
 
 

@@ -170,7 +170,7 @@ def test_table_that_the_source_lacks(new_workspace):
 
     ((name, cost, text),) = _findings(result)
     assert (name, cost) == ("source-cannot-read", "run-ends")
-    assert text.startswith("The source's table ExportOrder cannot be read, and the run ends where it is its turn. ")
+    assert text.startswith("The source's table ExportOrder cannot be read: the run ends at this table. ")
     assert "State = S0002 Code = 208 " in text
     assert result.report["run_ends_in"] == "ExportOrder"
 

@@ -138,7 +138,7 @@ def test_installed_programs_migrate_every_table_and_prove_it(installed, shared_l
 
         check = workspace.check("after")
 
-        assert "\nComplete with changes. All 382 rows of the source are there, " in check.console
+        assert "\nComplete with changes. All 382 rows of the source are in the destination, " in check.console
 
 def test_man_finds_the_pages(installed):
     for section, name in (("1", "bw_db_check"), ("1", "bw_db_migrate"), ("5", "bw_migrate.ini")):
