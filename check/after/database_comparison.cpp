@@ -32,20 +32,19 @@ void RequireComparing(const staging::Writability& writability) {
         "UseServerSidePrepare = 1 in the data source");
   }
 }
-/// The columns that the migrator fills and the table does not have.
-std::vector<std::string> MissingColumns(const odbc::DBConnection& destination, const staging::Copy& copy) {
-  std::set<std::string, std::less<>> existing;
-  for (const TextRow& row : QueryRows(destination,
-                                      "SELECT attname FROM pg_attribute WHERE attrelid = CAST(? AS regclass) AND "
-                                      "attnum > 0 AND NOT attisdropped",
-                                      {copy.path})) {
-    existing.insert(row.at(0).value_or(""));
-  }
+/// Of the columns that the migrator fills, or of the one that numbers the rows, those that the table does not have.
+std::vector<std::string> MissingColumns(const staging::Copy& copy) {
   std::vector<std::string> missing;
-  for (const db::ParameterDescription& parameter : copy.table->parameters) {
-    if (!existing.contains(parameter.column)) {
-      missing.emplace_back(parameter.column);
+  const auto look = [&](std::string_view column) {
+    if (!copy.columns.contains(column) && std::find(missing.begin(), missing.end(), column) == missing.end()) {
+      missing.emplace_back(column);
     }
+  };
+  for (const db::ParameterDescription& parameter : copy.table->parameters) {
+    look(parameter.column);
+  }
+  if (const std::string_view assigned = rules::RulesOf(copy.table->name).assigned; !assigned.empty()) {
+    look(assigned);
   }
   return missing;
 }
@@ -166,9 +165,12 @@ staging::Obstacles DatabaseComparison::Describe(const staging::Destination& mode
     } else if (copy == copies.copies.end()) {
       const auto reason = copies.unforeseen.find(table.name);
       result.uncomparable = reason == copies.unforeseen.end() ? "it has no copy" : reason->second;
-    } else if (const auto missing = MissingColumns(destination_, copy->second); !missing.empty()) {
+    } else if (const auto missing = MissingColumns(copy->second); !missing.empty()) {
       result.uncomparable = "it has no column " + Listed(missing);
-      obstacles.cannotWrite.emplace(table.name, result.uncomparable);
+      if (std::any_of(missing.begin(), missing.end(),
+                      [&table](const std::string& column) { return rules::IsSent(table, column); })) {
+        obstacles.cannotWrite.emplace(table.name, result.uncomparable);
+      }
     } else {
       result.compared = &compared_.emplace_back(DescribeCompared(copy->second, *relation));
     }

@@ -284,6 +284,7 @@ class Creation {
     }
     for (const TextRow& row : QueryRows(destination_, sql, {copy.path})) {
       const std::string name = Text(row, 0);
+      copy.columns.insert(name);
       if (const std::string sequence = Text(row, 4); !sequence.empty()) {
         copy.numbered.push_back({.column = name, .sequence = sequence});
       }

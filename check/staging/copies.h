@@ -44,6 +44,7 @@ struct Copy {
   std::set<std::size_t> asDoubles;  ///< Of these, numbers that are compared as doubles.
   std::vector<NumberedColumn> numbered;
   std::vector<CopyConstraint> constraints;
+  std::set<std::string, std::less<>> columns;             ///< The table's own.
   std::map<std::string, std::string, std::less<>> types;  ///< Of the columns that are sent, as SQL writes them.
   /// Characters that a text column takes at most, by column; those without a limit are left out.
   std::map<std::string, std::size_t, std::less<>> limits;

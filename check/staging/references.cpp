@@ -147,13 +147,15 @@ void LookAtReferences(const odbc::DBConnection& destination, const Copies& copie
         continue;
       }
       const auto referred = copies.copies.find(rule.reference->table);
-      if (referred == copies.copies.end()) {
+      const std::string_view number = rules::RulesOf(rule.reference->table).assigned;
+      if (referred == copies.copies.end() || !copy->second.columns.contains(rule.column) ||
+          (!number.empty() && !referred->second.columns.contains(number))) {
         table.unchangedKnown = false;
       } else {
         LookAtReference(destination, copy->second, rule, referred->second, table);
       }
     }
-    if (!rules.assigned.empty()) {
+    if (copy->second.columns.contains(rules.assigned)) {
       LookAtNumbers(destination, copy->second, table);
     }
     table.unchangedRows =

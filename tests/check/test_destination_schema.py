@@ -130,8 +130,13 @@ FLAWS = {
         [("ExportOrder", "statement-refused", None, "run-ends")], "ExportOrder",
     ),
     "missing number": Flaw(
-        # `after` sorts the rows by the number, so it cannot check.
-        ('ALTER TABLE "ImportLog" DROP "ID"',), [], comparable=False
+        ('ALTER TABLE "ImportLog" DROP "ID"',), []
+    ),
+    "missing number that others refer to": Flaw(('ALTER TABLE "RatingAgencies" DROP "AgencyID"',), []),
+    "missing number of the pools": Flaw(('ALTER TABLE "PoolOrders" DROP "PoolID" CASCADE',), []),
+    "missing reference": Flaw(
+        ('ALTER TABLE "RatingScales" DROP "AgencyID"',),
+        [("RatingScales", "statement-refused", None, "run-ends")], "RatingScales",
     ),
     "missing column that a procedure may write": Flaw(
         ('ALTER TABLE "SecGroups" DROP "Filter"',),
