@@ -145,7 +145,9 @@ def test_connection_over_a_network_in_the_clear(encrypted_lab, address_on_a_netw
     def fill(path):
         lab.execute_on_file(path, "INSERT INTO SystemData (KeyName, KeyValue) VALUES ('dbver', '29')", ((),))
 
-    hba = pathlib.Path(encrypted_lab.postgres.query("SHOW hba_file")[0][0])
+    with contextlib.closing(encrypted_lab.postgres.connect()) as connection, connection.cursor() as cursor:
+        cursor.execute("SHOW hba_file")
+        hba = pathlib.Path(cursor.fetchone()[0])
     hba.write_text(hba.read_text() + f"host all all {address_on_a_network}/32 scram-sha-256\n")
     encrypted_lab.postgres.execute("SELECT pg_reload_conf()")
     with encrypted_lab.workspace(fill) as workspace, _from_address(
