@@ -125,8 +125,8 @@ Report MakeReport(const CheckRequest& request, const config::MigrationSettings& 
   progress.Begin("Connecting");
   setup::ConnectSides(source, trial, destination, settings);
   RequireMigratable(source, destination);
-  const Identity identity{.source = Identify(source, settings.source),
-                          .destination = Identify(destination, settings.destination),
+  const Identity identity{.source = Identify(Side::Source, source, settings.source),
+                          .destination = Identify(Side::Destination, destination, settings.destination),
                           .time = LocalTime(),
                           .host = HostName(),
                           .programVersion = std::string(ProgramVersion()),

@@ -6,6 +6,7 @@
 #include <array>
 #include <ctime>
 
+#include "check/sql/query.h"
 #include "odbc/diagnostics.h"
 
 namespace check {
@@ -20,13 +21,26 @@ std::string Info(const odbc::DBConnection& connection, SQLUSMALLINT type) {
   return odbc::Succeeded(result) ? text.data() : "";
 }
 
+/// The port that the connection leads to; empty when the server does not say.
+std::string PortOf(Side side, const odbc::DBConnection& connection) {
+  try {
+    return QueryValue(connection, side == Side::Source
+                                      ? "SELECT CAST(CONNECTIONPROPERTY('local_tcp_port') AS varchar(5))"
+                                      : "SELECT coalesce(inet_server_port()::text, current_setting('port'))")
+        .value_or("");
+  } catch (const odbc::Error&) {
+    return {};
+  }
+}
+
 }  // namespace
 
-ComparedSide Identify(const odbc::DBConnection& connection, const config::ConnectionSettings& settings) {
+ComparedSide Identify(Side side, const odbc::DBConnection& connection, const config::ConnectionSettings& settings) {
   return {.dataSource = settings.dataSourceName,
           .login = settings.login,
           .schema = settings.schema.substr(0, settings.schema.find_last_not_of('.') + 1),
           .server = Info(connection, SQL_SERVER_NAME),
+          .port = PortOf(side, connection),
           .database = Info(connection, SQL_DATABASE_NAME),
           .product = Info(connection, SQL_DBMS_NAME) + " " + Info(connection, SQL_DBMS_VER),
           .driver = Info(connection, SQL_DRIVER_NAME) + " " + Info(connection, SQL_DRIVER_VER)};

@@ -9,8 +9,8 @@
 
 namespace check {
 
-/// What the driver says about a side that is connected.
-ComparedSide Identify(const odbc::DBConnection& connection, const config::ConnectionSettings& settings);
+/// What the driver and the server say about a side that is connected.
+ComparedSide Identify(Side side, const odbc::DBConnection& connection, const config::ConnectionSettings& settings);
 
 /// The local time with its zone.
 std::string LocalTime();

@@ -60,8 +60,10 @@ Acceptance::Acceptance(const std::filesystem::path& path) : path_(path) {
     partial = report.at("partial");
     const auto place = [&report](const char* side) {
       const json& compared = report.at("compared").at(side);
-      return Place{
-          .server = compared.at("server"), .database = compared.at("database"), .schema = compared.at("schema")};
+      return Place{.server = compared.at("server"),
+                   .port = compared.at("port"),
+                   .database = compared.at("database"),
+                   .schema = compared.at("schema")};
     };
     source_ = place("source");
     destination_ = place("destination");
@@ -87,7 +89,10 @@ Acceptance::Acceptance(const std::filesystem::path& path) : path_(path) {
 }
 
 Acceptance::Place Acceptance::PlaceOf(const ComparedSide& side) {
-  return {.server = AsUtf8(side.server), .database = AsUtf8(side.database), .schema = AsUtf8(side.schema)};
+  return {.server = AsUtf8(side.server),
+          .port = AsUtf8(side.port),
+          .database = AsUtf8(side.database),
+          .schema = AsUtf8(side.schema)};
 }
 
 void Acceptance::RequireSame(const Identity& identity) const {
@@ -97,7 +102,8 @@ void Acceptance::RequireSame(const Identity& identity) const {
 
 void Acceptance::RequireSame(const Place& before, const Place& now, const std::string& side) const {
   const auto text = [](const Place& place) {
-    return "schema '" + place.schema + "' of database '" + place.database + "' on server '" + place.server + "'";
+    return "schema '" + place.schema + "' of database '" + place.database + "' on server '" + place.server +
+           "', port '" + place.port + "'";
   };
   if (text(before) != text(now)) {
     Refuse(path_, "its " + side + " is " + text(before) + ", and now it is " + text(now));

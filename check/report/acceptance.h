@@ -39,6 +39,7 @@ class Acceptance {
   /// A database as it was connected to.
   struct Place {
     std::string server;
+    std::string port;
     std::string database;
     std::string schema;
   };

@@ -84,6 +84,7 @@ struct ComparedSide {
   std::string login;
   std::string schema;
   std::string server;
+  std::string port;
   std::string database;
   std::string product;  ///< With its version.
   std::string driver;   ///< With its version.

@@ -72,10 +72,9 @@ ordered_json Of(const std::vector<TableReport>& tables) {
 
 ordered_json Of(const ComparedSide& side) {
   return {
-      {"data_source", AsUtf8(side.dataSource)}, {"server", AsUtf8(side.server)},
-      {"database", AsUtf8(side.database)},      {"login", AsUtf8(side.login)},
-      {"schema", AsUtf8(side.schema)},          {"product", AsUtf8(side.product)},
-      {"driver", AsUtf8(side.driver)},
+      {"data_source", AsUtf8(side.dataSource)}, {"server", AsUtf8(side.server)}, {"port", AsUtf8(side.port)},
+      {"database", AsUtf8(side.database)},      {"login", AsUtf8(side.login)},   {"schema", AsUtf8(side.schema)},
+      {"product", AsUtf8(side.product)},        {"driver", AsUtf8(side.driver)},
   };
 }
 

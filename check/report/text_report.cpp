@@ -130,8 +130,9 @@ class Printer {
 
   void Print(const std::string& title, const ComparedSide& side) {
     const auto known = [](const std::string& text) { return text.empty() ? "unknown" : "'" + text + "'"; };
-    Wrapped(0, title + ": data source " + known(side.dataSource) + ", server " + known(side.server) + ", database " +
-                   known(side.database) + ", schema " + known(side.schema) + ", login " + known(side.login) + ".");
+    Wrapped(0, title + ": data source " + known(side.dataSource) + ", server " + known(side.server) + ", port " +
+                   known(side.port) + ", database " + known(side.database) + ", schema " + known(side.schema) +
+                   ", login " + known(side.login) + ".");
   }
 
   std::string_view Coloured(std::string_view sequence) const {

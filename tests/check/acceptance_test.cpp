@@ -28,6 +28,7 @@ class AcceptanceTest : public testing::Test {
     report_.identity.source.database = "brantwell";
     report_.identity.source.schema = "dbo";
     report_.identity.destination.server = "pg1";
+    report_.identity.destination.port = "5432";
     report_.identity.destination.database = "bw";
     report_.identity.destination.schema = "public";
     report_.tables.emplace_back().table = "Clients";
@@ -152,8 +153,8 @@ TEST_F(AcceptanceTest, RefusesReportsOfOtherDatabases) {
   EXPECT_EQ(OtherDatabase(acceptance), "it is the same");
   report_.identity.destination.database = "other";
   EXPECT_EQ(OtherDatabase(acceptance),
-            "its destination is schema 'public' of database 'bw' on server 'pg1', and now it is schema 'public' of "
-            "database 'other' on server 'pg1'");
+            "its destination is schema 'public' of database 'bw' on server 'pg1', port '5432', and now it is schema "
+            "'public' of database 'other' on server 'pg1', port '5432'");
   report_.identity.source.server = "sql2";
   EXPECT_THAT(OtherDatabase(acceptance), testing::HasSubstr("its source is schema 'dbo' of database 'brantwell'"));
 }

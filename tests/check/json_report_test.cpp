@@ -46,6 +46,7 @@ TEST(JsonReport, WithoutAnything) {
     "source": {
       "data_source": "",
       "server": "",
+      "port": "",
       "database": "",
       "login": "",
       "schema": "",
@@ -55,6 +56,7 @@ TEST(JsonReport, WithoutAnything) {
     "destination": {
       "data_source": "",
       "server": "",
+      "port": "",
       "database": "",
       "login": "",
       "schema": "",
@@ -106,6 +108,7 @@ TEST(JsonReport, WithEverything) {
                                 .login = "reader",
                                 .schema = "dbo",
                                 .server = "sql1",
+                                .port = "1433",
                                 .database = "brantwell",
                                 .product = "Microsoft SQL Server 15",
                                 .driver = "libtdsodbc.so 1"},
@@ -113,6 +116,7 @@ TEST(JsonReport, WithEverything) {
                                      .login = "writer",
                                      .schema = "public",
                                      .server = "pg1",
+                                     .port = "5432",
                                      .database = "bw",
                                      .product = "PostgreSQL 15",
                                      .driver = "psqlodbcw.so 13"},
@@ -144,6 +148,7 @@ TEST(JsonReport, WithEverything) {
     "source": {
       "data_source": "BrantwellSource",
       "server": "sql1",
+      "port": "1433",
       "database": "brantwell",
       "login": "reader",
       "schema": "dbo",
@@ -153,6 +158,7 @@ TEST(JsonReport, WithEverything) {
     "destination": {
       "data_source": "BrantwellDestination",
       "server": "pg1",
+      "port": "5432",
       "database": "bw",
       "login": "writer",
       "schema": "public",

@@ -44,7 +44,7 @@ def test_members_of_the_json_file_are_those_described(shared_lab):
         report = check(workspace, "before").report
 
     assert set(report) == _members("member")
-    sides = {"data_source", "server", "database", "login", "schema", "product", "driver"}
+    sides = {"data_source", "server", "port", "database", "login", "schema", "product", "driver"}
     assert {name: set(side) for name, side in report["compared"].items()} == {"source": sides, "destination": sides}
     for table in report["tables"]:
         assert set(table) == _members("member of a table")

@@ -272,6 +272,7 @@ TEST(TextReport, BeginsWithWhatWasCompared) {
                             .login = "reader",
                             .schema = "dbo",
                             .server = "sql1",
+                            .port = "1433",
                             .database = "brantwell",
                             .product = {},
                             .driver = {}};
@@ -279,9 +280,10 @@ TEST(TextReport, BeginsWithWhatWasCompared) {
   EXPECT_THAT(Printed(report), testing::StartsWith(R"(bw_db_check before
 Version 1.0.0, 2026-05-01 23:10:05 +0200, on desk7, options --json re\x1Bport
 
-Source: data source 'BrantwellSource', server 'sql1', database 'brantwell', schema 'dbo', login
-'reader'.
-Destination: data source unknown, server unknown, database unknown, schema unknown, login unknown.
+Source: data source 'BrantwellSource', server 'sql1', port '1433', database 'brantwell', schema
+'dbo', login 'reader'.
+Destination: data source unknown, server unknown, port unknown, database unknown, schema unknown,
+login unknown.
 )"));
 }
 

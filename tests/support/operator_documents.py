@@ -22,7 +22,7 @@ _FENCED = re.compile(r"^ *```.*?^ *```$", re.MULTILINE | re.DOTALL)
 
 def files() -> set[str]:
     """The paths of the installed documents, relative to the source directory as well as to the installed one."""
-    found = {"README.md", "CHANGELOG.md"} | {f"docs/{page}.md" for page in PAGES}
+    found = {"README.md", "CHANGELOG.md", "docs/images/report.png"} | {f"docs/{page}.md" for page in PAGES}
     for directory in ("queries", "samples"):
         found |= {str(path.relative_to(_PROJECT)) for path in (_PROJECT / directory).rglob("*") if path.is_file()}
     return found
