@@ -185,7 +185,7 @@ def test_column_that_the_source_lacks(new_workspace):
 
     ((name, cost, text),) = _findings(result)
     assert (name, cost) == ("source-cannot-read", "run-ends")
-    assert text.startswith("The source's table SecMinQt cannot be read, ")
+    assert text.startswith("The source's table SecMinQt cannot be read: ")
     assert result.report["run_ends_in"] == "SecMinQt"
 
 

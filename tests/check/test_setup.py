@@ -443,7 +443,8 @@ def test_a_run_that_has_ended_is_not_at_work(new_workspace):
     workspace = new_workspace()
     _run_to_its_end(workspace)
 
-    assert [name for name, _, _ in _general(check(workspace, "before"))] == ["log-overwritten"]
+    named = [name for name, _, _ in _general(check(workspace, "before"))]
+    assert named == ["destination-not-empty", "log-overwritten"]
 
 
 def test_estimates(new_workspace):
@@ -521,7 +522,7 @@ def test_missing_rights_of_both_sides_are_told_at_once(new_workspace):
 
     result = check(workspace, "before")
 
-    assert [(name, text.split(" cannot be read, ")[0]) for name, _, text in _general(result)] == [
+    assert [(name, text.split(" cannot be read: ")[0]) for name, _, text in _general(result)] == [
         ("source-cannot-read", "The source's table SecMinQt"),
         ("source-cannot-read", "The source's table ExportOrder"),
     ]
@@ -550,7 +551,7 @@ def test_missing_rights_are_told_with_that_of_temporary_tables(new_workspace):
     lines = result.errors.splitlines()
     assert result.code == 2
     assert lines[0].startswith("bw_db_check: the destination's login may not create temporary tables, ")
-    assert lines[1].startswith("The source's table SecMinQt cannot be read, ")
+    assert lines[1].startswith("The source's table SecMinQt cannot be read: ")
     right = 'The login has no TRUNCATE right on public."Clients": the run ends where '
     assert lines[2].startswith(f"{right}GroupDesc is to be emptied (42501), ")
     assert lines[3] == f"{right}Clients is to be emptied (42501)."

@@ -719,7 +719,7 @@ class TestWatching:
         assert "\nComplete migrate ExportOrder table." in run.console
 
     def test_commands_for_the_log(self, migrated):
-        watching = _commands("operating.md", "grep -c ")
+        watching = _commands("operating.md", ":: insert row(")
         totals = _commands("operating.md", "Total rows read")
         count, start, *_ = _shell(migrated, watching)
         assert count == str(sum(sample_data.BASE_ROWS.values()))
