@@ -4,6 +4,8 @@
 #include <sqlext.h>
 
 #include <array>
+#include <cstdio>
+#include <cstdlib>
 #include <ctime>
 
 #include "check/sql/query.h"
@@ -48,9 +50,17 @@ ComparedSide Identify(Side side, const odbc::DBConnection& connection, const con
 
 std::string LocalTime() {
   const std::time_t now = std::time(nullptr);
-  std::array<char, 128> text{};
-  const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S %z", std::localtime(&now));
-  return {text.data(), length};
+  const std::tm local = *std::localtime(&now);
+  // By themselves: on Windows %z is the zone's name.
+  std::tm universal = *std::gmtime(&now);
+  universal.tm_isdst = local.tm_isdst;
+  const auto minutes = static_cast<int>(std::difftime(now, std::mktime(&universal)) / 60);
+  const int size = std::abs(minutes);
+  std::array<char, 64> text{};
+  const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S ", &local);
+  std::snprintf(text.data() + length, text.size() - length, "%c%02d%02d", minutes < 0 ? '-' : '+', size / 60,
+                size % 60);
+  return text.data();
 }
 
 }  // namespace check
