@@ -82,8 +82,13 @@ def _memory(started, counts) -> str:
 
 def _migrate(workspace, table) -> None:
     """Brings one table's rows to the destination, as a run does but faster."""
+    limits = workspace.query_destination(
+        "SELECT column_name, character_maximum_length FROM information_schema.columns"
+        f" WHERE table_name = '{table}' ORDER BY ordinal_position"
+    )
+    columns = ", ".join(f"substr([{name}], 1, {limit})" if limit else f"[{name}]" for name, limit in limits)
     with contextlib.closing(sqlite3.connect(workspace.source_file)) as connection:
-        cursor = connection.execute(f"SELECT * FROM [{table}]")
+        cursor = connection.execute(f"SELECT {columns} FROM [{table}]")
         destination = workspace.lab.postgres.connect(workspace.database)
         with contextlib.closing(destination), destination.cursor() as copy:
             while rows := cursor.fetchmany(100_000):
