@@ -59,6 +59,7 @@ ComparedTable DescribeCompared(const staging::Copy& copy, const staging::Relatio
                          .key = {rules.key.begin(), rules.key.end()},
                          .copyKey = {},
                          .assigned = std::string(rules.assigned),
+                         .numbersGoOn = copy.goingOn.contains(rules.assigned),
                          .references = {}};
   for (const db::ParameterDescription& parameter : table.parameters) {
     if (parameter.direction == SQL_PARAM_INPUT) {
@@ -294,7 +295,8 @@ void DatabaseComparison::CompareReference(TableResult& result, const rules::Colu
   }
   if (const WrongReferences elsewhere = find(Numbering::InOrder); elsewhere.rows > 0) {
     const auto staged = result.staged->remarks.find(ElsewhereRemark(rule));
-    const bool expected = staged != result.staged->remarks.end() && elsewhere.rows <= staged->second.rows;
+    const bool expected = referred.compared->numbersGoOn ||
+                          (staged != result.staged->remarks.end() && elsewhere.rows <= staged->second.rows);
     result.referencesDiffer = result.referencesDiffer || !expected;
     result.referenceFindings.push_back(ElsewhereFinding(elsewhere, *result.compared, rule));
   }

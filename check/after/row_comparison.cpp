@@ -58,11 +58,6 @@ std::string SameBytes(const std::vector<std::string>& columns) {
   return "pg_catalog.record_image_eq(" + RowOf("c", columns) + ", " + RowOf("t", columns) + ")";
 }
 
-/// A number in a column of another type, which takes it as it takes what the migrator sends.
-std::string AsType(const std::string& number, const std::string& type) {
-  return "CAST(CAST(" + number + " AS text) AS " + type + ")";
-}
-
 std::uint64_t NumberIn(const TextRow& row, std::size_t column) {
   return std::stoull(row.at(column).value_or("0"));
 }
@@ -199,12 +194,12 @@ std::string RowComparison::TableSide(const ComparedTable& table, Level level) co
     const std::string e = Quoted("e " + column);
     std::string value = "t." + name;
     if (!numbers.sameAsCopy) {
-      from += " LEFT JOIN " + NumbersOf(referred) + " " + m + " ON " + AsType(m + ".number", type) + " = t." + name;
-      value = "CASE WHEN " + m + ".number IS NULL THEN t." + name + " ELSE " + AsType(m + ".copied", type) + " END";
+      from += " LEFT JOIN " + NumbersOf(referred) + " " + m + " ON " + NumberAs(m + ".number", type) + " = t." + name;
+      value = "CASE WHEN " + m + ".number IS NULL THEN t." + name + " ELSE " + NumberAs(m + ".copied", type) + " END";
     }
     if (level == Level::Content) {
-      from += " LEFT JOIN " + EqualRowsOf(referred) + " " + e + " ON " + AsType(e + ".copied", type) + " = " + value;
-      value = "coalesce(" + AsType(e + ".first_copied", type) + ", " + value + ")";
+      from += " LEFT JOIN " + EqualRowsOf(referred) + " " + e + " ON " + NumberAs(e + ".copied", type) + " = " + value;
+      value = "coalesce(" + NumberAs(e + ".first_copied", type) + ", " + value + ")";
       if (!numbers.sameAsCopy) {
         value = "CASE WHEN " + m + ".changed THEN NULL ELSE " + value + " END";
       }
@@ -230,9 +225,9 @@ std::string RowComparison::CopySide(const ComparedTable& table, Level level) con
     }
     const std::string& type = types_.at(table.name).at(column).name;
     const std::string e = Quoted("e " + column);
-    from += " LEFT JOIN " + EqualRowsOf(Named(reference->table)) + " " + e + " ON " + AsType(e + ".copied", type) +
+    from += " LEFT JOIN " + EqualRowsOf(Named(reference->table)) + " " + e + " ON " + NumberAs(e + ".copied", type) +
             " = c." + name;
-    list += ", coalesce(" + AsType(e + ".first_copied", type) + ", c." + name + ") AS " + name;
+    list += ", coalesce(" + NumberAs(e + ".first_copied", type) + ", c." + name + ") AS " + name;
   }
   if (!table.assigned.empty()) {
     list += ", c." + Quoted(table.assigned) + " AS " + std::string(kNumber);
@@ -428,8 +423,8 @@ std::vector<DifferentRow> RowComparison::FirstDifferent(const ComparedTable& tab
     if (reference != table.references.end()) {
       // The number that the row has which the copy's row refers to.
       const std::string& type = types_.at(table.name).at(column).name;
-      expected = "coalesce((SELECT " + AsType("min(m.number)", type) + " FROM " + NumbersOf(Named(reference->table)) +
-                 " m WHERE " + AsType("m.copied", type) + " = " + expected + "), " + expected + ")";
+      expected = "coalesce((SELECT " + NumberAs("min(m.number)", type) + " FROM " + NumbersOf(Named(reference->table)) +
+                 " m WHERE " + NumberAs("m.copied", type) + " = " + expected + "), " + expected + ")";
     }
     list += ", " + Shown("t." + Quoted(column)) + ", " + Shown(expected);
   }
@@ -475,7 +470,7 @@ std::string RowComparison::KeyOrder(const ComparedTable& table) {
 
 std::string RowComparison::AsColumn(const std::string& number, const ComparedTable& table,
                                     std::string_view column) const {
-  return AsType(number, types_.at(table.name).at(std::string(column)).name);
+  return NumberAs(number, types_.at(table.name).at(std::string(column)).name);
 }
 
 std::string RowComparison::FirstNotes(const ComparedTable& table, std::string_view kind, const std::string& condition,

@@ -32,6 +32,7 @@ struct ComparedTable {
   std::vector<std::string> key;      ///< Those that name a row.
   std::vector<std::string> copyKey;  ///< The copy's columns with what the source has in these.
   std::string assigned;              ///< The column that the destination numbers; empty when there is none.
+  bool numbersGoOn = false;          ///< Whether no truncate restarts its numbers: where they begin is unknown.
   std::vector<FollowedReference> references;
 };
 

@@ -111,6 +111,11 @@ std::string Quoted(std::string_view name) {
   return QuotedName(Side::Destination, name);
 }
 
+std::string NumberAs(const std::string& number, const std::string& type) {
+  // Some types write 1 as 1.0, which no integer is read from.
+  return "CAST(regexp_replace(CAST((" + number + ") AS text), '[.]0+$', '') AS " + type + ")";
+}
+
 std::string Joined(const std::vector<std::string>& parts, std::string_view separator) {
   std::string text;
   for (const std::string& part : parts) {

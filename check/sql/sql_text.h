@@ -19,6 +19,9 @@ std::string Quoted(std::string_view name);
 /// The parts with the separator between them.
 std::string Joined(const std::vector<std::string>& parts, std::string_view separator = ", ");
 
+/// A whole number of any type as a value of another one, which takes it as it takes the text that the migrator sends.
+std::string NumberAs(const std::string& number, const std::string& type);
+
 /// A text literal of constants that hold no backslash, for either side.
 std::string Literal(std::string_view text);
 

@@ -186,7 +186,7 @@ class Creation {
 
   /// What the table takes from a sequence, the copy takes from one of its own: restarted where the truncate restarts
   /// the table's, else as it is now.
-  void GiveSequences(const Copy& copy, const Relation& relation) const {
+  void GiveSequences(Copy& copy, const Relation& relation) const {
     constexpr std::string_view sql = R"(
       SELECT quote_ident(a.attname), 'bw_sequence_' || s.seqrelid,
         format('AS %s START %s INCREMENT %s MINVALUE %s MAXVALUE %s %s', s.seqtypid::regtype, s.seqstart,
@@ -196,7 +196,8 @@ class Creation {
             AND o.refclassid = 'pg_class'::regclass AND o.refobjid = f.adrelid AND o.deptype IN ('a', 'i'))
           THEN NULL ELSE s.seqrelid::regclass::text END,
         CASE WHEN has_sequence_privilege(s.seqrelid, 'SELECT') THEN 'select'
-          WHEN has_sequence_privilege(s.seqrelid, 'USAGE') THEN 'usage' END
+          WHEN has_sequence_privilege(s.seqrelid, 'USAGE') THEN 'usage' END,
+        a.attname
       FROM pg_attrdef f
       JOIN pg_attribute a ON a.attrelid = f.adrelid AND a.attnum = f.adnum
       JOIN pg_depend d ON d.classid = f.tableoid AND d.objid = f.oid AND d.refclassid = 'pg_class'::regclass
@@ -205,6 +206,9 @@ class Creation {
     for (const TextRow& row : QueryRows(destination_, sql, {relation.id})) {
       const std::string name = Text(row, 1);
       Run("CREATE TEMP SEQUENCE IF NOT EXISTS " + name + " " + Text(row, 2));
+      if (row.at(3)) {
+        copy.goingOn.insert(Text(row, 5));
+      }
       if (row.at(3) && row.at(4)) {
         QueryValue(destination_, "SELECT setval('pg_temp." + name + "', " +
                                      (Text(row, 4) == "select"

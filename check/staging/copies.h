@@ -43,6 +43,7 @@ struct Copy {
   std::vector<std::size_t> changing;
   std::set<std::size_t> asDoubles;  ///< Of these, numbers that are compared as doubles.
   std::vector<NumberedColumn> numbered;
+  std::set<std::string, std::less<>> goingOn;  ///< Columns whose numbers no truncate restarts.
   std::vector<CopyConstraint> constraints;
   std::set<std::string, std::less<>> columns;             ///< The table's own.
   std::map<std::string, std::string, std::less<>> types;  ///< Of the columns that are sent, as SQL writes them.

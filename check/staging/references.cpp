@@ -23,8 +23,7 @@ std::string AsInSource(const db::TableDescription& table, std::string_view colum
 /// A number as a column stores it that may have another type than the number.
 std::string Stored(const std::string& number, const Copy& copy, std::string_view column) {
   const auto type = copy.types.find(column);
-  return type == copy.types.end() || type->second == "integer" ? number
-                                                               : "CAST((" + number + ")::text AS " + type->second + ")";
+  return type == copy.types.end() || type->second == "integer" ? number : NumberAs(number, type->second);
 }
 
 /// The key columns of a copy's row, with what the source has in them, as texts.

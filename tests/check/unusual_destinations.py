@@ -521,6 +521,18 @@ _NUMBERS = {
         "SELECT setval('numbers', 2)",
         """ALTER TABLE "GroupDesc" ALTER "GroupID" SET DEFAULT nextval('numbers')""",
     ),
+    "numbers with a decimal place": _without_identity(
+        "RatingAgencies.AgencyID",
+        'ALTER TABLE "RatingAgencies" ALTER "AgencyID" TYPE numeric(9, 1)',
+        'CREATE SEQUENCE numbers OWNED BY "RatingAgencies"."AgencyID"',
+        """ALTER TABLE "RatingAgencies" ALTER "AgencyID" SET DEFAULT nextval('numbers')""",
+    ),
+    "numbers with a decimal place behind a procedure": _without_identity(
+        "GroupDesc.GroupID",
+        'ALTER TABLE "GroupDesc" ALTER "GroupID" TYPE numeric(9, 1)',
+        'CREATE SEQUENCE numbers OWNED BY "GroupDesc"."GroupID"',
+        """ALTER TABLE "GroupDesc" ALTER "GroupID" SET DEFAULT nextval('numbers')""",
+    ),
     "the same number always": _without_identity(
         "ImportLog.ID", 'ALTER TABLE "ImportLog" ALTER "ID" SET DEFAULT 7', each={"ImportLog.BWCounter": (1, 2)}
     ),

@@ -132,9 +132,9 @@ class Rows:
         referred = flawed_source.REFERENCES[table, column]
         number = source_columns(referred)[0]
         before = [row[number] for row in self._source[referred]]
-        after = [row.get(number) for row in self._destination[referred]]
+        after = [_number(row.get(number)) for row in self._destination[referred]]
         arrived = zip(self._source[table], self._destination[table], strict=False)
-        return [self._leads_elsewhere(was[column], became.get(column), before, after) for was, became in arrived]
+        return [self._leads_elsewhere(was[column], _number(became.get(column)), before, after) for was, became in arrived]
 
     @staticmethod
     def _leads_elsewhere(was, became, before, after) -> bool | None:
@@ -164,6 +164,14 @@ _NEW_NUMBERS = {
     ("Clients", "GroupID"), ("GroupOrders", "GroupID"), ("Orders", "GroupOrderID"), ("GroupNegOrders", "GroupID"),
     ("OrdersInPool", "PoolID"),
 }  # fmt: skip
+
+
+def _number(text) -> float | str | None:
+    """The number that a text writes, in one way or another."""
+    try:
+        return text and float(text)
+    except ValueError:
+        return text
 
 
 def destination_rows(workspace, table) -> list[dict]:
