@@ -73,10 +73,6 @@ void Enter(const staging::StagedTable& staged, const staging::Staged& all, const
 }
 
 Status StatusOf(bool ends, const Report& report) {
-  if (std::any_of(report.general.begin(), report.general.end(),
-                  [](const Finding& finding) { return finding.cost == Cost::RunRefused; })) {
-    return Status::Refused;
-  }
   if (ends) {
     return Status::EndsInTable;
   }

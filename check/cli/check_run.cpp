@@ -15,6 +15,7 @@
 
 #include "check/after/after.h"
 #include "check/before/before.h"
+#include "check/before/refusal.h"
 #include "check/cli/command_line.h"
 #include "check/cli/host.h"
 #include "check/cli/identity.h"
@@ -60,31 +61,6 @@ config::MigrationSettings ReadSettings() {
   return config::MigrationSettings(path.string());
 }
 
-/// What the migrator asks for before it touches a table.
-void RequireMigratable(odbc::DBConnection& source, const odbc::DBConnection& destination) {
-  const auto nameOf = [](const odbc::DBConnection& side) {
-    return side.serverKind() == odbc::ServerKind::SqlServer ? "a Microsoft SQL Server" : "a PostgreSQL";
-  };
-  if (source.serverKind() != odbc::ServerKind::SqlServer || destination.serverKind() != odbc::ServerKind::PostgreSql) {
-    throw std::runtime_error(
-        std::string("the source is ") + nameOf(source) + " and the destination " + nameOf(destination) +
-        "; bw_db_migrate would end with \"Error: Migration is only possible from Microsoft SQL Server to PostgreSQL\"");
-  }
-  bool versionFits = false;
-  try {
-    versionFits = source.CheckSchemaVersion();
-  } catch (const std::runtime_error& error) {
-    throw std::runtime_error(
-        std::string("the source's schema version cannot be read; bw_db_migrate would end, with this in its log: ") +
-        error.what());
-  }
-  if (!versionFits) {
-    throw std::runtime_error(
-        "the source's schema version is not 29; bw_db_migrate would end with \"Error: Migration is possible only for "
-        "version 29 of the Brantwell database\"");
-  }
-}
-
 /// Of the chosen tables, or of all when none is chosen; nothing where the login may not count them.
 std::vector<std::optional<std::uint64_t>> CountRows(const odbc::DBConnection& source,
                                                     const std::vector<std::string>& chosen) {
@@ -124,7 +100,10 @@ Report MakeReport(const CheckRequest& request, const config::MigrationSettings& 
   Progress& progress = line ? static_cast<Progress&>(*line) : none;
   progress.Begin("Connecting");
   setup::ConnectSides(source, trial, destination, settings);
-  RequireMigratable(source, destination);
+  const std::optional<Finding> refusal = WhyRunRefused(source, destination);
+  if (refusal && request.command == Command::After) {
+    throw std::runtime_error("there is no run to look at. " + refusal->text);
+  }
   const Identity identity{.source = Identify(Side::Source, source, settings.source),
                           .destination = Identify(Side::Destination, destination, settings.destination),
                           .time = LocalTime(),
@@ -134,12 +113,13 @@ Report MakeReport(const CheckRequest& request, const config::MigrationSettings& 
   if (acceptance) {
     acceptance->RequireSame(identity);
   }
-  if (line) {
+  if (line && !refusal) {
     line->Begin("Counting rows");
     line->Plan(CountRows(source, request.tables));
   }
   try {
-    Report report = request.command == Command::Before
+    Report report = refusal ? RefusedReport(*refusal, request.tables)
+                    : request.command == Command::Before
                         ? CheckBefore(source, trial, destination, request.tables, progress)
                         : CheckAfter(source, trial, destination, std::filesystem::current_path() / config::kLogFileName,
                                      request.tables, progress);

@@ -7,6 +7,8 @@ namespace check {
 namespace {
 
 constexpr std::array kAll = {
+    &finding::WrongServer,
+    &finding::WrongSchemaVersion,
     &finding::SourceCannotRead,
     &finding::DestinationReadOnly,
     &finding::ClientSidePrepare,

@@ -9,7 +9,7 @@ namespace check {
 
 /// What a finding costs, most severe first. Findings of a table are shown in this order.
 enum class Cost {
-  RunRefused,     ///< The migrator will not start, or could not have: a connection, a version, a right.
+  RunRefused,     ///< The migrator will end before it empties a table.
   RunEnds,        ///< The run ends here; later tables are not migrated.
   RowsLost,       ///< Rows do not arrive, or are deleted by a cascade; or they are missing afterwards.
   WrongRow,       ///< A reference leads to another row than before.
@@ -33,6 +33,10 @@ namespace finding {
 
 // Of the connections and the destination's schema.
 
+inline constexpr FindingKind WrongServer{"wrong-server", Cost::RunRefused,
+                                         "a side is another kind of server than the migrator accepts"};
+inline constexpr FindingKind WrongSchemaVersion{"wrong-schema-version", Cost::RunRefused,
+                                                "the source's schema version is not 29, or cannot be read"};
 inline constexpr FindingKind SourceCannotRead{"source-cannot-read", Cost::RunEnds,
                                               "a table of the source cannot be read"};
 inline constexpr FindingKind DestinationReadOnly{

@@ -86,6 +86,15 @@ Report Before() {
   return report;
 }
 
+Report Refused() {
+  Report report = Sample();
+  report.status = check::Status::Refused;
+  report.verdict = "Another kind of server.";
+  report.general = {Finding(check::finding::WrongServer)};
+  report.general.front().text = "The source is something else.";
+  return report;
+}
+
 Report After() {
   Report report = Sample();
   report.command = check::Command::After;
@@ -140,8 +149,8 @@ Report Hostile() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::map<std::string, Report (*)()> pages = {
-      {"clean", Clean}, {"before", Before}, {"after", After}, {"hundreds", Hundreds}, {"hostile", Hostile}};
+  const std::map<std::string, Report (*)()> pages = {{"clean", Clean}, {"before", Before},     {"refused", Refused},
+                                                     {"after", After}, {"hundreds", Hundreds}, {"hostile", Hostile}};
   const auto page = argc == 2 ? pages.find(argv[1]) : pages.end();
   if (page == pages.end()) {
     return 2;

@@ -21,7 +21,7 @@ ALL_TABLES = (
 ).split()
 
 WRONG_SERVERS = (
-    'bw_db_migrate would end with "Error: Migration is only possible from Microsoft SQL Server to PostgreSQL"\n'
+    'the migrator ends with "Error: Migration is only possible from Microsoft SQL Server to PostgreSQL".'
 )
 
 
@@ -36,6 +36,20 @@ def _assert_could_not_check(run, *messages) -> None:
     for message in messages:
         assert message in run.errors
     assert run.exit_code == 2
+
+
+def _assert_refused(workspace, run, identifier, text, partial=False) -> None:
+    report = json.loads((workspace.directory / "report.json").read_text())
+    (finding,) = report["general"]
+    assert (finding["id"], finding["cost"]) == (identifier, "run-refused")
+    assert finding["text"].startswith(text)
+    assert (report["status"], report["tables"]) == ("refused", [])
+    line = "Partial, refused" if partial else "Refused"
+    assert report["status_line"] == line
+    assert f"\n  Run refused [{identifier}]\n" in run.console
+    assert run.console.endswith(f"\n{line}. The migrator will end before it empties a table.\n")
+    assert run.errors == ""
+    assert run.exit_code == 1
 
 
 # Without servers.
@@ -148,26 +162,27 @@ def test_wrong_password_of_the_destination(new_workspace, command):
     )
 
 
-@pytest.mark.parametrize("command", ["before", "after"])
-def test_swapped_sides(new_workspace, command):
+def test_swapped_sides(new_workspace):
     workspace = new_workspace()
     workspace.write_configuration(
         source=(data_sources.DESTINATION, lab.DESTINATION_LOGIN, "public"),
         destination=(data_sources.SOURCE, lab.SOURCE_LOGIN, "dbo"),
     )
 
-    run = workspace.check(command, passwords=(lab.DESTINATION_PASSWORD, lab.SOURCE_PASSWORD))
+    passwords = (lab.DESTINATION_PASSWORD, lab.SOURCE_PASSWORD)
+    before = workspace.check("before", "--json", "report.json", passwords=passwords)
+    after = workspace.check("after", passwords=passwords)
 
-    _assert_could_not_check(
-        run, "the source is a PostgreSQL and the destination a Microsoft SQL Server; ", WRONG_SERVERS
-    )
+    text = f"The source is a PostgreSQL and the destination a Microsoft SQL Server: {WRONG_SERVERS}"
+    _assert_refused(workspace, before, "wrong-server", text)
+    _assert_could_not_check(after, f"there is no run to look at. {text}\n")
 
 
 @pytest.mark.parametrize(
     "side, product",
     [
-        ((data_sources.SOURCE, lab.SOURCE_LOGIN, "dbo"), "Microsoft SQL Server"),
-        ((data_sources.DESTINATION, lab.DESTINATION_LOGIN, "public"), "PostgreSQL"),
+        ((data_sources.SOURCE, lab.SOURCE_LOGIN, "dbo"), "a Microsoft SQL Server"),
+        ((data_sources.DESTINATION, lab.DESTINATION_LOGIN, "public"), "a PostgreSQL"),
     ],
     ids=["source", "destination"],
 )
@@ -176,36 +191,59 @@ def test_twice_the_same_side(new_workspace, side, product):
     workspace.write_configuration(source=side, destination=side)
     password = lab.SOURCE_PASSWORD if side[0] == data_sources.SOURCE else lab.DESTINATION_PASSWORD
 
-    run = workspace.check("before", passwords=(password, password))
+    run = workspace.check("before", "--json", "report.json", passwords=(password, password))
 
-    _assert_could_not_check(run, f"the source is a {product} and the destination a {product}; ", WRONG_SERVERS)
+    _assert_refused(
+        workspace, run, "wrong-server", f"The source is {product} and the destination {product}: {WRONG_SERVERS}"
+    )
 
 
 def test_another_product(new_workspace):
-    run = new_workspace(server_options=("--product", "Another SQL Server")).check("before")
+    workspace = new_workspace(server_options=("--product", "Another SQL Server"))
 
-    _assert_could_not_check(
+    run = workspace.check("before", "--json", "report.json")
+
+    _assert_refused(
+        workspace,
         run,
-        "the server of the source, data source 'BrantwellSource', is neither a Microsoft SQL Server nor a PostgreSQL; "
-        "bw_db_migrate would end without a word",
+        "wrong-server",
+        "The server of the source is neither a Microsoft SQL Server nor a PostgreSQL: the migrator ends without a word.",
     )
 
 
 def test_another_schema_version(new_workspace):
-    run = new_workspace([("dbver", "28")]).check("before")
+    workspace = new_workspace([("dbver", "28")])
 
-    _assert_could_not_check(
+    run = workspace.check("before", "--tables", "Clients", "--json", "report.json")
+
+    _assert_refused(
+        workspace,
         run,
-        "the source's schema version is not 29; bw_db_migrate would end with "
-        '"Error: Migration is possible only for version 29 of the Brantwell database"',
+        "wrong-schema-version",
+        "The source's schema version is not 29: the migrator ends with "
+        '"Error: Migration is possible only for version 29 of the Brantwell database".',
+        partial=True,
     )
 
 
 @pytest.mark.parametrize("system_data", [[], [("dbver", "twenty-nine")]], ids=["missing", "no number"])
 def test_schema_version_that_cannot_be_read(new_workspace, system_data):
-    run = new_workspace(system_data).check("after")
+    workspace = new_workspace(system_data)
 
-    _assert_could_not_check(run, "the source's schema version cannot be read; ", "SQL Error: ")
+    run = workspace.check("before", "--json", "report.json")
+
+    _assert_refused(
+        workspace,
+        run,
+        "wrong-schema-version",
+        "The source's schema version cannot be read: the migrator ends, with this in its log only: SQL Error: ",
+    )
+
+
+def test_after_of_another_schema_version(new_workspace):
+    run = new_workspace([("dbver", "28")]).check("after")
+
+    _assert_could_not_check(run, "there is no run to look at. The source's schema version is not 29: ")
 
 
 def test_clean_databases(new_workspace):

@@ -208,6 +208,16 @@ def test_nothing_was_found(browser, show):
     assert _texts(browser, "#tables .words") == ["no rows", "24 unchanged"]
 
 
+def test_refused_run(browser, show):
+    show("refused")
+
+    assert _texts(browser, "#status") == ["Refused"]
+    assert "bad" in browser.find_element(By.TAG_NAME, "header").get_attribute("class").split()
+    assert browser.find_elements(By.ID, "tables") == []
+    assert _texts(browser, "#shown") == ["1 finding"]
+    assert _visible(browser) == ["Run refused: General"]
+
+
 def test_hundreds_of_findings(browser, show):
     show("hundreds")
 
