@@ -10,7 +10,7 @@ namespace config {
 
 namespace {
 
-// The last one is the end of a text file of old.
+// The last one is the end of a legacy text file.
 constexpr std::string_view kBlanks = " \t\v\f\x1A";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 

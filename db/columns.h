@@ -159,7 +159,7 @@ ParameterBinding BindParameter(std::size_t position, const Parameter<Row>& param
           .indicator = nullptr};
 }
 
-/// The columns without the first one: the identifier that the destination assigns anew.
+/// The columns without the first one: the identifier that the destination assigns again.
 template <class Row, std::size_t N>
 constexpr std::array<Column<Row>, N - 1> WithoutFirst(const std::array<Column<Row>, N>& columns) {
   std::array<Column<Row>, N - 1> others{};

@@ -123,7 +123,7 @@ class Workspace:
         self._stack.close()
 
     def restart_source(self, password=SOURCE_PASSWORD, server_options=()) -> None:
-        """Serves the same source anew, with another password or with other options, and writes odbc.ini anew."""
+        """Serves the same source again, with another password or with other options, and writes odbc.ini again."""
         self.source_server.stop()
         self.source_server = self._stack.enter_context(self._serve_source(password, server_options))
         self.write_data_sources()

@@ -157,9 +157,8 @@ class Reporting {
     const std::optional<TableFigures>& figures = FiguresOfTable(result);
     Finding& finding = entry.findings.emplace_back(end_.reason == RunEnd::Reason::AtWork ? finding::TableNotMigrated
                                                                                          : finding::RunEnded);
-    finding.text =
-        (end_.reason == RunEnd::Reason::AtWork ? "The run has come to this table: " : "The run ended here: ") +
-        Because() + ".";
+    finding.text = (end_.reason == RunEnd::Reason::AtWork ? "The run is at this table: " : "The run ended here: ") +
+                   Because() + ".";
     if (figures && EndedBeforeItsRows()) {
       finding.rows = figures->missing + figures->different + figures->refused;
       finding.text += HeldFromBefore(*figures);
@@ -219,7 +218,7 @@ class Reporting {
     staging::AddRowFindings(staged, source_.schema(), entry);
     if (IsEnd(result)) {
       for (std::size_t i = first; i < entry.findings.size(); ++i) {
-        entry.findings[i].text += " The run ended before it came to all rows of this table.";
+        entry.findings[i].text += " The run ended before it had read all rows of this table.";
       }
     }
   }

@@ -157,6 +157,8 @@ bool LogReader::TakeLine(bool terminated) {
   if (terminated && line_.ends_with('\r')) {
     line_.pop_back();
   }
+  // The hole that is left where another run emptied the log and this one went on where it was.
+  log_.foreignLines += line_.find('\0') != std::string::npos ? 1U : 0U;
   const std::optional<Entry> entry = ReadEntry(line_);
   const bool taken = entry && TakeEntry(*entry);
   if (!taken) {

@@ -198,28 +198,28 @@ std::optional<Finding> LogFinding(const LogJudgement& judgement, const std::opti
   }
   if (judgement.worth == Worth::Unclear) {
     return MakeFinding(finding::LogUnclear, "The log has " + Counted(log->foreignLines, "line") +
-                                                " that one run of the migrator does not write: it is not relied on.");
+                                                " that one run of the migrator does not write: the check ignores it.");
   }
   if (judgement.worth == Worth::OtherRun && judgement.tables.empty()) {
     return MakeFinding(finding::LogStale,
                        "The log is of a run that ended before its first table, with: " + OnOneLine(*log->error) +
-                           ". The destination holds what another run brought.");
+                           ". The rows in the destination are from another run.");
   }
   if (judgement.worth == Worth::OtherRun) {
     std::vector<std::string> names;
     std::transform(judgement.tables.begin(), judgement.tables.end(), std::back_inserter(names), NameOfTable);
-    return MakeFinding(finding::LogStale, "The log counts other rows than both databases, in " + Listed(names) +
-                                              ": it is of another run, or a side was changed since. It is not relied "
-                                              "on.");
+    return MakeFinding(finding::LogStale,
+                       "The log counts other rows than both databases, in " + Listed(names) +
+                           ": it is of another run, or a side was changed since. The check ignores it.");
   }
   const std::optional<std::size_t> firstNotLogged = FirstNotLogged(*log);
   if (!firstNotLogged) {
     return std::nullopt;
   }
   if (!BreaksOff(*log)) {
-    return MakeFinding(finding::LogBreaksOff, "The log ends in " + NameOfTable(*firstNotLogged) +
-                                                  " with: " + OnOneLine(*log->error) +
-                                                  ". What the tables hold there and later is from another run.");
+    return MakeFinding(finding::LogBreaksOff,
+                       "The log ends in " + NameOfTable(*firstNotLogged) + " with: " + OnOneLine(*log->error) +
+                           ". The rows of that table and of the later ones are from another run.");
   }
   return MakeFinding(finding::LogBreaksOff, "The log breaks off in " + NameOfTable(*firstNotLogged) +
                                                 ": the run ended there or later, or the log could not be written any "

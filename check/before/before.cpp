@@ -214,7 +214,8 @@ Report CheckBefore(odbc::DBConnection& source, const odbc::DBConnection& trial, 
                                         [](const Finding& each) { return each.kind == &finding::CannotForesee; });
   }
   report.facts.emplace_back(
-      "The procedures of the destination were not run: each is taken to insert what it is given, and nothing else.");
+      "The procedures of the destination were not run: each is assumed to insert the values that it gets, and nothing "
+      "else.");
   std::erase_if(report.tables, [&tables](const TableReport& entry) {
     return !tables.empty() && std::find(tables.begin(), tables.end(), entry.table) == tables.end();
   });

@@ -140,8 +140,8 @@ class Look {
       if (std::string_view("rpf").find(relation->kind) == std::string_view::npos) {
         Add(table.name, finding::NotATable,
             relation->name +
-                " is no table but a view or something else: the run ends where it is to be emptied (42809).");
-        CannotEmpty(table.name, "it is no table in the destination");
+                " is not a table but a view or something else: the run ends where it is to be emptied (42809).");
+        CannotEmpty(table.name, "it is not a table in the destination");
         continue;
       }
       AtEmptying(table, *relation, outside);
@@ -284,7 +284,7 @@ class Look {
                               (allKnown ? " now." : " that can be counted now."));
       return;
     }
-    finding.text = "A run deletes the rows that the tables hold now, as far as it comes: " + list + "." +
+    finding.text = "A run deletes the rows that the tables have now: " + list + "." +
                    (allKnown ? "" : " The login may not count those of other tables.");
     if (!allKnown) {
       finding.rows.reset();
@@ -343,7 +343,7 @@ Preflight RefusedSchema(const odbc::DBConnection& destination, Report& report) {
       refused ? "The destination refuses the configured schema " + SchemaText(destination) +
                     ": the run ends at the first table. " + *refused + SchemasInOtherCase(destination)
               : "The configured schema " + SchemaText(destination) +
-                    " is more than a name. The destination's tables and procedures were not looked at.";
+                    " is not a plain name. The destination's tables and procedures were not looked at.";
   if (refused) {
     CannotEmptyAny(preflight, "the destination refuses the schema " + SchemaText(destination));
   } else {

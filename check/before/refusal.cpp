@@ -24,9 +24,10 @@ std::string KindOf(const odbc::DBConnection& side) {
 std::optional<Finding> WhyRunRefused(odbc::DBConnection& source, const odbc::DBConnection& destination) {
   for (const bool isSource : {true, false}) {
     if ((isSource ? source : destination).serverKind() == odbc::ServerKind::Unknown) {
-      return Refusal(finding::WrongServer,
-                     std::string("The server of the ") + (isSource ? "source" : "destination") +
-                         " is neither a Microsoft SQL Server nor a PostgreSQL: the migrator ends without a word.");
+      return Refusal(
+          finding::WrongServer,
+          std::string("The server of the ") + (isSource ? "source" : "destination") +
+              " is neither a Microsoft SQL Server nor a PostgreSQL: the migrator ends and prints no message.");
     }
   }
   if (source.serverKind() != odbc::ServerKind::SqlServer || destination.serverKind() != odbc::ServerKind::PostgreSql) {

@@ -145,16 +145,16 @@ std::vector<Finding> LookAtLog(const std::filesystem::path& log, std::optional<s
   const bool exists = std::filesystem::exists(status);
   if (exists && !std::filesystem::is_regular_file(status)) {
     findings.push_back(
-        NotWritten(name + " is no regular file: " +
+        NotWritten(name + " is not a regular file: " +
                    (std::filesystem::is_directory(status)
-                        ? "the run cannot write a log. It goes on without one, and nothing says why it ended."
+                        ? "the run cannot write a log. It goes on without one, and no message shows why it ended."
                         : "the check after the run cannot read what the run writes there.")));
     return findings;
   }
   const std::string refused = WhyNotWritable(log, exists);
   if (!refused.empty()) {
     findings.push_back(NotWritten(name + " cannot be written (" + refused +
-                                  "): the run goes on without a log, and nothing says why it ended."));
+                                  "): the run goes on without a log, and no message shows why it ended."));
     return findings;
   }
   const std::uint64_t held = exists ? std::filesystem::file_size(log, error) : 0;

@@ -225,7 +225,7 @@ void Characters::AddFact(int number, const CodePage& page) {
                      std::to_string(page.longest) + (page.longest == 1 ? " byte" : " bytes") +
                      " where texts are cut by bytes.";
   if (changed.count() > 0) {
-    text += " Arriving as others: " + changed.text() + ".";
+    text += " Changed: " + changed.text() + ".";
   }
   if (refused.count() > 0) {
     text += " Refused by the destination: " + refused.text() + ".";

@@ -55,7 +55,7 @@ Request ReadCommandLine(std::vector<std::string> arguments) {
       "bw_db_check");
   app.footer(
       "Reads bw_migrate.ini, and after a run bw_db_migrate.log, in the working directory. Asks for the\n"
-      "passwords of the source and of the destination. Where standard input is no terminal, they are\n"
+      "passwords of the source and of the destination. Where standard input is not a terminal, they are\n"
       "its first two lines.\n\n"
       "Exit status: 0 nothing found that is not accepted, 1 findings, 2 could not check.");
   app.get_formatter()->column_width(26);

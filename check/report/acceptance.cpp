@@ -55,7 +55,7 @@ Acceptance::Acceptance(const std::filesystem::path& path) : path_(path) {
   try {
     const json report = Read(path);
     if (report.at("format") != kReportFormat || report.at("version") != kReportVersion) {
-      Refuse(path, "it is no report of this version of bw_db_check");
+      Refuse(path, "it is not a report of this version of bw_db_check");
     }
     partial = report.at("partial");
     const auto place = [&report](const char* side) {
@@ -79,7 +79,7 @@ Acceptance::Acceptance(const std::filesystem::path& path) : path_(path) {
       take(table.at("table"), table.at("findings"));
     }
   } catch (const json::exception&) {
-    Refuse(path, "it is no report of this version of bw_db_check");
+    Refuse(path, "it is not a report of this version of bw_db_check");
   }
   if (partial) {
     Refuse(path, "it is a partial report");

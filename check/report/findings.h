@@ -99,7 +99,7 @@ inline constexpr FindingKind ZeroByte{"zero-byte", Cost::TextCut, "a text arrive
 inline constexpr FindingKind ValueChanged{"value-changed", Cost::ValueChanged,
                                           "a value arrives as another one: it is read, sent or stored otherwise", true};
 inline constexpr FindingKind PointsElsewhere{"points-elsewhere", Cost::WrongRow,
-                                             "a number that is kept, or a pool's, will name another row", true};
+                                             "a number that is kept, or that of a pool, will refer to another row", true};
 inline constexpr FindingKind DuplicateNumber{"duplicate-number", Cost::WrongRow,
                                              "several rows have the same number, which others refer to"};
 inline constexpr FindingKind NumbersChange{"numbers-change", Cost::WrongRow,

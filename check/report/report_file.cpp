@@ -32,10 +32,10 @@ ReportFile::ReportFile(const std::filesystem::path& path) {
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::status(path, error);
   if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-    Fail(path, "it is no regular file");
+    Fail(path, "it is not a regular file");
   }
   if (!std::filesystem::exists(status) && std::filesystem::is_symlink(std::filesystem::symlink_status(path, error))) {
-    Fail(path, "it is a link that leads to no file");
+    Fail(path, "it is a link to a file that does not exist");
   }
   // A link stays; what it leads to is replaced.
   path_ = std::filesystem::weakly_canonical(path, error);
@@ -68,7 +68,7 @@ void ReportFile::WriteBeside(std::string_view text) const {
   // Never a file that is there already, nor what a link leads to.
   const int descriptor = open(beside_.string().c_str(), O_WRONLY | O_CREAT | O_EXCL, kOwnerOnly);
   if (descriptor == -1) {
-    Fail(path_, errno == EEXIST ? beside_.string() + " is in the way; remove it unless another check is writing it"
+    Fail(path_, errno == EEXIST ? beside_.string() + " exists already; remove it unless another check is writing it"
                                 : std::generic_category().message(errno));
   }
   std::FILE* const file = fdopen(descriptor, "wb");

@@ -72,7 +72,7 @@ std::string Needed() {
 std::string ReadWhole(const std::filesystem::path& path) {
   const std::string name(config::kConfigurationFileName);
   if (!std::filesystem::is_regular_file(path)) {
-    throw std::runtime_error(name + " is no regular file: put the configuration file there");
+    throw std::runtime_error(name + " is not a regular file: put the configuration file there");
   }
   errno = 0;
   std::ifstream file(path, std::ios_base::binary);

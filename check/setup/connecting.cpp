@@ -27,8 +27,8 @@ constexpr std::array kMeanings = {
     Meaning{"", 20013,
             "The name of the server is unknown. Check Server in the data source, and that you may write to its file."},
     Meaning{"", 20009,
-            "The server cannot be reached. Check Server and Port in the data source, that the server runs, and what is "
-            "between."},
+            "The server cannot be reached. Check Server and Port in the data source, that the server runs, and the "
+            "network between."},
     Meaning{"IM002", 0, "The driver manager finds no such data source, or not its driver. Check db_connection_name."},
     Meaning{"IM003", 0, "The driver cannot be loaded. Install it, or check its path."},
     Meaning{"IM014", 0, "The driver is of another architecture than the program. Use one of 64 bits."},
@@ -41,9 +41,11 @@ constexpr std::array kMeanings = {
     Meaning{"08S01", 0,
             "The connection broke off. Check that the server can be reached, and the version of the protocol and the "
             "encryption in the data source."},
-    Meaning{"HYT00", 0, "The server does not answer in time. Check its address, that it runs, and what is between."},
-    Meaning{"S1T00", 0, "The server does not answer in time. Check its address, that it runs, and what is between."},
-    Meaning{"S1090", 0, "The data source's name, the login or the password is longer than the driver manager takes."},
+    Meaning{"HYT00", 0,
+            "The server does not answer in time. Check its address, that it runs, and the network between."},
+    Meaning{"S1T00", 0,
+            "The server does not answer in time. Check its address, that it runs, and the network between."},
+    Meaning{"S1090", 0, "The data source's name, the login or the password is longer than the driver manager accepts."},
 };
 
 std::vector<ConnectionError> ErrorsOf(SQLHDBC connection) {

@@ -183,7 +183,7 @@ std::string WhyNotLoaded(const std::string& message) {
 std::string FlawOfDataSource(std::string_view side, const std::string& name) {
   const std::string subject = "the data source '" + name + "' of the " + std::string(side) + " ";
   if (name.size() > SQL_MAX_DSN_LENGTH) {
-    return subject + "has a name of " + std::to_string(name.size()) + " bytes, and the driver manager takes " +
+    return subject + "has a name of " + std::to_string(name.size()) + " bytes, and the driver manager accepts " +
            std::to_string(SQL_MAX_DSN_LENGTH) + " at most. Give it a shorter one";
   }
   // In a connection string such a name would be read otherwise than alone.

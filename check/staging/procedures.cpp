@@ -95,7 +95,7 @@ std::string Folded(std::string_view name) {
 /// round, or one with the name of another column.
 std::optional<std::string> WhyUnforeseen(const db::TableDescription& table, const Procedure& procedure) {
   if (procedure.parameters.size() < table.parameters.size()) {
-    return procedure.signature + " takes any number of parameters";
+    return procedure.signature + " accepts any number of parameters";
   }
   for (std::size_t i = 0; i < table.parameters.size(); ++i) {
     const Parameter& parameter = procedure.parameters[i];

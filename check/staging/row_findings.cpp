@@ -89,7 +89,7 @@ class Wording {
         where = column + " IS NULL";
         break;
       case Remark::NullRepeats:
-        finding.text = "With this driver a NULL arrives as what the previous row left in its place.";
+        finding.text = "With this driver, a NULL arrives as the value of the previous row.";
         where = column + " IS NULL";
         break;
       case Remark::TextCut: {
@@ -106,12 +106,12 @@ class Wording {
         break;
       case Remark::CharactersChanged:
         finding.text =
-            "Characters arrive as others, without a message. The encodings of the two data sources must agree: "
+            "Characters arrive as other ones, without a message. The encodings of the two data sources must agree: "
             "ClientCharset of the source, client_encoding of the destination.";
         break;
       case Remark::CharactersUnknown:
         finding.text =
-            "Nobody can tell which characters arrive: the destination database stores bytes beyond ASCII as they are, "
+            "It is unknown which characters arrive: the destination database stores bytes beyond ASCII as they are, "
             "or the source does not answer.";
         break;
       case Remark::StoredChanged:

@@ -37,7 +37,7 @@ void Set(const odbc::DBConnection& destination, const std::string& name, const s
 Writability BeginSession(const odbc::DBConnection& destination) {
   if (QueryValue(destination, "SELECT pg_is_in_recovery()::text") == "true") {
     throw std::runtime_error(
-        "the destination is a standby, which nothing can be written to; bw_db_migrate would end at its first table");
+        "the destination is a standby, which cannot be written to: the run would end at its first table");
   }
   const TextRow right = QueryRows(destination,
                                   "SELECT has_database_privilege(current_database(), 'TEMP')::text, "

@@ -11,7 +11,7 @@
 namespace db {
 
 /// An order prepared for export. OrderID, GroupOrderID and PoolID deliberately stay the source's, although what they
-/// name is created anew.
+/// name is created again.
 struct DBRowExportOrder {
   std::int32_t ID;
   std::int32_t OrderID;

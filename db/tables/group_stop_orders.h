@@ -10,7 +10,7 @@
 
 namespace db {
 
-/// A stop order of a group of clients. GroupID deliberately stays the source's, although the groups are created anew.
+/// A stop order of a group of clients. GroupID deliberately stays the source's, although the groups are created again.
 struct DBRowGroupStopOrders {
   std::int32_t ID;
   std::int32_t GroupID;

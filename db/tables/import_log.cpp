@@ -21,7 +21,7 @@ struct ImportLog {
   static constexpr std::string_view select =
       "SELECT [ID], [ImportType], [BWUserID], [BWSessionID], [BWCounter] FROM {schema}[ImportLog];";
 
-  // The destination numbers the rows anew.
+  // The destination numbers the rows again.
   static constexpr std::array parameters = AllInput(WithoutFirst(columns));
   static constexpr std::string_view write =
       R"(INSERT INTO {schema}"ImportLog"("ImportType", "BWUserID", "BWSessionID", "BWCounter") VALUES (?, ?, ?, ?);)";

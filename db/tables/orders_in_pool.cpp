@@ -26,7 +26,7 @@ struct OrdersInPool {
       "SELECT [OrderID], [PoolID], [OrderType], [ClientCode], [ClassCode], [SecCode], [Price], [Qty], [Buy], [ML], "
       "[SendQty], [ExecQty], [RejectQty], [KillQty], [ActiveQty], [Comment] FROM {schema}[OrdersInPool]";
 
-  // The destination numbers the orders anew.
+  // The destination numbers the orders again.
   static constexpr std::array parameters = AllInput(WithoutFirst(columns));
   static constexpr std::string_view write =
       R"(INSERT INTO {schema}"OrdersInPool"("PoolID", "OrderType", "ClientCode", "ClassCode", "SecCode", "Price", )"

@@ -26,7 +26,7 @@ struct PoolOrders {
       "SELECT [PoolID], [BrokerPoolID], [PoolName], [LoadDate], [LoadTime], [ExpireDate], [Source], [Status], "
       "[KillTime], [TotalQty], [SendQty], [ExecQty], [RejectQty], [KilledQty], [ActiveQty] FROM {schema}[PoolOrders];";
 
-  // The destination numbers the pools anew.
+  // The destination numbers the pools again.
   static constexpr std::array parameters = AllInput(WithoutFirst(columns));
   static constexpr std::string_view write =
       R"(INSERT INTO {schema}"PoolOrders"("BrokerPoolID", "PoolName", "LoadDate", "LoadTime", "ExpireDate", )"

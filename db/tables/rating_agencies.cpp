@@ -22,7 +22,7 @@ struct RatingAgencies {
   static constexpr std::string_view select =
       "SELECT [AgencyID], [AgencyCode], [AgencyName] FROM {schema}[RatingAgencies];";
 
-  // The destination numbers the agencies anew.
+  // The destination numbers the agencies again.
   static constexpr std::array parameters = AllInput(WithoutFirst(columns));
   static constexpr std::string_view write =
       R"(INSERT INTO {schema}"RatingAgencies"("AgencyCode", "AgencyName") VALUES (?, ?);)";

@@ -20,7 +20,7 @@ struct RatingScales {
   static constexpr std::string_view select =
       "SELECT [RatingID], [AgencyID], [National], [Rating], [Position] FROM {schema}[RatingScales]";
 
-  // The destination numbers the ratings anew. AgencyID deliberately stays the source's although the agencies are
+  // The destination numbers the ratings again. AgencyID deliberately stays the source's although the agencies are
   // renumbered: it names the same agency only if those ran 1, 2, 3 ... in reading order.
   static constexpr std::array parameters = AllInput(WithoutFirst(columns));
   static constexpr std::string_view write =

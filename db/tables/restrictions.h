@@ -11,7 +11,7 @@
 namespace db {
 
 /// A trading limit of a client and a group of securities. SecGroupID and CoSecGroupID deliberately stay the source's,
-/// although the groups are created anew.
+/// although the groups are created again.
 struct DBRowRestrictions {
   std::int32_t ID;
   char RestType[2];

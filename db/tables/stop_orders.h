@@ -10,7 +10,7 @@
 
 namespace db {
 
-/// A single stop order. GroupOrderID deliberately stays the source's, although the group orders are created anew.
+/// A single stop order. GroupOrderID deliberately stays the source's, although the group orders are created again.
 struct DBRowStopOrders {
   std::int32_t OrderID;
   std::int32_t GroupOrderID;

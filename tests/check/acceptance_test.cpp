@@ -165,7 +165,7 @@ TEST_F(AcceptanceTest, RefusesPartialReports) {
 }
 
 TEST_F(AcceptanceTest, RefusesWhatIsNoReport) {
-  const std::string none = "it is no report of this version of bw_db_check";
+  const std::string none = "it is not a report of this version of bw_db_check";
   const std::string whole = JsonReport(report_);
   for (const std::string& content :
        {std::string(), std::string("{}"), std::string("[1]"), std::string("nonsense"),

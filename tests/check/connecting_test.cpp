@@ -14,8 +14,8 @@ TEST(MeaningOf, KnowsARefusedLoginOfFreeTds) {
 
 TEST(MeaningOf, KnowsAnUnreachableServerOfFreeTds) {
   EXPECT_EQ(MeaningOf({{"S1000", 0}, {"08S01", 20009}}),
-            "The server cannot be reached. Check Server and Port in the data source, that the server runs, and what is "
-            "between.");
+            "The server cannot be reached. Check Server and Port in the data source, that the server runs, and the "
+            "network between.");
 }
 
 TEST(MeaningOf, KnowsAnUnknownHostOfFreeTds) {

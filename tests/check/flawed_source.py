@@ -89,7 +89,7 @@ class _Source:
 
 
 def create(path, seed: int, flaws: int, each=None, some=None) -> list[str]:
-    """Creates the source anew with the given number of flaws, and returns what they are.
+    """Creates the source again with the given number of flaws, and returns what they are.
 
     `each` and `some` map columns, such as "Clients.Num", to values. Those of `each` are repeated through all rows of
     the table. Of `some`, at most four, each is in one row: the first values of a table's columns in the same row, and
@@ -122,7 +122,7 @@ def create(path, seed: int, flaws: int, each=None, some=None) -> list[str]:
 
 
 def create_clean(path) -> None:
-    """Creates the source anew with three rows of each table, but of Restrictions none, that arrive as they are.
+    """Creates the source again with three rows of each table, but of Restrictions none, that arrive as they are.
 
     They are numbered 1, 2 and 3. Nothing but the numbers of rows and the references between them is worth relying on.
     """

@@ -70,10 +70,10 @@ TEST_F(ReportFileTest, NeedsItsDirectory) {
 TEST_F(ReportFileTest, LeavesAloneWhatIsNoRegularFile) {
   const std::string directory = directory_ / "directory";
   std::filesystem::create_directory(directory);
-  EXPECT_EQ(Failure(directory), "cannot write " + directory + ": it is no regular file");
+  EXPECT_EQ(Failure(directory), "cannot write " + directory + ": it is not a regular file");
   const std::string pipe = directory_ / "pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  EXPECT_EQ(Failure(pipe), "cannot write " + pipe + ": it is no regular file");
+  EXPECT_EQ(Failure(pipe), "cannot write " + pipe + ": it is not a regular file");
   EXPECT_EQ(Files(), 2U);
 }
 
@@ -103,7 +103,7 @@ TEST_F(ReportFileTest, LeavesAloneWhatHasTheTemporaryName) {
   const std::string other = directory_.Write("other", "another file");
   const std::string path = directory_ / "report.json";
   const std::string message =
-      "cannot write " + path + ": " + path + ".part is in the way; remove it unless another check is writing it";
+      "cannot write " + path + ": " + path + ".part exists already; remove it unless another check is writing it";
 
   std::filesystem::create_symlink("other", path + ".part");
   EXPECT_EQ(Failure(path), message);
@@ -133,7 +133,7 @@ TEST_F(ReportFileTest, LeavesAloneWhatGetsTheTemporaryNameMeanwhile) {
 TEST_F(ReportFileTest, LeavesAloneALinkThatLeadsNowhere) {
   const std::filesystem::path link = directory_ / "link.json";
   std::filesystem::create_symlink("nowhere.json", link);
-  EXPECT_EQ(Failure(link), "cannot write " + link.string() + ": it is a link that leads to no file");
+  EXPECT_EQ(Failure(link), "cannot write " + link.string() + ": it is a link to a file that does not exist");
   EXPECT_TRUE(std::filesystem::is_symlink(link));
   EXPECT_EQ(Files(), 1U);
 }

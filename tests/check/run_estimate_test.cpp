@@ -77,21 +77,22 @@ TEST_F(LookAtLogTest, FindsOneThatIsOverwrittenAndLeavesIt) {
 TEST_F(LookAtLogTest, FindsADirectory) {
   std::filesystem::create_directory(log_);
   EXPECT_EQ(Found(log_),
-            "log-not-written: bw_db_migrate.log is no regular file: the run cannot write a log. It goes on without "
-            "one, and nothing says why it ended.\n");
+            "log-not-written: bw_db_migrate.log is not a regular file: the run cannot write a log. It goes on without "
+            "one, and no message shows why it ended.\n");
 }
 
 TEST_F(LookAtLogTest, FindsAPipeAndDoesNotWaitForItsReader) {
   ASSERT_EQ(mkfifo(log_.c_str(), 0600), 0);
-  EXPECT_EQ(Found(log_),
-            "log-not-written: bw_db_migrate.log is no regular file: the check after the run cannot read what the run "
-            "writes there.\n");
+  EXPECT_EQ(
+      Found(log_),
+      "log-not-written: bw_db_migrate.log is not a regular file: the check after the run cannot read what the run "
+      "writes there.\n");
 }
 
 TEST_F(LookAtLogTest, FindsADirectoryThatDoesNotExist) {
   const std::filesystem::path log = directory_ / "missing/bw_db_migrate.log";
   EXPECT_EQ(Found(log), "log-not-written: bw_db_migrate.log cannot be written (cannot write " + log.string() +
-                            ": No such file or directory): the run goes on without a log, and nothing says why it "
+                            ": No such file or directory): the run goes on without a log, and no message shows why it "
                             "ended.\n");
 }
 

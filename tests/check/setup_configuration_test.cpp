@@ -68,7 +68,7 @@ TEST_F(ConfigurationTest, MayHoldOtherKeysAndSections) {
 }
 
 TEST_F(ConfigurationTest, SaysThatItIsNoFile) {
-  EXPECT_EQ(FlawAt(directory_.path()), "bw_migrate.ini is no regular file: put the configuration file there");
+  EXPECT_EQ(FlawAt(directory_.path()), "bw_migrate.ini is not a regular file: put the configuration file there");
 }
 
 TEST_F(ConfigurationTest, SaysThatItIsEmpty) {

@@ -113,7 +113,7 @@ def test_empty_tables_are_complete(new_workspace):
 
 
 def test_the_order_of_the_rows_does_not_matter(migrated):
-    # Every row is written anew, the last first.
+    # Every row is written again, the last first.
     for table in sample_data.TABLES:
         _damage(
             migrated,
@@ -1193,6 +1193,44 @@ def test_a_run_that_is_still_at_work(shared_lab):
     assert result.report["verdict"] == "A run is still at work, in LoadedPositions."
     assert "is the migrator's, in LoadedPositions" in _finding(result, None, "run-at-work")["text"]
     assert result.code == 1
+
+
+def test_two_runs_in_one_directory(shared_lab):
+    def fill(path):
+        flawed_source.create_clean(path)
+        for number in range(4, 301):
+            source.insert(path, "ImportLog", ID=number, BWCounter=number)
+
+    def run_again(_):
+        scratch.wait_until(
+            lambda: workspace.query_destination(
+                "SELECT count(*) FROM pg_stat_activity WHERE wait_event_type = 'Lock' AND query LIKE 'TRUNCATE%'"
+            )[0][0],
+            "the lock",
+        )
+        assert b":: Start migrate ImportLog table" in workspace.log_file.read_bytes()
+        second = workspace.run_redirected(passwords=(lab.SOURCE_PASSWORD, "wrong"))
+        assert second.exit_code == 0
+        seen.append(workspace.log_file.read_bytes())
+        cursor.execute("COMMIT")
+
+    seen = []
+    with shared_lab.workspace(fill) as workspace:
+        connection = workspace.lab.postgres.connect(workspace.database)
+        with contextlib.closing(connection), connection.cursor() as cursor:
+            cursor.execute("BEGIN")
+            cursor.execute('LOCK TABLE "LoadedPositions" IN SHARE MODE')
+            workspace.run_redirected(meanwhile=run_again)
+        result = check(workspace, "after")
+        log = workspace.log_file.read_bytes()
+
+    # The second run has emptied the log, and the first one goes on where it was.
+    assert seen[0].count(b"\n") == 1 and b" :: SQL Error: State = 08001 " in seen[0]
+    assert log.startswith(seen[0] + b"\0")
+    assert b":: Start migrate ImportLog table" not in log
+    assert b":: Complete migrate ExportOrder table" in log
+    _assert_only(result, (None, "log-unclear", None, None, []))
+    assert result.report["run_ends_in"] is None
 
 
 # Logs that break off, and what is no log.

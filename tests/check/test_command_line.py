@@ -207,7 +207,7 @@ def test_another_product(new_workspace):
         workspace,
         run,
         "wrong-server",
-        "The server of the source is neither a Microsoft SQL Server nor a PostgreSQL: the migrator ends without a word.",
+        "The server of the source is neither a Microsoft SQL Server nor a PostgreSQL: the migrator ends and prints no message.",
     )
 
 

@@ -599,7 +599,7 @@ def test_rows_that_the_run_deletes_are_counted(workspace):
         (None, "log-overwritten", None, "cannot-foresee", None),
     ]
     finding = result.report["general"][0]
-    assert finding["text"] == f"A run deletes the rows that the tables hold now, as far as it comes: {listed}."
+    assert finding["text"] == f"A run deletes the rows that the tables have now: {listed}."
     queries = finding["query"]["text"].splitlines()
     assert sum(len(workspace.query_destination(query)) for query in queries) == 22
 

@@ -240,7 +240,7 @@ def test_what_cannot_be_accepted_is_refused_before_anything_is_asked(workspace):
     result = check(workspace, "before", "--accept", path, passwords=())
 
     assert result.code == 2
-    assert result.errors.endswith("it is no report of this version of bw_db_check\n")
+    assert result.errors.endswith("it is not a report of this version of bw_db_check\n")
 
 
 # What reaches a terminal.

@@ -192,7 +192,7 @@ def test_data_source_with_a_long_name(empty_directory):
     )
 
     assert _refusal(empty_directory, environment) == (
-        f"the data source '{'B' * 33}' of the source has a name of 33 bytes, and the driver manager takes 32 at most. "
+        f"the data source '{'B' * 33}' of the source has a name of 33 bytes, and the driver manager accepts 32 at most. "
         "Give it a shorter one"
     )
 

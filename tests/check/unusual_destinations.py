@@ -572,7 +572,7 @@ _FOREIGN_KEYS = {
         each={"OrdersInPool.PoolID": (1, 2, 3, 4)},
         some={"PoolOrders.PoolID": (77,)},
     ),
-    "foreign key of orders that are numbered anew": _add(
+    "foreign key of orders that are numbered again": _add(
         "StopOrders", 'FOREIGN KEY ("GroupOrderID") REFERENCES "GroupOrders"', some={"StopOrders.GroupOrderID": (77, 0)}
     ),
     "foreign key at the end of the transaction": _add(

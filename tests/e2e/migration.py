@@ -11,7 +11,7 @@ NULL_INTEGER = -2147483648
 # Columns that are wider in the source than what is migrated of them.
 _MIGRATED_WIDTHS = {("Clients", "Comment"): 50, ("LoadedPositions", "ClientCode"): 12}
 
-# The columns that the destination numbers anew, from 1 in the order of reading.
+# The columns that the destination numbers again, from 1 in the order of reading.
 _NUMBERED = {
     "GroupDesc": ("GroupID",),
     "GroupOrders": ("ID", "BWCounter"),

@@ -177,7 +177,7 @@ ODD_VALUES = {
         'SELECT DISTINCT "GroupID" FROM "SecGrMemb" ORDER BY 1',
         [(1,), (2,), (5,), (6,), (9,), (10,)],
     ),
-    "imports are numbered anew": (
+    "imports are numbered again": (
         "SELECT ID, BWCounter FROM ImportLog LIMIT 4",
         [(7, 50), (8, 51), (11, -1), (12, 53)],
         'SELECT "ID", "BWCounter" FROM "ImportLog" ORDER BY ctid LIMIT 4',
