@@ -62,7 +62,8 @@ std::vector<IdentityColumn> ReadIdentities(const odbc::DBConnection& destination
   return identities;
 }
 
-Finding MakeFinding(const FindingKind& kind, const IdentityColumn& identity, std::string text, std::string more = {}) {
+Finding MakeFinding(const FindingKind& kind, const IdentityColumn& identity, std::string text,
+                    const std::string& more = {}) {
   Finding finding(kind);
   finding.columns = {identity.column};
   finding.text = std::move(text);

@@ -58,8 +58,8 @@ std::string LocalTime() {
   const int size = std::abs(minutes);
   std::array<char, 64> text{};
   const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S ", &local);
-  std::snprintf(text.data() + length, text.size() - length, "%c%02d%02d", minutes < 0 ? '-' : '+', size / 60,
-                size % 60);
+  static_cast<void>(std::snprintf(text.data() + length, text.size() - length, "%c%02d%02d", minutes < 0 ? '-' : '+',
+                                  size / 60, size % 60));
   return text.data();
 }
 

@@ -71,7 +71,8 @@ struct RemarkKey {
   std::string state;
   std::string detail;
 
-  auto operator<=>(const RemarkKey&) const = default;
+  // The 0 that it warns of is the compiler's.
+  auto operator<=>(const RemarkKey&) const = default;  // NOLINT(modernize-use-nullptr)
 };
 
 struct StagedTable {
