@@ -18,9 +18,7 @@ namespace check {
 namespace {
 
 Finding CannotCompare(const std::string& reason) {
-  Finding finding(finding::CannotForesee);
-  finding.text = "The table cannot be compared: " + reason + ".";
-  return finding;
+  return Finding(finding::CannotForesee, "The table cannot be compared: " + reason + ".");
 }
 
 /// Puts the report together.
@@ -43,8 +41,7 @@ class Reporting {
       report.general.push_back(std::move(*finding));
     }
     if (EndedIn() && !IsChosen(Catalogue()[*EndedIn()].name)) {
-      Finding& finding = report.general.emplace_back(finding::RunEnded);
-      finding.text = "The run ended in " + NameOfEnd() + ": " + Because() + ".";
+      report.general.emplace_back(finding::RunEnded, "The run ended in " + NameOfEnd() + ": " + Because() + ".");
     }
     for (const TableResult& result : compared_.results()) {
       if (IsChosen(result.table->name)) {
@@ -195,8 +192,9 @@ class Reporting {
       if (!error.IsOfClass("42")) {
         throw;
       }
-      entry.findings.emplace_back(finding::IdentityUnknown).text =
-          std::string("The destination does not say which number it assigns next: ") + error.what();
+      entry.findings.emplace_back(
+          finding::IdentityUnknown,
+          std::string("The destination does not say which number it assigns next: ") + error.what());
     }
   }
 

@@ -13,12 +13,6 @@ namespace check {
 
 namespace {
 
-Finding MakeFinding(const FindingKind& kind, std::string text) {
-  Finding finding(kind);
-  finding.text = std::move(text);
-  return finding;
-}
-
 std::string NameOfTable(std::size_t place) {
   return std::string(Catalogue().at(place).name);
 }
@@ -99,7 +93,7 @@ std::vector<std::vector<ShownValue>> KeysOf(const std::vector<DifferentRow>& row
 
 Finding RowsFinding(const FindingKind& kind, std::uint64_t count, const std::vector<std::vector<ShownValue>>& keys,
                     std::string text) {
-  Finding finding = MakeFinding(kind, std::move(text));
+  Finding finding(kind, std::move(text));
   finding.rows = count;
   std::transform(keys.begin(), keys.end(), std::back_inserter(finding.keys), KeyText);
   return finding;
@@ -192,38 +186,37 @@ std::string LogFact(const MigrationLog& log) {
 std::optional<Finding> LogFinding(const LogJudgement& judgement, const std::optional<MigrationLog>& log) {
   using Worth = LogJudgement::Worth;
   if (judgement.worth == Worth::Missing) {
-    return MakeFinding(finding::LogMissing,
-                       "There is no bw_db_migrate.log that can be read here: how the run ended can be determined by "
-                       "the rows only.");
+    return Finding(finding::LogMissing,
+                   "There is no bw_db_migrate.log that can be read here: how the run ended can be determined by "
+                   "the rows only.");
   }
   if (judgement.worth == Worth::Unclear) {
-    return MakeFinding(finding::LogUnclear, "The log has " + Counted(log->foreignLines, "line") +
-                                                " that one run of the migrator does not write: the check ignores it.");
+    return Finding(finding::LogUnclear, "The log has " + Counted(log->foreignLines, "line") +
+                                            " that one run of the migrator does not write: the check ignores it.");
   }
   if (judgement.worth == Worth::OtherRun && judgement.tables.empty()) {
-    return MakeFinding(finding::LogStale,
-                       "The log is of a run that ended before its first table, with: " + OnOneLine(*log->error) +
-                           ". The rows in the destination are from another run.");
+    return Finding(finding::LogStale,
+                   "The log is of a run that ended before its first table, with: " + OnOneLine(*log->error) +
+                       ". The rows in the destination are from another run.");
   }
   if (judgement.worth == Worth::OtherRun) {
     std::vector<std::string> names;
     std::transform(judgement.tables.begin(), judgement.tables.end(), std::back_inserter(names), NameOfTable);
-    return MakeFinding(finding::LogStale,
-                       "The log counts other rows than both databases, in " + Listed(names) +
-                           ": it is of another run, or a side was changed since. The check ignores it.");
+    return Finding(finding::LogStale, "The log counts other rows than both databases, in " + Listed(names) +
+                                          ": it is of another run, or a side was changed since. The check ignores it.");
   }
   const std::optional<std::size_t> firstNotLogged = FirstNotLogged(*log);
   if (!firstNotLogged) {
     return std::nullopt;
   }
   if (!BreaksOff(*log)) {
-    return MakeFinding(finding::LogBreaksOff,
-                       "The log ends in " + NameOfTable(*firstNotLogged) + " with: " + OnOneLine(*log->error) +
-                           ". The rows of that table and of the later ones are from another run.");
+    return Finding(finding::LogBreaksOff, "The log ends in " + NameOfTable(*firstNotLogged) +
+                                              " with: " + OnOneLine(*log->error) +
+                                              ". The rows of that table and of the later ones are from another run.");
   }
-  return MakeFinding(finding::LogBreaksOff, "The log breaks off in " + NameOfTable(*firstNotLogged) +
-                                                ": the run ended there or later, or the log could not be written any "
-                                                "more. The log is written in blocks of 8 KiB.");
+  return Finding(finding::LogBreaksOff, "The log breaks off in " + NameOfTable(*firstNotLogged) +
+                                            ": the run ended there or later, or the log could not be written any "
+                                            "more. The log is written in blocks of 8 KiB.");
 }
 
 std::optional<Finding> AtWorkFinding(const std::vector<MigratorSession>& sessions, bool logGrows) {
@@ -235,9 +228,9 @@ std::optional<Finding> AtWorkFinding(const std::vector<MigratorSession>& session
     text += "Session " + session.process + " of " + session.login + " is the migrator's, in " + session.table + ". ";
   }
   text += logGrows ? "The log was written to while the check ran. " : "";
-  return MakeFinding(finding::RunAtWork, text +
-                                             "What is reported was so while the check ran: repeat it when the run has "
-                                             "ended.");
+  return Finding(finding::RunAtWork, text +
+                                         "What is reported was so while the check ran: repeat it when the run has "
+                                         "ended.");
 }
 
 std::string EndReason(const RunEnd& end, const std::optional<MigrationLog>& log, const std::string& refusal) {

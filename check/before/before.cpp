@@ -48,8 +48,8 @@ void Enter(const staging::StagedTable& staged, const staging::Staged& all, const
   }
   const std::string_view name = staged.table->name;
   if (unforeseen) {
-    entry.findings.emplace_back(finding::CannotForesee).text =
-        "What becomes of the rows cannot be foreseen: " + *unforeseen + ".";
+    entry.findings.emplace_back(finding::CannotForesee,
+                                "What becomes of the rows cannot be foreseen: " + *unforeseen + ".");
   } else if (staged.foreseen) {
     entry.refusedRows = staged.refusedRows;
     entry.arrivingRows = staged.arrivingRows;

@@ -210,10 +210,10 @@ class Look {
   /// Reports a table outside the 22 that a truncate empties.
   void Outside(const db::TableDescription& table, const Relation& other) {
     const std::optional<std::uint64_t> rows = Count(other);
-    Finding finding(finding::CascadeEmpties);
-    finding.text = "The truncate of " + std::string(table.name) + " cascades to " + other.name +
-                   ", which is not migrated: its rows are lost and do not come back." +
-                   (rows ? "" : " The login may not count them.");
+    Finding finding(finding::CascadeEmpties, "The truncate of " + std::string(table.name) + " cascades to " +
+                                                 other.name +
+                                                 ", which is not migrated: its rows are lost and do not come back." +
+                                                 (rows ? "" : " The login may not count them."));
     finding.rows = rows;
     finding.query = Query{.side = Side::Destination, .text = "SELECT count(*) FROM " + other.name + ";"};
     AddFinding(table.name, std::move(finding));
@@ -297,11 +297,10 @@ class Look {
     preflight_.obstacles.cannotEmpty.emplace(table, reason);
   }
 
-  void General(const FindingKind& kind, std::string text) { report_.general.emplace_back(kind).text = std::move(text); }
+  void General(const FindingKind& kind, std::string text) { report_.general.emplace_back(kind, std::move(text)); }
 
   void Add(std::string_view table, const FindingKind& kind, std::string text, const std::string& query = {}) {
-    Finding finding(kind);
-    finding.text = std::move(text);
+    Finding finding(kind, std::move(text));
     if (!query.empty()) {
       finding.query = Query{.side = Side::Destination, .text = query};
     }
@@ -339,11 +338,12 @@ Preflight LookAtDestination(const odbc::DBConnection& destination, const staging
 Preflight RefusedSchema(const odbc::DBConnection& destination, Report& report) {
   Preflight preflight;
   const std::optional<std::string> refused = WhyRefused(destination, Catalogue().front());
-  report.general.emplace_back(finding::DestinationSchema).text =
+  report.general.emplace_back(
+      finding::DestinationSchema,
       refused ? "The destination refuses the configured schema " + SchemaText(destination) +
                     ": the run ends at the first table. " + *refused + SchemasInOtherCase(destination)
               : "The configured schema " + SchemaText(destination) +
-                    " is not a plain name. The destination's tables and procedures were not looked at.";
+                    " is not a plain name. The destination's tables and procedures were not looked at.");
   if (refused) {
     CannotEmptyAny(preflight, "the destination refuses the schema " + SchemaText(destination));
   } else {

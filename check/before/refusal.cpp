@@ -1,19 +1,12 @@
 #include "check/before/refusal.h"
 
 #include <stdexcept>
-#include <utility>
 
 #include "check/report/findings.h"
 
 namespace check {
 
 namespace {
-
-Finding Refusal(const FindingKind& kind, std::string text) {
-  Finding finding(kind);
-  finding.text = std::move(text);
-  return finding;
-}
 
 std::string KindOf(const odbc::DBConnection& side) {
   return side.serverKind() == odbc::ServerKind::SqlServer ? "a Microsoft SQL Server" : "a PostgreSQL";
@@ -24,14 +17,14 @@ std::string KindOf(const odbc::DBConnection& side) {
 std::optional<Finding> WhyRunRefused(odbc::DBConnection& source, const odbc::DBConnection& destination) {
   for (const bool isSource : {true, false}) {
     if ((isSource ? source : destination).serverKind() == odbc::ServerKind::Unknown) {
-      return Refusal(
+      return Finding(
           finding::WrongServer,
           std::string("The server of the ") + (isSource ? "source" : "destination") +
               " is neither a Microsoft SQL Server nor a PostgreSQL: the migrator ends and prints no message.");
     }
   }
   if (source.serverKind() != odbc::ServerKind::SqlServer || destination.serverKind() != odbc::ServerKind::PostgreSql) {
-    return Refusal(finding::WrongServer,
+    return Finding(finding::WrongServer,
                    "The source is " + KindOf(source) + " and the destination " + KindOf(destination) +
                        ": the migrator ends with \"Error: Migration is only possible from Microsoft SQL Server to "
                        "PostgreSQL\".");
@@ -41,12 +34,12 @@ std::optional<Finding> WhyRunRefused(odbc::DBConnection& source, const odbc::DBC
       return std::nullopt;
     }
   } catch (const std::runtime_error& error) {
-    return Refusal(
+    return Finding(
         finding::WrongSchemaVersion,
         std::string("The source's schema version cannot be read: the migrator ends, with this in its log only: ") +
             error.what());
   }
-  return Refusal(finding::WrongSchemaVersion,
+  return Finding(finding::WrongSchemaVersion,
                  "The source's schema version is not 29: the migrator ends with \"Error: Migration is possible only "
                  "for version 29 of the Brantwell database\".");
 }

@@ -38,8 +38,7 @@ std::string ArrayOfEmptied(const staging::Destination& model) {
 }
 
 Finding LockFinding(const TextRow& session, const RunSettings& settings) {
-  Finding finding(finding::TableLocked);
-  finding.text = session.at(1).value_or("");
+  Finding finding(finding::TableLocked, session.at(1).value_or(""));
   const std::optional<std::string>& held = session.at(2);
   const std::optional<std::string>& awaited = session.at(3);
   if (held) {
@@ -90,11 +89,11 @@ void LookAtSessions(const odbc::DBConnection& destination, const staging::Destin
                     const RunSettings& settings, Report& report) {
   const std::vector<MigratorSession> runs = FindSessionsAtWork(destination);
   for (const MigratorSession& run : runs) {
-    report.general.emplace_back(finding::RunAtWork).text = "Session " + run.process + " of " + run.login +
-                                                           " is the migrator's, in " + run.table +
-                                                           ". A run is at work, or the server still works on what one "
-                                                           "left behind. Wait for its end, then check again: two "
-                                                           "runs at a time empty and fill the same tables.";
+    report.general.emplace_back(finding::RunAtWork, "Session " + run.process + " of " + run.login +
+                                                        " is the migrator's, in " + run.table +
+                                                        ". A run is at work, or the server still works on what one "
+                                                        "left behind. Wait for its end, then check again: two "
+                                                        "runs at a time empty and fill the same tables.");
   }
   for (const TextRow& session : QueryRows(destination, kLocks, {ArrayOfEmptied(model)})) {
     if (std::none_of(runs.begin(), runs.end(),

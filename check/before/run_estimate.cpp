@@ -96,9 +96,7 @@ std::optional<Expected> ExpectedOf(const odbc::DBConnection& destination, const 
 }
 
 Finding NotWritten(std::string text) {
-  Finding finding(finding::LogNotWritten);
-  finding.text = std::move(text);
-  return finding;
+  return Finding(finding::LogNotWritten, std::move(text));
 }
 
 /// Why the log cannot be opened for writing; empty when it can be. An existing file stays as it is.
@@ -159,9 +157,9 @@ std::vector<Finding> LookAtLog(const std::filesystem::path& log, std::optional<s
   }
   const std::uint64_t held = exists ? std::filesystem::file_size(log, error) : 0;
   if (held > 0) {
-    findings.emplace_back(finding::LogOverwritten).text =
-        name + " holds a log of " + AboutBytes(held) +
-        ", which the run overwrites as soon as it starts. Move it away if you need it.";
+    findings.emplace_back(finding::LogOverwritten,
+                          name + " holds a log of " + AboutBytes(held) +
+                              ", which the run overwrites as soon as it starts. Move it away if you need it.");
   }
   if (needed && free && *free + held < *needed) {
     findings.push_back(NotWritten("The disk of " + name + " has about " + AboutBytes(*free + held) +

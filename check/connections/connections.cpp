@@ -56,8 +56,7 @@ std::string OptionalValue(const odbc::DBConnection& connection, const std::strin
 }
 
 Finding GeneralFinding(const FindingKind& kind, std::string text, std::optional<Query> query) {
-  Finding finding(kind);
-  finding.text = std::move(text);
+  Finding finding(kind, std::move(text));
   finding.query = std::move(query);
   return finding;
 }

@@ -71,12 +71,11 @@ std::optional<Finding> UnencryptedFinding(Side side, const Encryption& encryptio
   if (encryption.on.value_or(true) || encryption.local.value_or(false)) {
     return std::nullopt;
   }
-  Finding finding(finding::ConnectionUnencrypted);
-  finding.text = "The connection to the " + std::string(side == Side::Source ? "source" : "destination") +
-                 " is not encrypted: rows can be read on their way. " +
-                 (side == Side::Source ? "Set Encryption = require in the data source (FreeTDS)."
-                                       : "Set SSLmode = require in the data source, or a stricter mode.");
-  return finding;
+  return Finding(finding::ConnectionUnencrypted,
+                 "The connection to the " + std::string(side == Side::Source ? "source" : "destination") +
+                     " is not encrypted: rows can be read on their way. " +
+                     (side == Side::Source ? "Set Encryption = require in the data source (FreeTDS)."
+                                           : "Set SSLmode = require in the data source, or a stricter mode."));
 }
 
 }  // namespace check

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "check/report/findings.h"
@@ -23,7 +24,7 @@ struct Query {
 
 struct Finding {
   /// \param of one of AllFindings.
-  explicit Finding(const FindingKind& of) : kind(&of), cost(of.cost) {}
+  explicit Finding(const FindingKind& of, std::string said = {}) : kind(&of), cost(of.cost), text(std::move(said)) {}
 
   const FindingKind* kind;
   Cost cost;                          ///< That of its kind, unless the case is milder or graver.

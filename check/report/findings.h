@@ -98,8 +98,8 @@ inline constexpr FindingKind TextCut{"text-cut", Cost::TextCut, "a text arrives 
 inline constexpr FindingKind ZeroByte{"zero-byte", Cost::TextCut, "a text arrives up to its first zero byte", true};
 inline constexpr FindingKind ValueChanged{"value-changed", Cost::ValueChanged,
                                           "a value arrives as another one: it is read, sent or stored otherwise", true};
-inline constexpr FindingKind PointsElsewhere{"points-elsewhere", Cost::WrongRow,
-                                             "a number that is kept, or that of a pool, will refer to another row", true};
+inline constexpr FindingKind PointsElsewhere{
+    "points-elsewhere", Cost::WrongRow, "a number that is kept, or that of a pool, will refer to another row", true};
 inline constexpr FindingKind DuplicateNumber{"duplicate-number", Cost::WrongRow,
                                              "several rows have the same number, which others refer to"};
 inline constexpr FindingKind NumbersChange{"numbers-change", Cost::WrongRow,

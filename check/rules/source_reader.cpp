@@ -184,17 +184,17 @@ bool SourceReader::Next() {
 
 void SourceReader::Convert(std::size_t column) {
   SourceRow::Field& field = row_.fields_[column];
-  const SQLRETURN result =
-      SQLGetData(statement_.handle(), static_cast<SQLUSMALLINT>(column + 1), cTypes_[column],
-                 row_.data_.data() + field.offset, static_cast<SQLLEN>(field.size), &field.indicator);
-  field.unreadable = !odbc::Succeeded(result);
-  if (field.unreadable) {
-    field.indicator = 0;
-    const odbc::Error error(odbc::ReadDiagnostics(SQL_HANDLE_STMT, statement_.handle()));
+  field.unreadable = false;
+  try {
+    statement_.Require(SQLGetData(statement_.handle(), static_cast<SQLUSMALLINT>(column + 1), cTypes_[column],
+                                  row_.data_.data() + field.offset, static_cast<SQLLEN>(field.size), &field.indicator));
+  } catch (const odbc::Error& error) {
     // 07006: the type does not convert.
     if (!error.IsOfClass("22") && error.state() != "07006") {
-      throw error;
+      throw;
     }
+    field.unreadable = true;
+    field.indicator = 0;
   }
 }
 

@@ -187,7 +187,7 @@ std::string FlawOfDataSource(std::string_view side, const std::string& name) {
            std::to_string(SQL_MAX_DSN_LENGTH) + " at most. Give it a shorter one";
   }
   // In a connection string such a name would be read otherwise than alone.
-  if (name.find_first_of("{}") != std::string::npos) {
+  if (name.find('}') != std::string::npos) {
     return {};
   }
   const Connection connection;

@@ -261,9 +261,9 @@ class Wording {
 }  // namespace
 
 Finding EmptiedAgainFinding(const std::string& path, std::string_view by) {
-  Finding finding(finding::CascadeEmptiesMigrated);
-  finding.text = "The rows that are migrated are emptied again: the table refers to " + std::string(by) +
-                 ", which comes later and whose truncate cascades.";
+  Finding finding(finding::CascadeEmptiesMigrated,
+                  "The rows that are migrated are emptied again: the table refers to " + std::string(by) +
+                      ", which comes later and whose truncate cascades.");
   finding.query = Query{.side = Side::Destination,
                         .text =
                             "SELECT conname, confrelid::regclass FROM pg_constraint WHERE contype = 'f' AND "

@@ -204,10 +204,10 @@ def test_names_that_a_connection_string_would_split(new_workspace):
     odbc_ini.write_text(
         odbc_ini.read_text()
         .replace(f"[{data_sources.SOURCE}]", "[/source; PWD=x]")
-        .replace(f"[{data_sources.DESTINATION}]", "[{destination}]")
+        .replace(f"[{data_sources.DESTINATION}]", "[{desti}nation]")
     )
     workspace.write_configuration(
-        source=("/source; PWD=x", lab.SOURCE_LOGIN, "dbo"), destination=("{destination}", lab.DESTINATION_LOGIN, "public")
+        source=("/source; PWD=x", lab.SOURCE_LOGIN, "dbo"), destination=("{desti}nation", lab.DESTINATION_LOGIN, "public")
     )
 
     assert check(workspace, "before").errors == ""
