@@ -6,6 +6,7 @@
 #include <array>
 #include <bit>
 #include <charconv>
+#include <cstdint>
 #include <cstring>
 
 #include "check/rules/row_rules.h"
@@ -263,7 +264,7 @@ void CopyWriter::ReadChanges(std::size_t row) {
       const bool asDouble = copy_.asDoubles.contains(column);
       const std::optional<double> stored = asDouble ? DoubleOfHex(text) : NumberOf(text);
       // The bytes, since -0 equals 0.
-      same = stored && std::memcmp(&*stored, &sent, sizeof(sent)) == 0;
+      same = stored && std::bit_cast<std::uint64_t>(*stored) == std::bit_cast<std::uint64_t>(sent);
       shown = asDouble && stored ? rules::Shown(*stored) : std::string(text);
     }
     if (!same) {

@@ -21,8 +21,9 @@ TEST(Printable, ShowsControlCharactersAsNumbers) {
 TEST(Printable, ShowsCharactersThatChangeTheDirectionOrTheLineAsNumbers) {
   EXPECT_EQ(Printable("\u061C\u200E\u200F"), R"(\xD8\x9C\xE2\x80\x8E\xE2\x80\x8F)");
   EXPECT_EQ(Printable("\u2028\u2029"), R"(\xE2\x80\xA8\xE2\x80\xA9)");
-  EXPECT_EQ(Printable("\u202A\u202B\u202C\u202D\u202E"),
+  EXPECT_EQ(Printable("\u202A\u202B\u202C\u202D\u202E"),  // NOLINT(misc-misleading-bidirectional)
             R"(\xE2\x80\xAA\xE2\x80\xAB\xE2\x80\xAC\xE2\x80\xAD\xE2\x80\xAE)");
+  // NOLINTNEXTLINE(misc-misleading-bidirectional)
   EXPECT_EQ(Printable("\u2066\u2067\u2068\u2069"), R"(\xE2\x81\xA6\xE2\x81\xA7\xE2\x81\xA8\xE2\x81\xA9)");
   const std::string neighbours = "\u061B\u061D\u200D\u2010\u2027\u202F\u2065\u206A";
   EXPECT_EQ(Printable(neighbours), neighbours);
