@@ -170,11 +170,11 @@ bool CopyWriter::WriteAll() {
   if (!many_) {
     many_ = Prepare(kBatch, 0);
   }
-  const SQLRETURN result = SQLExecute(many_->handle());
-  if (!odbc::Succeeded(result)) {
-    const odbc::Error error(odbc::ReadDiagnostics(SQL_HANDLE_STMT, many_->handle()));
+  try {
+    many_->Require(SQLExecute(many_->handle()));
+  } catch (const odbc::Error& error) {
     if (IsTrouble(error)) {
-      throw error;
+      throw;
     }
     SQLFreeStmt(many_->handle(), SQL_CLOSE);
     RestoreNumbers();
@@ -188,19 +188,19 @@ void CopyWriter::WriteOne(std::size_t row) {
   std::memcpy(images_.data() + kBatch * imageSize_, image(row), imageSize_);
   std::copy_n(numbers_.begin() + static_cast<std::ptrdiff_t>(row * numbersPerRow_), numbersPerRow_,
               numbers_.begin() + static_cast<std::ptrdiff_t>(kBatch * numbersPerRow_));
-  const SQLRETURN result = SQLExecute(one_->handle());
-  if (odbc::Succeeded(result)) {
-    Read(*one_, row, 1);
+  try {
+    one_->Require(SQLExecute(one_->handle()));
+  } catch (const odbc::Error& error) {
+    if (IsTrouble(error)) {
+      throw;
+    }
+    SQLFreeStmt(one_->handle(), SQL_CLOSE);
+    RestoreNumbers();
+    stored_[row].refusal = Explain(error, row);
+    stored_[row].assigned = SkipNumber();
     return;
   }
-  const odbc::Error error(odbc::ReadDiagnostics(SQL_HANDLE_STMT, one_->handle()));
-  if (IsTrouble(error)) {
-    throw error;
-  }
-  SQLFreeStmt(one_->handle(), SQL_CLOSE);
-  RestoreNumbers();
-  stored_[row].refusal = Explain(error, row);
-  stored_[row].assigned = SkipNumber();
+  Read(*one_, row, 1);
 }
 
 std::optional<std::int32_t> CopyWriter::SkipNumber() {

@@ -412,24 +412,25 @@ def _ignore(action) -> None:
 
 
 def test_run_at_work(new_workspace):
-    def fill(path):
-        for number in range(1, 1001):
-            source.insert(path, "LoadedPositions", PosID=number, FirmID="F")
-
     def look(process):
         scratch.wait_until(
-            lambda: workspace.query_destination('SELECT count(*) FROM "LoadedPositions"')[0][0] > 0, "the first rows"
+            lambda: workspace.query_destination("SELECT FROM pg_stat_activity WHERE wait_event = 'PgSleep'"), "the row"
         )
         results.append(check(workspace, "before"))
         process.kill()
 
     results = []
-    workspace = new_workspace(fill=fill, server_options=("--delay", "LoadedPositions:20"))
+    workspace = new_workspace(fill=lambda path: source.insert(path, "LoadedPositions", PosID=1, FirmID="F"))
+    # Its INSERT holds a lock for as long as it lasts: that of the run is no finding of its own.
+    workspace.execute_destination(
+        "CREATE FUNCTION wait() RETURNS trigger LANGUAGE plpgsql AS $$BEGIN PERFORM pg_sleep(600); RETURN NEW; END$$",
+        'CREATE TRIGGER wait BEFORE INSERT ON "LoadedPositions" FOR EACH ROW EXECUTE FUNCTION wait()',
+    )
     workspace.run_redirected(meanwhile=look)
 
-    texts = [text for name, _, text in _general(results[0]) if name == "run-at-work"]
-    assert len(texts) == 1
-    assert " of bw_migrator is the migrator's, in LoadedPositions. A run is at work, " in texts[0]
+    ((name, _, text),) = [each for each in _general(results[0]) if each[0] in ("run-at-work", "table-locked")]
+    assert name == "run-at-work"
+    assert " of bw_migrator is the migrator's, in LoadedPositions. A run is at work, " in text
 
 
 def _run_to_its_end(workspace) -> None:
