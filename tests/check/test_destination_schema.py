@@ -604,6 +604,22 @@ def test_rows_that_the_run_deletes_are_counted(workspace):
     assert sum(len(workspace.query_destination(query)) for query in queries) == 22
 
 
+def test_rows_after_the_end_of_the_run_are_not_deleted(workspace):
+    _plant(
+        workspace,
+        (
+            "INSERT INTO \"SystemData\" VALUES ('a', 'b')",
+            "INSERT INTO \"SecMinQt\" VALUES ('B', 'B', 1)",
+            'ALTER TABLE "Clients" RENAME TO clients',
+        ),
+    )
+
+    result = check(workspace, "before")
+
+    (finding,) = [each for each in result.report["general"] if each["id"] == "destination-not-empty"]
+    assert (finding["rows"], finding["text"]) == (1, "A run deletes the rows that the tables have now: SystemData 1.")
+
+
 @pytest.mark.parametrize("chosen", ["Clients", "SecMinQt,Clients"])
 def test_only_the_chosen_tables_are_told_of(workspace, chosen):
     _plant(workspace, FLAWS["missing column"].statements + ('DROP TABLE "ExportOrder"',))
