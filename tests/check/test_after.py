@@ -4,6 +4,7 @@ import contextlib
 import hashlib
 import os
 import random
+import signal
 import re
 import time
 
@@ -1175,13 +1176,16 @@ def test_a_run_that_is_aborted_while_it_waits_for_a_lock(migrated):
 def test_a_run_that_is_still_at_work(shared_lab):
     def fill(path):
         flawed_source.create_clean(path)
-        for number in range(4, 1001):
+        for number in range(4, 101):
             source.insert(path, "LoadedPositions", PosID=number, FirmID="F")
 
     def look(process):
         scratch.wait_until(
             lambda: workspace.query_destination('SELECT count(*) FROM "LoadedPositions"')[0][0] > 0, "the first rows"
         )
+        process.send_signal(signal.SIGSTOP)
+        # The source is slow for the run only.
+        workspace.restart_source()
         results.append(check(workspace, "after"))
         process.kill()
 
