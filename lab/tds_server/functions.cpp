@@ -281,9 +281,14 @@ void Call(sqlite3_context* context, int count, sqlite3_value** arguments) {
   }
 }
 
+// Libraries from 3.45 on may insist that a function says so when its results have subtypes.
+#ifndef SQLITE_RESULT_SUBTYPE
+#define SQLITE_RESULT_SUBTYPE 0
+#endif
+
 template <Function function>
 void Define(sqlite3* database, const char* name, int arguments, Collations& collations) {
-  constexpr int kFlags = SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_SUBTYPE;
+  constexpr int kFlags = SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_SUBTYPE | SQLITE_RESULT_SUBTYPE;
   if (sqlite3_create_function_v2(database, name, arguments, kFlags, &collations, Call<function>, nullptr, nullptr,
                                  nullptr) != SQLITE_OK) {
     throw TranslateSqliteError(sqlite3_extended_errcode(database), sqlite3_errmsg(database));

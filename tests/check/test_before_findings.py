@@ -519,9 +519,9 @@ def test_source_that_breaks_off_is_no_end_of_a_table(workspace, fault):
 
 def test_destination_that_goes_away_is_said(workspace):
     workspace.execute_destination(
-        "CREATE FUNCTION leave() RETURNS boolean LANGUAGE plpgsql IMMUTABLE AS"
+        "CREATE FUNCTION leave(integer) RETURNS boolean LANGUAGE plpgsql IMMUTABLE AS"
         " $$ BEGIN RETURN pg_terminate_backend(pg_backend_pid()); END $$",
-        'ALTER TABLE "Orders" ADD CONSTRAINT leaving CHECK (leave())',
+        'ALTER TABLE "Orders" ADD CONSTRAINT leaving CHECK (leave("OrderID"))',
     )
 
     result = check(workspace, "before")
