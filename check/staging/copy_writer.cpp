@@ -170,14 +170,7 @@ bool CopyWriter::WriteAll() {
   if (!many_) {
     many_ = Prepare(kBatch, 0);
   }
-  try {
-    many_->Require(SQLExecute(many_->handle()));
-  } catch (const odbc::Error& error) {
-    if (IsTrouble(error)) {
-      throw;
-    }
-    SQLFreeStmt(many_->handle(), SQL_CLOSE);
-    RestoreNumbers();
+  if (WhyRefused(*many_)) {
     return false;
   }
   Read(*many_, 0, kBatch);
@@ -188,19 +181,27 @@ void CopyWriter::WriteOne(std::size_t row) {
   std::memcpy(images_.data() + kBatch * imageSize_, image(row), imageSize_);
   std::copy_n(numbers_.begin() + static_cast<std::ptrdiff_t>(row * numbersPerRow_), numbersPerRow_,
               numbers_.begin() + static_cast<std::ptrdiff_t>(kBatch * numbersPerRow_));
-  try {
-    one_->Require(SQLExecute(one_->handle()));
-  } catch (const odbc::Error& error) {
-    if (IsTrouble(error)) {
-      throw;
-    }
-    SQLFreeStmt(one_->handle(), SQL_CLOSE);
-    RestoreNumbers();
-    stored_[row].refusal = Explain(error, row);
+  if (const std::optional<odbc::Error> refusal = WhyRefused(*one_)) {
+    stored_[row].refusal = Explain(*refusal, row);
     stored_[row].assigned = SkipNumber();
     return;
   }
   Read(*one_, row, 1);
+}
+
+/// Executes a statement. Returns why the destination refuses it; nothing when it stores the rows.
+std::optional<odbc::Error> CopyWriter::WhyRefused(const odbc::Statement& statement) {
+  try {
+    statement.Require(SQLExecute(statement.handle()));
+    return std::nullopt;
+  } catch (const odbc::Error& error) {
+    if (IsTrouble(error)) {
+      throw;
+    }
+    SQLFreeStmt(statement.handle(), SQL_CLOSE);
+    RestoreNumbers();
+    return error;
+  }
 }
 
 std::optional<std::int32_t> CopyWriter::SkipNumber() {

@@ -86,6 +86,7 @@ class CopyWriter {
   void ReadChanges(std::size_t row);
   bool WriteAll();
   void WriteOne(std::size_t row);
+  std::optional<odbc::Error> WhyRefused(const odbc::Statement& statement);
   void RestoreNumbers();
   bool SentAsNumber(std::string_view column) const;
   Refusal Explain(const odbc::Error& error, std::size_t row) const;
