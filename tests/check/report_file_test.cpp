@@ -138,13 +138,30 @@ TEST_F(ReportFileTest, LeavesAloneALinkThatLeadsNowhere) {
   EXPECT_EQ(Files(), 1U);
 }
 
-TEST_F(ReportFileTest, NeedsADirectoryThatCanBeWrittenTo) {
-  if (geteuid() == 0) {
-    GTEST_SKIP() << "root may write anywhere";
+/// As long as it lives, this process has the rights of an ordinary user: root may write anywhere.
+class OrdinaryUser {
+ public:
+  OrdinaryUser() : before_(geteuid()) {
+    constexpr uid_t nobody = 65534;
+    EXPECT_EQ(seteuid(before_ == 0 ? nobody : before_), 0);
   }
+  ~OrdinaryUser() { EXPECT_EQ(seteuid(before_), 0); }
+  OrdinaryUser(const OrdinaryUser&) = delete;
+  OrdinaryUser(OrdinaryUser&&) = delete;
+  OrdinaryUser& operator=(const OrdinaryUser&) = delete;
+  OrdinaryUser& operator=(OrdinaryUser&&) = delete;
+
+ private:
+  uid_t before_;
+};
+
+TEST_F(ReportFileTest, NeedsADirectoryThatCanBeWrittenTo) {
   const std::string path = directory_.Write("report.json", "old");
-  std::filesystem::permissions(directory_.path(), std::filesystem::perms(0500));
-  EXPECT_EQ(Failure(path), "cannot write " + path + ": Permission denied");
+  std::filesystem::permissions(directory_.path(), std::filesystem::perms(0555));
+  {
+    const OrdinaryUser user;
+    EXPECT_EQ(Failure(path), "cannot write " + path + ": Permission denied");
+  }
   std::filesystem::permissions(directory_.path(), std::filesystem::perms(0700));
   EXPECT_EQ(support::ReadFile(path), "old");
 }
