@@ -31,7 +31,7 @@ def deadline(request):
 
 @pytest.fixture(scope="session")
 def shared_lab():
-    with lab.Lab() as started:
+    with lab.Lab(in_memory=True) as started:
         yield started
 
 

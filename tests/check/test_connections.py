@@ -55,7 +55,7 @@ def test_facts(new_workspace):
 @pytest.fixture
 def encrypted_lab():
     """A lab of its own whose PostgreSQL speaks TLS."""
-    with lab.Lab() as started:
+    with lab.Lab(in_memory=True) as started:
         directory = started.directory / "tls"
         directory.mkdir(mode=0o755)
         key, certificate = directory / "server.key", directory / "server.crt"

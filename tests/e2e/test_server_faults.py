@@ -61,7 +61,7 @@ needs_mount = pytest.mark.skipif(not _can_mount(), reason="no file system can be
 @pytest.fixture
 def own_workspace():
     """A workspace in a lab of its own, whose PostgreSQL the test may break."""
-    with lab.Lab() as own_lab, own_lab.workspace(_fill) as workspace:
+    with lab.Lab(in_memory=True) as own_lab, own_lab.workspace(_fill) as workspace:
         yield workspace
 
 

@@ -40,7 +40,7 @@ def windows():
 
 @pytest.fixture(scope="session")
 def shared_lab():
-    with lab.Lab() as started:
+    with lab.Lab(in_memory=True) as started:
         yield started
 
 
