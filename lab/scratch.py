@@ -56,10 +56,9 @@ class ScratchDirectory:
 
 def _has_memory() -> bool:
     """Whether files in memory are possible, executable ones too, and have room."""
-    try:
-        state = os.statvfs(_MEMORY)
-    except FileNotFoundError:
+    if not os.access(_MEMORY, os.W_OK):
         return False
+    state = os.statvfs(_MEMORY)
     return not state.f_flag & os.ST_NOEXEC and state.f_bavail * state.f_frsize >= _FREE_MEMORY
 
 
