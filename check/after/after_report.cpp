@@ -40,15 +40,15 @@ class Reporting {
     if (std::optional<Finding> finding = explained ? std::nullopt : LogFinding(judgement_, log)) {
       report.general.push_back(std::move(*finding));
     }
-    if (EndedIn() && !IsChosen(Catalogue()[*EndedIn()].name)) {
+    if (EndedIn() && !IsChosen(chosen_, Catalogue()[*EndedIn()].name)) {
       report.general.emplace_back(finding::RunEnded, "The run ended in " + NameOfEnd() + ": " + Because() + ".");
     }
     for (const TableResult& result : compared_.results()) {
-      if (IsChosen(result.table->name)) {
+      if (IsChosen(chosen_, result.table->name)) {
         report.tables.push_back(Entry(result));
       }
     }
-    if (EndedIn() && IsChosen(NameOfEnd())) {
+    if (EndedIn() && IsChosen(chosen_, NameOfEnd())) {
       report.runEndsIn = NameOfEnd();
     }
     report.status = StatusOf(report);
@@ -59,10 +59,6 @@ class Reporting {
   }
 
  private:
-  bool IsChosen(std::string_view table) const {
-    return chosen_.empty() || std::find(chosen_.begin(), chosen_.end(), table) != chosen_.end();
-  }
-
   std::optional<std::size_t> EndedIn() const {
     return end_.state == RunEnd::State::Incomplete ? end_.table : std::nullopt;
   }
@@ -238,7 +234,7 @@ class Reporting {
     }
     const bool different =
         std::any_of(compared_.results().begin(), compared_.results().end(),
-                    [this](const auto& each) { return IsChosen(each.table->name) && IsDifferent(each); });
+                    [this](const auto& each) { return IsChosen(chosen_, each.table->name) && IsDifferent(each); });
     if (different) {
       return Status::Different;
     }
@@ -254,7 +250,7 @@ class Reporting {
     std::vector<std::string> notCompared;
     std::size_t notMigrated = 0;
     for (const TableResult& result : compared_.results()) {
-      if (!IsChosen(result.table->name)) {
+      if (!IsChosen(chosen_, result.table->name)) {
         continue;
       }
       if (!FiguresOfTable(result)) {
@@ -300,7 +296,7 @@ class Reporting {
     std::uint64_t lost = 0;
     std::vector<std::string> losing;
     for (const TableResult& result : compared_.results()) {
-      if (!IsChosen(result.table->name) || !FiguresOfTable(result)) {
+      if (!IsChosen(chosen_, result.table->name) || !FiguresOfTable(result)) {
         continue;
       }
       const staging::StagedTable& staged = *result.staged;

@@ -26,12 +26,6 @@ namespace check {
 
 namespace {
 
-std::size_t PlaceOf(std::string_view table) {
-  const auto& all = Catalogue();
-  return static_cast<std::size_t>(
-      std::find_if(all.begin(), all.end(), [table](const auto& each) { return each.name == table; }) - all.begin());
-}
-
 /// Whether the run comes so far as to empty a table.
 bool IsEmptied(std::string_view table, const staging::Obstacles& obstacles, const staging::Staged& staged) {
   return !staged.endsIn || PlaceOf(table) < PlaceOf(*staged.endsIn) ||
@@ -216,12 +210,10 @@ Report CheckBefore(odbc::DBConnection& source, const odbc::DBConnection& trial, 
   report.facts.emplace_back(
       "The procedures of the destination were not run: each is assumed to insert the values that it gets, and nothing "
       "else.");
-  std::erase_if(report.tables, [&tables](const TableReport& entry) {
-    return !tables.empty() && std::find(tables.begin(), tables.end(), entry.table) == tables.end();
-  });
+  std::erase_if(report.tables, [&tables](const TableReport& entry) { return !IsChosen(tables, entry.table); });
   LookAtRun(destination, copies, tables.empty(), runSettings.waitsForDisk, report);
   // Of what was not chosen nothing is said.
-  if (staged.endsIn && (tables.empty() || std::find(tables.begin(), tables.end(), *staged.endsIn) != tables.end())) {
+  if (staged.endsIn && IsChosen(tables, *staged.endsIn)) {
     report.runEndsIn = staged.endsIn;
   }
   report.foreseen = foreseen && report.HasAllFigures();

@@ -252,7 +252,6 @@ class Look {
 
   /// Of the shown tables; a run deletes the rows of those that it comes to empty.
   void CountRows() {
-    const std::vector<std::string>& shown = report_.onlyTables;
     Finding finding(finding::DestinationNotEmpty);
     finding.rows = 0;
     std::string list;
@@ -266,7 +265,7 @@ class Look {
       if (relation == nullptr || std::string_view("rpf").find(relation->kind) == std::string_view::npos) {
         continue;
       }
-      if (!shown.empty() && std::find(shown.begin(), shown.end(), table.name) == shown.end()) {
+      if (!IsChosen(report_.onlyTables, table.name)) {
         continue;
       }
       const std::optional<std::uint64_t> rows = Count(*relation);

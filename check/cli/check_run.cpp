@@ -1,6 +1,5 @@
 #include "check/cli/check_run.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <exception>
@@ -67,7 +66,7 @@ std::vector<std::optional<std::uint64_t>> CountRows(const odbc::DBConnection& so
   std::vector<std::optional<std::uint64_t>> counts;
   for (const db::TableDescription& table : Catalogue()) {
     std::optional<std::uint64_t>& count = counts.emplace_back();
-    if (!chosen.empty() && std::find(chosen.begin(), chosen.end(), table.name) == chosen.end()) {
+    if (!IsChosen(chosen, table.name)) {
       continue;
     }
     try {

@@ -15,8 +15,8 @@
 
 #include "check/connections/encryption.h"
 #include "check/rules/catalogue.h"
+#include "check/rules/source_reader.h"
 #include "check/sql/query.h"
-#include "db/statement_text.h"
 #include "odbc/diagnostics.h"
 #include "odbc/statement.h"
 #include "odbc/text.h"
@@ -91,19 +91,10 @@ void AddDestinationFacts(const odbc::DBConnection& destination, Report& report) 
 
 // Rights.
 
-/// The table's own query for none of its rows.
-std::string EmptyQuery(const db::TableDescription& table, std::string_view schema) {
-  std::string sql = db::WithSchema(table.select, schema);
-  if (sql.ends_with(';')) {
-    sql.pop_back();
-  }
-  return sql + " WHERE 1 = 0;";
-}
-
 std::set<std::string, std::less<>> CheckSourceRights(const odbc::DBConnection& source, Report& report) {
   std::set<std::string, std::less<>> unreadable;
   for (const db::TableDescription& table : Catalogue()) {
-    const std::string sql = EmptyQuery(table, source.schema());
+    const std::string sql = rules::EmptyQuery(table, source.schema());
     try {
       QueryRows(source, sql);
     } catch (const std::runtime_error& failure) {

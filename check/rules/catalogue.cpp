@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <stdexcept>
-#include <string>
 
 #include "db/tables/table_list.h"
 
@@ -20,6 +19,10 @@ std::vector<db::TableDescription> DescribeAll(db::TableList<Pairs...> /*tables*/
 const std::vector<db::TableDescription>& Catalogue() {
   static const std::vector<db::TableDescription> catalogue = DescribeAll(db::Tables{});
   return catalogue;
+}
+
+bool IsChosen(const std::vector<std::string>& chosen, std::string_view table) {
+  return chosen.empty() || std::find(chosen.begin(), chosen.end(), table) != chosen.end();
 }
 
 const db::TableDescription& TableNamed(std::string_view name) {

@@ -2,6 +2,7 @@
 #define BW_CHECK_RULES_CATALOGUE_H
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -11,6 +12,9 @@ namespace check {
 
 /// The 22 tables in the order in which they are migrated.
 const std::vector<db::TableDescription>& Catalogue();
+
+/// Whether the report is on a table: `chosen` are the tables that it is limited to; none means all.
+bool IsChosen(const std::vector<std::string>& chosen, std::string_view table);
 
 /// The table of that name.
 ///

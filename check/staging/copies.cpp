@@ -92,12 +92,6 @@ std::vector<ForeignKey> ReadForeignKeys(const odbc::DBConnection& destination, c
   return keys;
 }
 
-std::size_t PlaceOf(std::string_view table) {
-  const auto& all = Catalogue();
-  return static_cast<std::size_t>(
-      std::find_if(all.begin(), all.end(), [table](const auto& each) { return each.name == table; }) - all.begin());
-}
-
 /// The table of the 22 that has this number; nothing for another one.
 std::optional<std::string_view> NameOf(const Destination& model, const ObjectId& id) {
   const auto found =

@@ -54,7 +54,6 @@ class CopyWriter {
   /// \throws odbc::Error when the destination cannot be asked.
   CopyWriter(const odbc::DBConnection& destination, const Copy& copy);
 
-  std::size_t rows() const noexcept { return rows_; }
   bool IsFull() const noexcept { return rows_ == kBatch; }
 
   /// Takes a row: the migrator's row buffer, its position in reading order and, in their order, the source's numbers in

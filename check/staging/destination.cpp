@@ -71,14 +71,12 @@ constexpr std::string_view kRelations = R"(
         OR (has_sequence_privilege(s.oid, 'USAGE') AND pg_sequence_last_value(s.oid) IS NOT NULL)))
     GROUP BY f.adrelid)
   SELECT c.oid::text, format('%I.%I', n.nspname, c.relname), c.relkind::text,
-    EXISTS (SELECT FROM pg_inherits i WHERE i.inhparent = c.oid)::text,
     has_table_privilege(c.oid, 'TRUNCATE')::text,
     (has_table_privilege(c.oid, 'SELECT') AND has_schema_privilege(n.oid, 'USAGE'))::text,
     (NOT EXISTS (
       SELECT FROM pg_depend d JOIN pg_class s ON s.oid = d.objid AND s.relkind = 'S'
       WHERE d.classid = 'pg_class'::regclass AND d.refclassid = 'pg_class'::regclass AND d.refobjid = c.oid
         AND d.deptype IN ('a', 'i') AND NOT pg_has_role(s.relowner, 'USAGE')))::text,
-    (SELECT string_agg(names, ', ') FROM firing WHERE tgrelid = c.oid AND tgtype & 4 <> 0),
     (SELECT string_agg(names, ', ') FROM firing WHERE tgrelid = c.oid AND tgtype & 32 <> 0),
     concat_ws('; ',
       CASE c.relkind WHEN 'r' THEN NULL WHEN 'p' THEN 'it is partitioned' WHEN 'f' THEN 'it is a foreign table'
@@ -97,18 +95,15 @@ constexpr std::string_view kRelations = R"(
 std::map<ObjectId, Relation> ReadRelations(const odbc::DBConnection& destination, const std::set<ObjectId>& ids) {
   std::map<ObjectId, Relation> relations;
   for (const TextRow& row : QueryRows(destination, kRelations, {ArrayOf(ids)})) {
-    const std::string kind = Text(row, 2);
     relations.emplace(Text(row, 0), Relation{.id = Text(row, 0),
                                              .name = Text(row, 1),
-                                             .kind = kind.empty() ? ' ' : kind.front(),
-                                             .hasChildren = Yes(row, 3),
-                                             .mayTruncate = Yes(row, 4),
-                                             .mayRead = Yes(row, 5),
-                                             .ownsSequences = Yes(row, 6),
-                                             .insertTriggers = Text(row, 7),
-                                             .truncateTriggers = Text(row, 8),
-                                             .sequencesRefused = Text(row, 10),
-                                             .unforeseen = Text(row, 9)});
+                                             .kind = Text(row, 2).front(),
+                                             .mayTruncate = Yes(row, 3),
+                                             .mayRead = Yes(row, 4),
+                                             .ownsSequences = Yes(row, 5),
+                                             .truncateTriggers = Text(row, 6),
+                                             .sequencesRefused = Text(row, 8),
+                                             .unforeseen = Text(row, 7)});
   }
   return relations;
 }
@@ -167,10 +162,6 @@ const Relation* Destination::Find(std::string_view table) const {
   return found == tables.end() ? nullptr : &relations.at(found->second);
 }
 
-std::string PathOf(const odbc::DBConnection& destination, std::string_view table) {
-  return destination.schema() + QuotedName(Side::Destination, table);
-}
-
 std::map<std::string_view, std::vector<std::string_view>> EmptiedAgain(const Destination& destination) {
   std::map<std::string_view, std::vector<std::string_view>> emptied;
   std::map<ObjectId, std::string_view> earlier;
@@ -196,7 +187,7 @@ Destination ReadDestination(const odbc::DBConnection& destination) {
   std::set<ObjectId> ids;
   for (const db::TableDescription& table : Catalogue()) {
     const std::optional<std::string> id =
-        QueryValue(destination, "SELECT to_regclass(?)::oid::text", {PathOf(destination, table.name)});
+        QueryValue(destination, "SELECT to_regclass(?)::oid::text", {destination.schema() + Quoted(table.name)});
     if (!id) {
       continue;
     }

@@ -23,12 +23,10 @@ struct Relation {
   ObjectId id;
   std::string name;  ///< With its schema, quoted where SQL needs it.
   char kind = ' ';   ///< As in pg_class: 'r' for a plain table.
-  bool hasChildren = false;
   bool mayTruncate = false;
-  bool mayRead = false;        ///< All columns.
-  bool ownsSequences = true;   ///< Those of its columns, which RESTART IDENTITY sets back.
-  std::string insertTriggers;  ///< Names of the enabled ones, foreign keys left out; empty when there are none.
-  std::string truncateTriggers;
+  bool mayRead = false;          ///< All columns.
+  bool ownsSequences = true;     ///< Those of its columns, which RESTART IDENTITY sets back.
+  std::string truncateTriggers;  ///< Names of the enabled ones; empty when there are none.
   std::string sequencesRefused;  ///< Columns whose numbers the login may not take; empty when there are none.
   /// Why nobody can know beforehand what an INSERT does; empty where that can be known.
   std::string unforeseen;
@@ -57,9 +55,6 @@ std::map<std::string_view, std::vector<std::string_view>> EmptiedAgain(const Des
 ///
 /// \throws odbc::Error when the destination cannot be asked, also when it refuses the configured schema.
 Destination ReadDestination(const odbc::DBConnection& destination);
-
-/// A table's name as the migrator writes it.
-std::string PathOf(const odbc::DBConnection& destination, std::string_view table);
 
 }  // namespace check::staging
 
