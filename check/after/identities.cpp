@@ -38,8 +38,8 @@ std::vector<IdentityColumn> ReadIdentities(const odbc::DBConnection& destination
                  "WHERE d.classid = CAST('pg_class' AS regclass) AND d.refclassid = CAST('pg_class' AS regclass) "
                  "AND d.deptype IN ('a', 'i') AND d.refobjid = to_regclass(?) ORDER BY a.attnum",
                  {table})) {
-    IdentityColumn identity{.column = row.at(0).value_or(""),
-                            .sequence = row.at(1).value_or(""),
+    IdentityColumn identity{.column = Text(row, 0),
+                            .sequence = Text(row, 1),
                             .increment = row.at(2).value_or("1"),
                             .mayRead = row.at(3).has_value(),
                             .isAtEnd = false,
@@ -52,9 +52,9 @@ std::vector<IdentityColumn> ReadIdentities(const odbc::DBConnection& destination
                     "THEN 1 END FROM (SELECT CASE WHEN is_called THEN CAST(last_value AS numeric) + CAST(? AS "
                     "numeric) ELSE last_value END AS next FROM " +
                         identity.sequence + ") s",
-                    {row.at(4).value_or(""), identity.increment, identity.increment})
+                    {Text(row, 4), identity.increment, identity.increment})
               .at(0);
-      identity.next = next.at(0).value_or("");
+      identity.next = Text(next, 0);
       identity.isAtEnd = next.at(1).has_value() && !row.at(5);
     }
     identities.push_back(std::move(identity));
@@ -86,7 +86,7 @@ std::string FromColliding(const std::string& table, const IdentityColumn& identi
 std::optional<Finding> FindCollisions(const odbc::DBConnection& destination, const std::string& table,
                                       const IdentityColumn& identity) {
   const std::string from = FromColliding(table, identity);
-  const std::uint64_t rows = std::stoull(QueryValue(destination, "SELECT CAST(count(*) AS text)" + from).value_or("0"));
+  const std::uint64_t rows = QueryNumber(destination, "SELECT CAST(count(*) AS text)" + from);
   if (rows == 0) {
     return std::nullopt;
   }
@@ -98,7 +98,7 @@ std::optional<Finding> FindCollisions(const odbc::DBConnection& destination, con
                                 "\n" + select + ";");
   finding.rows = rows;
   for (const TextRow& row : QueryRows(destination, select + " LIMIT " + std::to_string(kKeysShown))) {
-    finding.keys.push_back(identity.column + " = " + row.at(0).value_or(""));
+    finding.keys.push_back(identity.column + " = " + Text(row, 0));
   }
   return finding;
 }

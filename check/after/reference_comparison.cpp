@@ -19,7 +19,7 @@ std::string SourceNumber(std::string_view column) {
 WrongReferences Read(const odbc::DBConnection& destination, const RowComparison& comparison, const ComparedTable& table,
                      const std::string& rows, const std::string& leadsTo, const Parameters& parameters) {
   WrongReferences found;
-  found.rows = std::stoull(QueryValue(destination, "SELECT CAST(count(*) AS text)" + rows, parameters).value_or("0"));
+  found.rows = QueryNumber(destination, "SELECT CAST(count(*) AS text)" + rows, parameters);
   if (found.rows == 0) {
     return found;
   }
@@ -30,7 +30,7 @@ WrongReferences Read(const odbc::DBConnection& destination, const RowComparison&
                  parameters)) {
     std::size_t field = 0;
     found.keys.push_back(comparison.TakeKey(table, row, field));
-    found.leadTo.push_back(row.at(field).value_or(""));
+    found.leadTo.push_back(Text(row, field));
   }
   return found;
 }

@@ -42,11 +42,13 @@ std::string EqualRowsOf(const ComparedTable& table) {
   return "pg_temp." + OwnName("equal", table);
 }
 
+std::string ColumnsOf(std::string_view alias, const std::vector<std::string>& columns) {
+  return Joined(columns, ", ",
+                [alias](const std::string& column) { return std::string(alias) + "." + Quoted(column); });
+}
+
 std::string RowOf(std::string_view alias, const std::vector<std::string>& columns) {
-  std::vector<std::string> values;
-  std::transform(columns.begin(), columns.end(), std::back_inserter(values),
-                 [alias](const std::string& column) { return std::string(alias) + "." + Quoted(column); });
-  return "ROW(" + Joined(values, ", ") + ")";
+  return "ROW(" + ColumnsOf(alias, columns) + ")";
 }
 
 /// A row as a text that is another one for other bytes.
@@ -75,6 +77,11 @@ std::string StoredName(const std::string& column) {
 /// A value and the bytes of its text, to be read by TakeShown.
 std::string Shown(const std::string& value) {
   return "left(" + value + "::text, " + std::to_string(kShownCharacters) + "), octet_length(" + value + "::text)::text";
+}
+
+std::string ShownColumns(std::string_view alias, const std::vector<std::string>& columns) {
+  return Joined(columns, ", ",
+                [alias](const std::string& column) { return Shown(std::string(alias) + "." + Quoted(column)); });
 }
 
 ShownValue TakeShown(const TextRow& row, std::size_t& field, const std::string& column, bool isText) {
@@ -155,7 +162,7 @@ RowComparison::Types RowComparison::TypesOf(const ComparedTable& table) const {
                                       "FROM pg_attribute a JOIN pg_type t ON t.oid = a.atttypid "
                                       "WHERE a.attrelid = CAST(? AS regclass) AND a.attnum > 0 AND NOT a.attisdropped",
                                       {table.copy})) {
-    types.emplace(row.at(0).value_or(""), Type{.name = row.at(1).value_or(""), .isText = row.at(2) == "S"});
+    types.emplace(Text(row, 0), Type{.name = Text(row, 1), .isText = row.at(2) == "S"});
   }
   return types;
 }
@@ -170,7 +177,7 @@ bool RowComparison::IsUnique(const ComparedTable& table, const std::vector<std::
                  "WHERE i.indrelid = CAST(? AS regclass) AND i.indisunique AND i.indisvalid AND i.indpred IS NULL "
                  "AND i.indexprs IS NULL AND k.place <= i.indnkeyatts",
                  {table.path})) {
-    bool& isOfColumns = indexes.try_emplace(row.at(0).value_or(""), true).first->second;
+    bool& isOfColumns = indexes.try_emplace(Text(row, 0), true).first->second;
     isOfColumns = isOfColumns && std::find(columns.begin(), columns.end(), row.at(1)) != columns.end();
   }
   return std::any_of(indexes.begin(), indexes.end(), [](const auto& index) { return index.second; });
@@ -246,11 +253,10 @@ std::string RowComparison::DifferingColumns(const ComparedTable& table) const {
 }
 
 void RowComparison::NoteByKey(const ComparedTable& table, const std::vector<std::string>& key, bool inPairs) const {
-  std::vector<std::string> conditions;
-  std::transform(key.begin(), key.end(), std::back_inserter(conditions),
-                 [](const std::string& column) { return "c." + Quoted(column) + " = t." + Quoted(column); });
+  const std::string conditions =
+      Joined(key, " AND ", [](const std::string& column) { return "c." + Quoted(column) + " = t." + Quoted(column); });
   const std::string from = " FROM " + CopySide(table, Level::Number) + " c FULL JOIN " +
-                           TableSide(table, Level::Number) + " t ON " + Joined(conditions, " AND ") +
+                           TableSide(table, Level::Number) + " t ON " + conditions +
                            " WHERE c.position IS NULL OR t.row_id IS NULL OR NOT " + SameBytes(table.columns);
   const std::string into = "INSERT INTO " + Notes(table);
   if (inPairs) {
@@ -399,10 +405,7 @@ RowDifferences RowComparison::Count(const ComparedTable& table) const {
 }
 
 std::vector<DifferentRow> RowComparison::FirstMissing(const ComparedTable& table) const {
-  std::vector<std::string> key;
-  std::transform(table.copyKey.begin(), table.copyKey.end(), std::back_inserter(key),
-                 [](const std::string& column) { return Shown("c." + Quoted(column)); });
-  return TakeRows(table, Joined(key, ", "), FirstNotes(table, kHalf, "row_id IS NULL", "position"));
+  return TakeRows(table, ShownColumns("c", table.copyKey), FirstNotes(table, kHalf, "row_id IS NULL", "position"));
 }
 
 std::vector<DifferentRow> RowComparison::FirstUnexpected(const ComparedTable& table) const {
@@ -455,17 +458,11 @@ std::string RowComparison::Numbers(const ComparedTable& table) {
 }
 
 std::string RowComparison::KeyList(const ComparedTable& table) {
-  std::vector<std::string> values;
-  std::transform(table.key.begin(), table.key.end(), std::back_inserter(values),
-                 [](const std::string& column) { return Shown("t." + Quoted(column)); });
-  return Joined(values, ", ");
+  return ShownColumns("t", table.key);
 }
 
 std::string RowComparison::KeyOrder(const ComparedTable& table) {
-  std::vector<std::string> columns;
-  std::transform(table.key.begin(), table.key.end(), std::back_inserter(columns),
-                 [](const std::string& column) { return "t." + Quoted(column); });
-  return Joined(columns, ", ");
+  return ColumnsOf("t", table.key);
 }
 
 std::string RowComparison::AsColumn(const std::string& number, const ComparedTable& table,

@@ -79,9 +79,9 @@ std::string SchemasInOtherCase(const odbc::DBConnection& destination) {
   try {
     const std::string& prefix = destination.schema();
     for (const TextRow& row : QueryRows(destination, sql, {prefix.substr(0, prefix.find_last_of('.'))})) {
-      const std::string name = row.at(1).value_or("");
-      const std::string quoted = row.at(2).value_or("");
-      text += text.empty() ? " PostgreSQL reads that name as " + row.at(0).value_or("") + "." : "";
+      const std::string name = Text(row, 1);
+      const std::string quoted = Text(row, 2);
+      text += text.empty() ? " PostgreSQL reads that name as " + Text(row, 0) + "." : "";
       text += " There is a schema " + name + ": to name it, write db_schema=";
       text += name == quoted ? name : "'" + quoted + "', with both pairs of quotes";
       text += ".";
@@ -163,10 +163,8 @@ class Look {
   void AtEmptying(const db::TableDescription& table, const Relation& relation, std::set<staging::ObjectId>& outside) {
     const Reach& reach = model_.reaches.at(table.name);
     if (!reach.refusedBy.empty()) {
-      std::string others;
-      for (const staging::ObjectId& other : reach.refusedBy) {
-        others += (others.empty() ? "" : ", ") + model_.relations.at(other).name;
-      }
+      const std::string others = Joined(
+          reach.refusedBy, ", ", [this](const staging::ObjectId& other) { return model_.relations.at(other).name; });
       Add(table.name, finding::TruncateFails,
           "The run ends where the table is to be emptied (0A000), because of a foreign key to it from " + others +
               ", whether that has rows or not.",
@@ -247,7 +245,7 @@ class Look {
     if (!relation.mayRead) {
       return std::nullopt;
     }
-    return std::stoull(QueryValue(destination_, "SELECT count(*) FROM " + relation.name).value_or("0"));
+    return QueryNumber(destination_, "SELECT count(*) FROM " + relation.name);
   }
 
   /// Of the shown tables; a run deletes the rows of those that it comes to empty.

@@ -28,17 +28,16 @@ constexpr std::string_view kLocks = R"(
     AND (l.pid IS NULL OR a.usesysid IS NOT NULL)
   GROUP BY l.pid, a.usename, a.application_name, a.xact_start ORDER BY l.pid)";
 
-/// As PostgreSQL writes an array.
-std::string ArrayOfEmptied(const staging::Destination& model) {
+std::set<staging::ObjectId> EmptiedTables(const staging::Destination& model) {
   std::set<staging::ObjectId> ids;
   for (const auto& [table, reach] : model.reaches) {
     ids.insert(reach.all.begin(), reach.all.end());
   }
-  return "{" + Joined({ids.begin(), ids.end()}, ",") + "}";
+  return ids;
 }
 
 Finding LockFinding(const TextRow& session, const RunSettings& settings) {
-  Finding finding(finding::TableLocked, session.at(1).value_or(""));
+  Finding finding(finding::TableLocked, Text(session, 1));
   const std::optional<std::string>& held = session.at(2);
   const std::optional<std::string>& awaited = session.at(3);
   if (held) {
@@ -58,7 +57,7 @@ Finding LockFinding(const TextRow& session, const RunSettings& settings) {
     finding.text += ", and after lock_timeout, " + settings.lockTimeout + ", it ends (55P03)";
   }
   finding.text += ".";
-  const std::string process = session.at(0).value_or("");
+  const std::string process = Text(session, 0);
   finding.query = Query{
       .side = Side::Destination,
       .text = process.empty() ? "SELECT * FROM pg_prepared_xacts;"
@@ -78,10 +77,10 @@ RunSettings ReadRunSettings(const odbc::DBConnection& destination, Report& repor
                                 "current_setting('standard_conforming_strings')")
                           .at(0);
   RunSettings settings{.waitsForDisk = row.at(0) != "off", .lockTimeout = row.at(1).value_or("0")};
-  report.facts.push_back("Destination: the run's session has synchronous_commit " + row.at(0).value_or("") +
-                         ", lock_timeout " + settings.lockTimeout + ", client_connection_check_interval " +
+  report.facts.push_back("Destination: the run's session has synchronous_commit " + Text(row, 0) + ", lock_timeout " +
+                         settings.lockTimeout + ", client_connection_check_interval " +
                          row.at(2).value_or("unknown to this server") + ", standard_conforming_strings " +
-                         row.at(3).value_or("") + ".");
+                         Text(row, 3) + ".");
   return settings;
 }
 
@@ -95,7 +94,7 @@ void LookAtSessions(const odbc::DBConnection& destination, const staging::Destin
                                                         "left behind. Wait for its end, then check again: two "
                                                         "runs at a time empty and fill the same tables.");
   }
-  for (const TextRow& session : QueryRows(destination, kLocks, {ArrayOfEmptied(model)})) {
+  for (const TextRow& session : QueryRows(destination, kLocks, {ArrayOf(EmptiedTables(model))})) {
     if (std::none_of(runs.begin(), runs.end(),
                      [&session](const MigratorSession& run) { return run.process == session.at(0); })) {
       report.general.push_back(LockFinding(session, settings));

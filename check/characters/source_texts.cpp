@@ -198,13 +198,10 @@ std::vector<std::set<char32_t>> CharactersIn(const odbc::DBConnection& source, c
     SQLLEN indicator = 0;
   };
   std::vector<Field> fields(columns.size());
-  std::string list;
-  std::string condition;
-  for (const TextColumn& column : columns) {
-    const db::ColumnDescription& declared = table.columns[column.position];
-    list += (list.empty() ? "" : ", ") + Utf16Of(declared);
-    condition += (condition.empty() ? "" : " OR ") + HoldsBeyondAscii(declared);
-  }
+  const auto declared = [&table](const TextColumn& column) { return table.columns[column.position]; };
+  const std::string list = Joined(columns, ", ", [&](const TextColumn& column) { return Utf16Of(declared(column)); });
+  const std::string condition =
+      Joined(columns, " OR ", [&](const TextColumn& column) { return HoldsBeyondAscii(declared(column)); });
   const odbc::Statement statement(source);
   statement.Execute("SELECT " + list + " FROM " + PathOf(source, table) + " WHERE " + condition + ";");
   for (std::size_t i = 0; i < fields.size(); ++i) {

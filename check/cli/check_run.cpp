@@ -70,9 +70,7 @@ std::vector<std::optional<std::uint64_t>> CountRows(const odbc::DBConnection& so
       continue;
     }
     try {
-      const auto value =
-          QueryValue(source, "SELECT COUNT(*) FROM " + source.schema() + QuotedName(Side::Source, table.name));
-      count = std::stoull(value.value_or("0"));
+      count = QueryNumber(source, "SELECT COUNT(*) FROM " + source.schema() + QuotedName(Side::Source, table.name));
     } catch (const odbc::Error&) {
       // The check reports what it cannot read.
     }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "check/rules/catalogue.h"
+#include "check/sql/sql_text.h"
 
 namespace check {
 
@@ -25,14 +26,10 @@ std::string RequireText(const std::string& value) {
 }
 
 std::string RequireTable(const std::string& name) {
-  std::string names;
-  for (const db::TableDescription& table : Catalogue()) {
-    if (table.name == name) {
-      return {};
-    }
-    names.append(names.empty() ? "" : ", ").append(table.name);
-  }
-  return "there is no table '" + name + "'; the " + std::to_string(Catalogue().size()) + " tables are " + names;
+  return PlaceOf(name) < Catalogue().size()
+             ? ""
+             : "there is no table '" + name + "'; the " + std::to_string(Catalogue().size()) + " tables are " +
+                   Joined(Catalogue(), ", ", &db::TableDescription::name);
 }
 
 std::vector<std::string> InOrderOfCatalogue(const std::vector<std::string>& tables) {

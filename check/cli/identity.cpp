@@ -7,9 +7,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <optional>
 
 #include "check/sql/query.h"
-#include "odbc/diagnostics.h"
 
 namespace check {
 
@@ -17,22 +17,15 @@ namespace {
 
 /// Empty when the driver does not say.
 std::string Info(const odbc::DBConnection& connection, SQLUSMALLINT type) {
-  std::array<char, 512> text{};
-  const SQLRETURN result =
-      SQLGetInfo(connection.connection(), type, text.data(), static_cast<SQLSMALLINT>(text.size()), nullptr);
-  return odbc::Succeeded(result) ? text.data() : "";
+  return DriverInfo(connection, type).value_or("");
 }
 
 /// The port that the connection leads to; empty when the server does not say.
 std::string PortOf(Side side, const odbc::DBConnection& connection) {
-  try {
-    return QueryValue(connection, side == Side::Source
-                                      ? "SELECT CAST(CONNECTIONPROPERTY('local_tcp_port') AS varchar(5))"
-                                      : "SELECT coalesce(inet_server_port()::text, current_setting('port'))")
-        .value_or("");
-  } catch (const odbc::Error&) {
-    return {};
-  }
+  const std::optional<TextRow> row = OptionalRow(
+      connection, side == Side::Source ? "SELECT CAST(CONNECTIONPROPERTY('local_tcp_port') AS varchar(5))"
+                                       : "SELECT coalesce(inet_server_port()::text, current_setting('port'))");
+  return row ? Text(*row, 0) : "";
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "check/connections/encryption.h"
 
-#include <stdexcept>
 #include <string_view>
 
 #include "check/sql/query.h"
@@ -8,16 +7,6 @@
 namespace check {
 
 namespace {
-
-/// The first row; nothing where the server has no answer, or not for this login.
-std::optional<TextRow> OptionalRow(const odbc::DBConnection& connection, std::string_view sql) {
-  try {
-    const std::vector<TextRow> rows = QueryRows(connection, sql);
-    return rows.empty() ? std::nullopt : std::optional(rows.front());
-  } catch (const std::runtime_error&) {
-    return std::nullopt;
-  }
-}
 
 std::optional<bool> IsText(const std::optional<std::string>& value, std::string_view ifTrue) {
   return value ? std::optional(*value == ifTrue) : std::nullopt;
@@ -44,7 +33,7 @@ Encryption DestinationEncryption(const odbc::DBConnection& destination) {
   if (const auto row =
           OptionalRow(destination, "SELECT ssl::text, version FROM pg_stat_ssl WHERE pid = pg_backend_pid()")) {
     encryption.on = IsText(row->at(0), "true");
-    encryption.version = row->at(1).value_or("");
+    encryption.version = Text(*row, 1);
   }
   // Without an address the connection is a Unix socket.
   if (const auto row = OptionalRow(

@@ -38,13 +38,13 @@ std::vector<MigratorSession> FindMigratorSessions(const odbc::DBConnection& dest
        QueryRows(destination,
                  "SELECT CAST(pid AS text), usename, query, coalesce(wait_event_type, '') FROM pg_stat_activity "
                  "WHERE datname = current_database() AND pid <> pg_backend_pid() AND query IS NOT NULL ORDER BY pid")) {
-    const std::string query = row.at(2).value_or("");
+    const std::string query = Text(row, 2);
     const auto own = std::find_if(statements.begin(), statements.end(), [&query](const Statements& each) {
       return query.starts_with(each.truncate) || query.starts_with(each.write);
     });
     if (own != statements.end()) {
-      sessions.push_back({.process = row.at(0).value_or(""),
-                          .login = row.at(1).value_or(""),
+      sessions.push_back({.process = Text(row, 0),
+                          .login = Text(row, 1),
                           .table = std::string(own->table),
                           .waits = row.at(3) == "Lock"});
     }

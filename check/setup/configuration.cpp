@@ -11,6 +11,7 @@
 #include <system_error>
 #include <vector>
 
+#include "check/sql/sql_text.h"
 #include "config/file_names.h"
 #include "config/migration_settings.h"
 #include "config/profile_file.h"
@@ -62,11 +63,7 @@ std::string LookAlike(const std::vector<std::string>& names, std::string_view kn
 
 /// What a section is to hold.
 std::string Needed() {
-  std::string keys;
-  for (const std::string_view key : config::kKeys) {
-    keys += (keys.empty() ? "" : ", ") + std::string(key);
-  }
-  return ", with the keys " + keys;
+  return ", with the keys " + Joined(config::kKeys);
 }
 
 std::string ReadWhole(const std::filesystem::path& path) {
@@ -160,15 +157,10 @@ void RequireUsableConfiguration(const std::filesystem::path& path) {
     }
     flaws.push_back(FlawOfMissingSection(sections, section));
   }
-  std::string text;
-  for (const std::string& flaw : flaws) {
-    if (!flaw.empty()) {
-      text += (text.empty() ? "" : "\n") + name;
-      text += ": " + flaw;
-    }
-  }
-  if (!text.empty()) {
-    throw std::runtime_error(text);
+  std::erase(flaws, "");
+  if (!flaws.empty()) {
+    throw std::runtime_error(
+        Joined(flaws, "\n", [&name](const std::string& flaw) { return std::string(name).append(": ").append(flaw); }));
   }
 }
 

@@ -5,6 +5,7 @@
 #include <array>
 #include <utility>
 
+#include "odbc/diagnostics.h"
 #include "odbc/statement.h"
 
 namespace check {
@@ -70,6 +71,26 @@ std::optional<std::string> QueryValue(const odbc::DBConnection& connection, std:
                                       const Parameters& parameters) {
   const std::vector<TextRow> rows = QueryRows(connection, sql, parameters);
   return rows.empty() || rows.front().empty() ? std::nullopt : rows.front().front();
+}
+
+std::uint64_t QueryNumber(const odbc::DBConnection& connection, std::string_view sql, const Parameters& parameters) {
+  return std::stoull(QueryValue(connection, sql, parameters).value_or("0"));
+}
+
+std::optional<TextRow> OptionalRow(const odbc::DBConnection& connection, std::string_view sql) {
+  try {
+    const std::vector<TextRow> rows = QueryRows(connection, sql);
+    return rows.empty() ? std::nullopt : std::optional(rows.front());
+  } catch (const odbc::Error&) {
+    return std::nullopt;
+  }
+}
+
+std::optional<std::string> DriverInfo(const odbc::DBConnection& connection, SQLUSMALLINT type) {
+  std::array<char, 512> text{};
+  const SQLRETURN result =
+      SQLGetInfo(connection.connection(), type, text.data(), static_cast<SQLSMALLINT>(text.size()), nullptr);
+  return odbc::Succeeded(result) ? std::optional<std::string>(text.data()) : std::nullopt;
 }
 
 void Execute(const odbc::DBConnection& connection, std::string_view sql, const Parameters& parameters) {

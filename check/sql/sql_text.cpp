@@ -116,14 +116,6 @@ std::string NumberAs(const std::string& number, const std::string& type) {
   return "CAST(regexp_replace(CAST((" + number + ") AS text), '[.]0+$', '') AS " + type + ")";
 }
 
-std::string Joined(const std::vector<std::string>& parts, std::string_view separator) {
-  std::string text;
-  for (const std::string& part : parts) {
-    text.append(text.empty() ? "" : separator).append(part);
-  }
-  return text;
-}
-
 std::string Literal(std::string_view text) {
   return Enclosed('\'', text, '\'');
 }

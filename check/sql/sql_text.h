@@ -1,9 +1,9 @@
 #ifndef BW_CHECK_SQL_SQL_TEXT_H
 #define BW_CHECK_SQL_SQL_TEXT_H
 
+#include <functional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "check/report/finding.h"
 
@@ -16,8 +16,21 @@ std::string QuotedName(Side side, std::string_view name);
 /// A name for the destination.
 std::string Quoted(std::string_view name);
 
-/// The parts with the separator between them.
-std::string Joined(const std::vector<std::string>& parts, std::string_view separator = ", ");
+/// The texts of the parts with the separator between them.
+template <class Parts, class TextOf = std::identity>
+std::string Joined(const Parts& parts, std::string_view separator = ", ", TextOf textOf = {}) {
+  std::string text;
+  for (const auto& part : parts) {
+    text.append(text.empty() ? "" : separator).append(std::invoke(textOf, part));
+  }
+  return text;
+}
+
+/// The texts as PostgreSQL writes an array of them, of numbers for example.
+template <class Parts>
+std::string ArrayOf(const Parts& parts) {
+  return "{" + Joined(parts, ",") + "}";
+}
 
 /// A whole number of any type as a value of another one, which takes it as it takes the text that the migrator sends.
 std::string NumberAs(const std::string& number, const std::string& type);

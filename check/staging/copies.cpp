@@ -13,10 +13,6 @@ namespace check::staging {
 
 namespace {
 
-std::string Text(const TextRow& row, std::size_t column) {
-  return row.at(column).value_or("");
-}
-
 std::vector<std::string> Lines(const std::string& text) {
   std::vector<std::string> lines;
   for (std::size_t start = 0; start < text.size();) {

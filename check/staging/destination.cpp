@@ -10,22 +10,9 @@ namespace check::staging {
 
 namespace {
 
-std::string Text(const TextRow& row, std::size_t column) {
-  return row.at(column).value_or("");
-}
-
 /// A condition that the query has made a text of: the driver has settings for how it shows booleans.
 bool Yes(const TextRow& row, std::size_t column) {
   return Text(row, column) == "true";
-}
-
-/// As PostgreSQL writes an array.
-std::string ArrayOf(const std::set<ObjectId>& ids) {
-  std::string list;
-  for (const ObjectId& id : ids) {
-    list += (list.empty() ? "" : ",") + id;
-  }
-  return "{" + list + "}";
 }
 
 // Triggers: 4 stands for INSERT, 32 for TRUNCATE. A function outside pg_catalog that is not immutable may do anything;

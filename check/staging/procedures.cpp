@@ -56,18 +56,17 @@ std::vector<Procedure> ReadProcedures(const odbc::DBConnection& destination, con
     ORDER BY p.oid, x.number)";
   std::vector<Procedure> procedures;
   for (const TextRow& row : QueryRows(destination, sql, {table, name, destination.schema(), table})) {
-    const auto text = [&row](std::size_t column) { return row.at(column).value_or(""); };
-    if (procedures.empty() || procedures.back().id != text(0)) {
-      procedures.push_back({.id = text(0),
-                            .signature = text(1),
-                            .mayExecute = text(2) == "true",
-                            .mayInsert = text(4) == "true",
-                            .runsAs = text(3),
-                            .defaults = std::stoul(text(5)),
+    if (procedures.empty() || procedures.back().id != row.at(0)) {
+      procedures.push_back({.id = Text(row, 0),
+                            .signature = Text(row, 1),
+                            .mayExecute = row.at(2) == "true",
+                            .mayInsert = row.at(4) == "true",
+                            .runsAs = Text(row, 3),
+                            .defaults = std::stoul(Text(row, 5)),
                             .parameters = {}});
     }
     if (row.at(8)) {
-      procedures.back().parameters.push_back({.mode = text(6).front(), .name = text(7), .type = text(8)});
+      procedures.back().parameters.push_back({.mode = Text(row, 6).front(), .name = Text(row, 7), .type = *row.at(8)});
     }
   }
   return procedures;

@@ -28,11 +28,8 @@ std::string Stored(const std::string& number, const Copy& copy, std::string_view
 
 /// The key columns of a copy's row, with what the source has in them, as texts.
 std::string KeyList(const db::TableDescription& table) {
-  std::string list;
-  for (const std::string_view column : rules::RulesOf(table.name).key) {
-    list += (list.empty() ? "" : ", ") + AsInSource(table, column) + "::text";
-  }
-  return list;
+  return Joined(rules::RulesOf(table.name).key, ", ",
+                [&table](std::string_view column) { return AsInSource(table, column) + "::text"; });
 }
 
 RowName NameOf(const db::TableDescription& table, const TextRow& row) {
@@ -52,9 +49,8 @@ RowName NameOf(const db::TableDescription& table, const TextRow& row) {
 /// Adds the rows of a query to a remark: their number, the key of the row, what is there and what it becomes.
 void AddRows(const odbc::DBConnection& destination, const db::TableDescription& table, const std::string& rows,
              const Parameters& parameters, const RemarkKey& key, StagedTable& staged) {
-  const std::string count =
-      QueryValue(destination, "SELECT count(DISTINCT c.bw_position)::text" + rows, parameters).value_or("0");
-  if (count == "0") {
+  const std::uint64_t count = QueryNumber(destination, "SELECT count(DISTINCT c.bw_position)::text" + rows, parameters);
+  if (count == 0) {
     return;
   }
   RemarkedRows& remarked = staged.remarks[key];
@@ -68,7 +64,7 @@ void AddRows(const odbc::DBConnection& destination, const db::TableDescription& 
                                       parameters)) {
     remarked.Add(NameOf(table, row), row[row.size() - 2].value_or("") + leads + row.back().value_or(""));
   }
-  remarked.rows = std::stoull(count);
+  remarked.rows = count;
 }
 
 void LookAtReference(const odbc::DBConnection& destination, const Copy& copy, const rules::ColumnRule& rule,
@@ -113,7 +109,7 @@ void LookAtNumbers(const odbc::DBConnection& destination, const Copy& copy, Stag
                        " WHERE tab = ? AND assigned IS NOT NULL) n GROUP BY number HAVING count(*) > 1 ORDER BY number",
                    {std::string(copy.table->name)})) {
       RemarkedRows& remarked = staged.remarks[{Remark::DuplicateNumber, {std::string(rules.assigned)}, {}, {}}];
-      const std::string value = row.at(0).value_or("");
+      const std::string value = Text(row, 0);
       const std::uint64_t before = remarked.rows;
       remarked.Add({.key = std::string(rules.assigned) + " = " + value,
                     .condition = "[" + std::string(rules.assigned) + "] = " + value},
@@ -158,12 +154,10 @@ void LookAtReferences(const odbc::DBConnection& destination, const Copies& copie
       LookAtNumbers(destination, copy->second, table);
     }
     table.unchangedRows =
-        table.arrivingRows -
-        std::stoull(QueryValue(destination,
-                               "SELECT count(DISTINCT position)::text FROM " + std::string(kChangedRows) +
-                                   " WHERE tab = ? AND position <= ?::integer",
-                               {std::string(table.table->name), std::to_string(table.arrivingRows)})
-                        .value_or("0"));
+        table.arrivingRows - QueryNumber(destination,
+                                         "SELECT count(DISTINCT position)::text FROM " + std::string(kChangedRows) +
+                                             " WHERE tab = ? AND position <= ?::integer",
+                                         {std::string(table.table->name), std::to_string(table.arrivingRows)});
   }
 }
 

@@ -243,10 +243,7 @@ class Wording {
 
   std::string Select(const std::string& column, const std::string& where) const {
     const std::vector<std::string_view>& key = rules::RulesOf(table_.name).key;
-    std::string list;
-    for (const std::string_view name : key) {
-      list += (list.empty() ? "[" : ", [") + std::string(name) + "]";
-    }
+    std::string list = Joined(key, ", ", [](std::string_view name) { return "[" + std::string(name) + "]"; });
     if (!column.empty() && std::find(key.begin(), key.end(), column) == key.end()) {
       list += ", [" + column + "]";
     }

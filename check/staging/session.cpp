@@ -3,10 +3,10 @@
 #include <sql.h>
 #include <sqlext.h>
 
-#include <array>
 #include <stdexcept>
 
 #include "check/sql/query.h"
+#include "check/sql/sql_text.h"
 #include "odbc/diagnostics.h"
 
 namespace check::staging {
@@ -14,10 +14,7 @@ namespace check::staging {
 namespace {
 
 bool IsReadOnlyDataSource(const odbc::DBConnection& destination) {
-  std::array<char, 8> answer{};
-  return odbc::Succeeded(SQLGetInfo(destination.connection(), SQL_DATA_SOURCE_READ_ONLY, answer.data(),
-                                    static_cast<SQLSMALLINT>(answer.size()), nullptr)) &&
-         answer.front() == 'Y';
+  return DriverInfo(destination, SQL_DATA_SOURCE_READ_ONLY).value_or("").starts_with('Y');
 }
 
 bool PreparesOnServer(const odbc::DBConnection& destination) {
@@ -45,7 +42,7 @@ Writability BeginSession(const odbc::DBConnection& destination) {
                             .at(0);
   if (right.at(0) != "true") {
     throw MissingTempRight("the destination's login may not create temporary tables, which the check needs: " +
-                           right.at(1).value_or(""));
+                           Text(right, 1));
   }
   const Writability writability{
       .readOnlyByDefault = QueryValue(destination, "SHOW default_transaction_read_only") == "on",
@@ -81,11 +78,7 @@ std::string WhoBlocks(const odbc::DBConnection& destination) {
       AND EXISTS (SELECT FROM pg_locks x WHERE x.database = l.database AND x.relation = l.relation
         AND x.mode = 'AccessExclusiveLock')
     GROUP BY a.pid, a.usename, a.application_name, a.xact_start ORDER BY a.pid)";
-  std::string sessions;
-  for (const TextRow& row : QueryRows(destination, sql)) {
-    sessions += (sessions.empty() ? "" : "; ") + row.at(0).value_or("");
-  }
-  return sessions;
+  return Joined(QueryRows(destination, sql), "; ", [](const TextRow& row) { return Text(row, 0); });
 }
 
 }  // namespace check::staging

@@ -52,15 +52,6 @@ std::string ShownValue(const db::TableDescription& table, const rules::SourceRow
   return table.columns[column].kind == db::ValueKind::Text && !row.IsNull(column) ? rules::Shown(value) : value;
 }
 
-/// Numbers as PostgreSQL writes an array.
-std::string ArrayOf(const std::vector<std::int32_t>& numbers) {
-  std::string list;
-  for (const std::int32_t number : numbers) {
-    list += (list.empty() ? "" : ",") + std::to_string(number);
-  }
-  return "{" + list + "}";
-}
-
 Remark RemarkOf(rules::ChangeKind kind) {
   switch (kind) {
     case rules::ChangeKind::NullReplaced:
@@ -243,7 +234,7 @@ class TableStaging {
       result_.unchangedRows += state_.endsIn ? 0 : 1;
       return;
     }
-    changedRows_.push_back(pending.position);
+    changedRows_.push_back(std::to_string(pending.position));
     RecordChangedRows(false);
     for (const StoredValue& value : stored.changed) {
       result_.remarks[{Remark::StoredChanged, {Name(value.column)}, {}, {}}].Add(
@@ -350,8 +341,7 @@ class TableStaging {
       if (isFollowed_) {
         state_.numbers[table_.name].AddLost(SourceNumber(row));
       }
-      leftOut_.emplace_back(std::to_string(SourceNumber(row)), "NULL");
-      RecordLeftOut(false);
+      LeaveOut(row, "NULL");
     }
   }
 
@@ -369,8 +359,7 @@ class TableStaging {
       if (isFollowed_) {
         state_.numbers[table_.name].Add(SourceNumber(row), number);
       }
-      leftOut_.emplace_back(std::to_string(SourceNumber(row)), std::to_string(number));
-      RecordLeftOut(false);
+      LeaveOut(row, std::to_string(number));
     }
   }
 
@@ -382,18 +371,19 @@ class TableStaging {
     }
   }
 
+  void LeaveOut(const rules::SourceRow& row, std::string assigned) {
+    leftOutNumbers_.push_back(std::to_string(SourceNumber(row)));
+    leftOutAssigned_.push_back(std::move(assigned));
+    RecordLeftOut(false);
+  }
+
   void RecordLeftOut(bool all) {
-    if (writer_ && (leftOut_.size() >= CopyWriter::kBatch || (all && !leftOut_.empty()))) {
-      std::string numbers;
-      std::string assigned;
-      for (const auto& [number, given] : leftOut_) {
-        numbers += (numbers.empty() ? "" : ",") + number;
-        assigned += (assigned.empty() ? "" : ",") + given;
-      }
+    if (writer_ && (leftOutNumbers_.size() >= CopyWriter::kBatch || (all && !leftOutNumbers_.empty()))) {
       Execute(destination_,
               "INSERT INTO " + std::string(kLeftOut) + " SELECT ?::text, * FROM unnest(?::integer[], ?::integer[])",
-              {std::string(table_.name), "{" + numbers + "}", "{" + assigned + "}"});
-      leftOut_.clear();
+              {std::string(table_.name), ArrayOf(leftOutNumbers_), ArrayOf(leftOutAssigned_)});
+      leftOutNumbers_.clear();
+      leftOutAssigned_.clear();
     }
   }
 
@@ -417,9 +407,10 @@ class TableStaging {
   std::vector<std::int32_t> numbersOfRow_;
   std::vector<std::vector<std::string>> referredColumns_;
   std::int32_t position_ = 0;
-  std::int32_t accepted_ = 0;  ///< Rows that got a number, or would have got one.
-  std::vector<std::int32_t> changedRows_;
-  std::vector<std::pair<std::string, std::string>> leftOut_;  ///< The source's number and the assigned one.
+  std::int32_t accepted_ = 0;             ///< Rows that got a number, or would have got one.
+  std::vector<std::string> changedRows_;  ///< Positions.
+  std::vector<std::string> leftOutNumbers_;
+  std::vector<std::string> leftOutAssigned_;
 };
 
 std::optional<std::string> ReasonOf(const std::map<std::string, std::string, std::less<>>& reasons,
