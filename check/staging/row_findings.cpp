@@ -15,40 +15,32 @@ std::string Rows(std::uint64_t count) {
   return std::to_string(count) + (count == 1 ? " row" : " rows");
 }
 
-const FindingKind& RefusalKind(std::string_view state) {
-  if (state == "22001") {
-    return finding::TextTooLong;
-  }
-  if (state == "22021" || state == "22P05") {
-    return finding::CharacterRefused;
-  }
-  if (state == "23505") {
-    return finding::DuplicateKey;
-  }
-  if (state == "23503") {
-    return finding::ForeignKey;
-  }
-  return state == "23514" ? finding::CheckViolated : finding::RowRefused;
-}
+/// What a remark is in words.
+struct Sentence {
+  const FindingKind& kind;
+  std::string text;
+  std::string where;  ///< The condition of the query for the rows.
+};
 
-std::string RefusalText(const RemarkKey& key, const RemarkedRows& rows) {
-  const FindingKind* const kind = &RefusalKind(key.state);
-  if (kind == &finding::TextTooLong) {
-    return "the text is longer than the destination's column";
+Sentence SentenceOfRefusal(const RemarkKey& key, const RemarkedRows& rows) {
+  const auto because = [&rows](const FindingKind& kind, const std::string& reason) {
+    return Sentence{kind, "The destination refuses the row, which ends the run: " + reason + ".", rows.conditions};
+  };
+  if (key.state == "22001") {
+    return because(finding::TextTooLong, "the text is longer than the destination's column");
   }
-  if (kind == &finding::CharacterRefused) {
-    return "a text has a character that the destination does not have, or bytes that are no character";
+  if (key.state == "22021" || key.state == "22P05") {
+    return because(finding::CharacterRefused,
+                   "a text has a character that the destination does not have, or bytes that are no character");
   }
-  if (kind == &finding::DuplicateKey) {
-    return "an earlier row has the same key (" + key.detail + ")";
+  if (key.state == "23505") {
+    return because(finding::DuplicateKey, "an earlier row has the same key (" + key.detail + ")");
   }
-  if (kind == &finding::ForeignKey) {
-    return "the row that it refers to has not arrived (" + key.detail + ")";
+  if (key.state == "23503") {
+    return because(finding::ForeignKey, "the row that it refers to has not arrived (" + key.detail + ")");
   }
-  if (kind == &finding::CheckViolated) {
-    return "it violates " + key.detail;
-  }
-  return rows.message;
+  return key.state == "23514" ? because(finding::CheckViolated, "it violates " + key.detail)
+                              : because(finding::RowRefused, rows.message);
 }
 
 /// Words the remarks on one table.
@@ -58,89 +50,15 @@ class Wording {
       : staged_(staged), table_(*staged.table), sourceSchema_(sourceSchema) {}
 
   Finding Word(const RemarkKey& key, const RemarkedRows& rows) const {
-    Finding finding(KindOf(key));
+    const Sentence sentence = SentenceOf(key, rows);
+    Finding finding(sentence.kind, sentence.text);
     finding.rows = rows.rows;
     finding.keys = rows.keys;
     finding.arrives = rows.arrives;
     finding.columns = key.columns;
-    const std::string name = key.columns.size() == 1 ? key.columns.front() : "";
-    const std::string column = "[" + name + "]";
-    std::string where = rows.conditions;
-    switch (key.remark) {
-      case Remark::NullEndsTable:
-        finding.text = "NULL ends the table without a message. " + EndText();
-        where = column + " IS NULL";
-        break;
-      case Remark::Unreadable:
-        finding.text =
-            "A value does not convert to the column's type, which ends the table without a message. " + EndText();
-        break;
-      case Remark::ReferenceMissing:
-        finding.text = "There is no row of this number in " + Referred(key) +
-                       ": the first such row ends the run with \"invalid map<K, T> key\" in the log.";
-        where = ReferenceCondition(key);
-        break;
-      case Remark::ReferenceNotMigrated:
-        finding.text = "The row of " + Referred(key) +
-                       " does not arrive: the first such row ends the run with \"invalid map<K, T> key\" in the log.";
-        break;
-      case Remark::NullReplaced:
-        finding.text = "NULL arrives as a value.";
-        where = column + " IS NULL";
-        break;
-      case Remark::NullRepeats:
-        finding.text = "With this driver, a NULL arrives as the value of the previous row.";
-        where = column + " IS NULL";
-        break;
-      case Remark::TextCut: {
-        const std::string bytes = std::to_string(table_.columns[rules::ColumnPosition(table_, name)].size - 1);
-        finding.text = "The text is longer than the " + bytes + " bytes that are migrated.";
-        where = "DATALENGTH(" + column + ") > " + bytes;
-        break;
-      }
-      case Remark::ZeroByte:
-        finding.text = "The text arrives up to its first zero byte.";
-        break;
-      case Remark::ValueChanged:
-        finding.text = ChangeText(name);
-        break;
-      case Remark::CharactersChanged:
-        finding.text =
-            "Characters arrive as other ones, without a message. The encodings of the two data sources must agree: "
-            "ClientCharset of the source, client_encoding of the destination.";
-        break;
-      case Remark::CharactersUnknown:
-        finding.text =
-            "It is unknown which characters arrive: the destination database stores bytes beyond ASCII as they are, "
-            "or the source does not answer.";
-        break;
-      case Remark::StoredChanged:
-        finding.text =
-            "The destination stores another value than the one that is sent: its column has another type, or the "
-            "driver rounds.";
-        break;
-      case Remark::Refused:
-        finding.text = "The destination refuses the row, which ends the run: " + RefusalText(key, rows) + ".";
-        break;
-      case Remark::ParentRefused:
-        finding.text = "The row is refused only because the row that it refers to is refused (" + key.detail + ").";
-        break;
-      case Remark::PointsElsewhere:
-        finding.text = PointsText(key);
-        break;
-      case Remark::DuplicateNumber:
-        finding.text = "An earlier row has the same number: what refers to it follows the first row.";
-        where = column + " IN (SELECT " + column + " FROM " + SourceTable() + " GROUP BY " + column +
-                " HAVING COUNT(*) > 1)";
-        break;
-      case Remark::NumbersChange:
-        finding.text = "The rows are numbered again, and what refers to them keeps the old numbers.";
-        where.clear();
-        break;
-    }
     if (key.remark != Remark::Unreadable) {
-      finding.query = Query{.side = Side::Source, .text = Select(name, where)};
-      if (!where.empty() && where == rows.conditions && rows.rows > rows.keys.size()) {
+      finding.query = Query{.side = Side::Source, .text = Select(OnlyColumn(key), sentence.where)};
+      if (!sentence.where.empty() && sentence.where == rows.conditions && rows.rows > rows.keys.size()) {
         finding.text += kOnlyFirstRows;
       }
     }
@@ -148,43 +66,76 @@ class Wording {
   }
 
  private:
-  static const FindingKind& KindOf(const RemarkKey& key) {
+  /// Empty when the remark is about no column or about several.
+  static std::string OnlyColumn(const RemarkKey& key) { return key.columns.size() == 1 ? key.columns.front() : ""; }
+
+  Sentence SentenceOf(const RemarkKey& key, const RemarkedRows& rows) const {
+    const std::string name = OnlyColumn(key);
+    const std::string column = "[" + name + "]";
+    const std::string isNull = column + " IS NULL";
     switch (key.remark) {
       case Remark::NullEndsTable:
-        return finding::NullEndsTable;
+        return {finding::NullEndsTable, "NULL ends the table without a message. " + EndText(), isNull};
       case Remark::Unreadable:
-        return finding::ValueUnreadable;
+        return {finding::ValueUnreadable,
+                "A value does not convert to the column's type, which ends the table without a message. " + EndText(),
+                rows.conditions};
       case Remark::ReferenceMissing:
-        return finding::ReferenceMissing;
+        return {finding::ReferenceMissing,
+                "There is no row of this number in " + Referred(key) +
+                    ": the first such row ends the run with \"invalid map<K, T> key\" in the log.",
+                ReferenceCondition(key)};
       case Remark::ReferenceNotMigrated:
-        return finding::ReferenceNotMigrated;
+        return {finding::ReferenceNotMigrated,
+                "The row of " + Referred(key) +
+                    " does not arrive: the first such row ends the run with \"invalid map<K, T> key\" in the log.",
+                rows.conditions};
       case Remark::NullReplaced:
-        return finding::NullReplaced;
+        return {finding::NullReplaced, "NULL arrives as a value.", isNull};
       case Remark::NullRepeats:
-        return finding::NullRepeatsRowBefore;
-      case Remark::TextCut:
-        return finding::TextCut;
+        return {finding::NullRepeatsRowBefore, "With this driver, a NULL arrives as the value of the previous row.",
+                isNull};
+      case Remark::TextCut: {
+        const std::string bytes = std::to_string(table_.columns[rules::ColumnPosition(table_, name)].size - 1);
+        return {finding::TextCut, "The text is longer than the " + bytes + " bytes that are migrated.",
+                "DATALENGTH(" + column + ") > " + bytes};
+      }
       case Remark::ZeroByte:
-        return finding::ZeroByte;
+        return {finding::ZeroByte, "The text arrives up to its first zero byte.", rows.conditions};
       case Remark::ValueChanged:
-      case Remark::StoredChanged:
-        return finding::ValueChanged;
+        return {finding::ValueChanged, ChangeText(name), rows.conditions};
       case Remark::CharactersChanged:
-        return finding::CharacterChanged;
+        return {finding::CharacterChanged,
+                "Characters arrive as other ones, without a message. The encodings of the two data sources must agree: "
+                "ClientCharset of the source, client_encoding of the destination.",
+                rows.conditions};
       case Remark::CharactersUnknown:
-        return finding::CannotForesee;
+        return {finding::CannotForesee,
+                "It is unknown which characters arrive: the destination database stores bytes beyond ASCII as they "
+                "are, or the source does not answer.",
+                rows.conditions};
+      case Remark::StoredChanged:
+        return {finding::ValueChanged,
+                "The destination stores another value than the one that is sent: its column has another type, or the "
+                "driver rounds.",
+                rows.conditions};
       case Remark::Refused:
-        return RefusalKind(key.state);
+        return SentenceOfRefusal(key, rows);
       case Remark::ParentRefused:
-        return finding::ParentRefused;
+        return {finding::ParentRefused,
+                "The row is refused only because the row that it refers to is refused (" + key.detail + ").",
+                rows.conditions};
       case Remark::PointsElsewhere:
-        return finding::PointsElsewhere;
+        return {finding::PointsElsewhere, PointsText(key), rows.conditions};
       case Remark::DuplicateNumber:
-        return finding::DuplicateNumber;
+        return {finding::DuplicateNumber,
+                "An earlier row has the same number: what refers to it follows the first row.",
+                column + " IN (SELECT " + column + " FROM " + SourceTable() + " GROUP BY " + column +
+                    " HAVING COUNT(*) > 1)"};
       case Remark::NumbersChange:
         break;
     }
-    return finding::NumbersChange;
+    return {finding::NumbersChange, "The rows are numbered again, and what refers to them keeps the old numbers.", {}};
   }
 
   std::string SourceTable() const { return sourceSchema_ + "[" + std::string(table_.name) + "]"; }
