@@ -155,10 +155,6 @@ Finding WithLeads(const FindingKind& kind, const WrongReferences& references, co
 
 }  // namespace
 
-std::string Counted(std::uint64_t count, std::string_view noun) {
-  return std::to_string(count) + " " + std::string(noun) + (count == 1 ? "" : "s");
-}
-
 std::string Listed(const std::vector<std::string>& names) {
   std::string text;
   for (std::size_t i = 0; i < names.size(); ++i) {

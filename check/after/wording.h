@@ -48,9 +48,6 @@ Finding ExchangedFinding(const WrongReferences& references, const ComparedTable&
 /// "A", "A and B" or "A, B and C".
 std::string Listed(const std::vector<std::string>& names);
 
-/// "1 row", "2 rows".
-std::string Counted(std::uint64_t count, std::string_view noun);
-
 }  // namespace check
 
 #endif  // BW_CHECK_AFTER_WORDING_H

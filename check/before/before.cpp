@@ -93,7 +93,7 @@ std::string Totals(const Report& report) {
   if (!countable) {
     return "How many rows there are" + where + " is not known.";
   }
-  const std::string counted = std::to_string(rows) + (rows == 1 ? " row" : " rows") + where;
+  const std::string counted = Counted(rows, "row") + where;
   return report.HasAllFigures()
              ? "Of " + counted + ", " + std::to_string(unchanged) + " will arrive unchanged, " +
                    std::to_string(arriving - unchanged) + " changed, " + std::to_string(rows - arriving) +

@@ -222,8 +222,7 @@ void Characters::AddFact(int number, const CodePage& page) {
   }
   std::string text = name + ": " + std::to_string(same) + " of " + std::to_string(total) + " beyond ASCII" +
                      (HasManyCharacters(number) ? " in the texts" : "") + " arrive as they are; each takes up to " +
-                     std::to_string(page.longest) + (page.longest == 1 ? " byte" : " bytes") +
-                     " where texts are cut by bytes.";
+                     Counted(page.longest, "byte") + " where texts are cut by bytes.";
   if (changed.count() > 0) {
     text += " Changed: " + changed.text() + ".";
   }

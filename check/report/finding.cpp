@@ -50,6 +50,17 @@ std::string_view NameOf(Status status) {
   return "partial-with-changes";
 }
 
+std::string InWords(std::string_view name) {
+  std::string words(name);
+  std::replace(words.begin(), words.end(), '-', ' ');
+  words.front() = static_cast<char>(std::toupper(words.front()));
+  return words;
+}
+
+std::string Counted(std::uint64_t count, std::string_view noun) {
+  return std::to_string(count) + " " + std::string(noun) + (count == 1 ? "" : "s");
+}
+
 bool Report::HasNewFindings() const {
   const auto anyNew = [](const std::vector<Finding>& findings) {
     return std::any_of(findings.begin(), findings.end(), [](const Finding& finding) { return !finding.accepted; });
@@ -73,16 +84,15 @@ bool Report::HasAllFigures() const {
 }
 
 std::string StatusLine(const Report& report) {
-  std::string line(NameOf(report.status));
-  std::replace(line.begin(), line.end(), '-', ' ');
+  std::string name(NameOf(report.status));
   if (report.status == Status::EndsInTable) {
-    line = "ends in " + report.runEndsIn.value_or("a table that is not shown");
+    name = "ends in " + report.runEndsIn.value_or("a table that is not shown");
   }
-  constexpr std::string_view partial = "partial ";
+  constexpr std::string_view partial = "partial-";
   if (report.IsPartial()) {
-    line = "partial, " + line.substr(line.starts_with(partial) ? partial.size() : 0);
+    name = "partial, " + name.substr(name.starts_with(partial) ? partial.size() : 0);
   }
-  line.front() = static_cast<char>(std::toupper(line.front()));
+  const std::string line = InWords(name);
   const std::string_view known = report.command == Command::Before ? "foreseen" : "compared";
   return report.foreseen ? line : line + ", as far as can be " + std::string(known);
 }

@@ -79,6 +79,12 @@ enum class Status {
 /// As the JSON report writes it, such as "ends-in-table".
 std::string_view NameOf(Status status);
 
+/// A name of the JSON report as a person reads it: "Ends in table" for "ends-in-table".
+std::string InWords(std::string_view name);
+
+/// "1 row", "2 rows".
+std::string Counted(std::uint64_t count, std::string_view noun);
+
 /// One of the two sides as it was connected to; what is not known is empty.
 struct ComparedSide {
   std::string dataSource;

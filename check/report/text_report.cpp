@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "check/report/characters.h"
+#include "check/sql/sql_text.h"
 
 namespace check {
 
@@ -25,37 +26,6 @@ constexpr std::string_view kRed = "\x1b[1;31m";
 constexpr std::string_view kYellow = "\x1b[1;33m";
 constexpr std::string_view kGreen = "\x1b[1;32m";
 constexpr std::string_view kPlain = "\x1b[0m";
-
-struct CostStyle {
-  std::string_view title;
-  std::string_view colour;
-};
-
-CostStyle StyleOf(Cost cost) {
-  switch (cost) {
-    case Cost::RunRefused:
-      return {"Run refused", kRed};
-    case Cost::RunEnds:
-      return {"Run ends", kRed};
-    case Cost::RowsLost:
-      return {"Rows lost", kRed};
-    case Cost::WrongRow:
-      return {"Wrong row", kYellow};
-    case Cost::ValueChanged:
-      return {"Value changed", kYellow};
-    case Cost::TextCut:
-      return {"Text cut", kYellow};
-    case Cost::Exposed:
-      return {"Exposed", kYellow};
-    case Cost::CannotForesee:
-      break;
-  }
-  return {"Cannot foresee", kYellow};
-}
-
-std::string CountOfRows(std::uint64_t count) {
-  return std::to_string(count) + (count == 1 ? " row" : " rows");
-}
 
 std::string Seconds(std::int64_t milliseconds) {
   std::array<char, 32> text{};
@@ -204,13 +174,13 @@ class Printer {
   }
 
   void Print(const Finding& finding) {
-    const CostStyle style = StyleOf(finding.cost);
-    stream_ << "  " << Coloured(style.colour) << style.title << Coloured(kPlain);
+    stream_ << "  " << Coloured(finding.cost <= Cost::RowsLost ? kRed : kYellow) << InWords(NameOf(finding.cost))
+            << Coloured(kPlain);
     for (const std::string& column : finding.columns) {
       stream_ << ", " << Printable(column);
     }
     if (finding.rows) {
-      stream_ << ", " << CountOfRows(*finding.rows);
+      stream_ << ", " << Counted(*finding.rows, "row");
     }
     stream_ << " [" << finding.kind->id << (finding.accepted ? "], accepted\n" : "]\n");
     Wrapped(4, finding.text);
@@ -225,10 +195,8 @@ class Printer {
     if (finding.keys.empty()) {
       return;
     }
-    std::string line = "First rows:";
-    for (const std::string& key : finding.keys) {
-      line += (&key == &finding.keys.front() ? " " : "; ") + Printable(key);
-    }
+    const std::string line =
+        "First rows: " + Joined(finding.keys, "; ", [](const std::string& key) { return Printable(key); });
     if (finding.arrives.empty() && 4 + line.size() <= kWidth) {
       Line(4, line);
       return;

@@ -11,10 +11,6 @@ namespace check::staging {
 
 namespace {
 
-std::string Rows(std::uint64_t count) {
-  return std::to_string(count) + (count == 1 ? " row" : " rows");
-}
-
 /// What a remark is in words.
 struct Sentence {
   const FindingKind& kind;
@@ -144,10 +140,10 @@ class Wording {
     std::string text;
     if (staged_.endsEarly && staged_.foreseen) {
       text = "As the source gives its rows now, " + std::to_string(staged_.arrivingRows) + " of " +
-             Rows(staged_.sourceRows) + " will arrive. ";
+             Counted(staged_.sourceRows, "row") + " will arrive. ";
     }
-    return text + "The source promises no order: at least " + Rows(staged_.endingRows) + " will be lost, at most all " +
-           std::to_string(staged_.sourceRows) + ".";
+    return text + "The source promises no order: at least " + Counted(staged_.endingRows, "row") +
+           " will be lost, at most all " + std::to_string(staged_.sourceRows) + ".";
   }
 
   rules::ColumnRule RuleOf(std::string_view column) const { return rules::RuleOf(rules::RulesOf(table_.name), column); }
