@@ -6,6 +6,8 @@
 #include <iterator>
 #include <utility>
 
+#include "check/report/characters.h"
+
 namespace check::characters {
 
 namespace {
@@ -69,12 +71,7 @@ std::string Shown(char32_t character) {
   if (!IsInOneOf(kUnseen, character) && !IsCombining(character)) {
     return ToUtf8({&character, 1});
   }
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
-  std::string number = "U+";
-  for (int shift = character < 0x10000 ? 12 : 20; shift >= 0; shift -= 4) {
-    number += kDigits[character >> static_cast<unsigned>(shift) & 0xFU];
-  }
-  return number;
+  return "U+" + Hex(character, character < 0x10000 ? 4 : 6);
 }
 
 }  // namespace check::characters

@@ -2,7 +2,9 @@
 
 #include <utf8cpp/utf8.h>
 
+#include <array>
 #include <cstddef>
+#include <cstdio>
 
 namespace check {
 
@@ -20,6 +22,12 @@ Character TakeCharacter(std::string_view& text) {
   return first;
 }
 
+std::string Hex(std::uint32_t number, int digits) {
+  std::array<char, 16> text{};
+  static_cast<void>(std::snprintf(text.data(), text.size(), "%0*X", digits, static_cast<unsigned>(number)));
+  return text.data();
+}
+
 bool IsControl(std::uint32_t character) {
   return character < 0x20 || (character >= 0x7F && character < 0xA0) || character == 0x61C || character == 0x200E ||
          character == 0x200F || (character >= 0x2028 && character <= 0x202E) ||
@@ -27,7 +35,6 @@ bool IsControl(std::uint32_t character) {
 }
 
 std::string Printable(std::string_view text, std::string_view kept) {
-  constexpr std::string_view digits = "0123456789ABCDEF";
   std::string printable;
   while (!text.empty()) {
     const Character first = TakeCharacter(text);
@@ -36,8 +43,7 @@ std::string Printable(std::string_view text, std::string_view kept) {
       continue;
     }
     for (const char each : first.bytes) {
-      const auto value = static_cast<unsigned char>(each);
-      printable += {'\\', 'x', digits[value / 16], digits[value % 16]};
+      printable += "\\x" + Hex(static_cast<unsigned char>(each), 2);
     }
   }
   return printable;

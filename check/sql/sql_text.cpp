@@ -2,10 +2,8 @@
 
 #include <utf8cpp/utf8.h>
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 
 #include "check/report/characters.h"
 
@@ -23,11 +21,9 @@ std::string Enclosed(char open, std::string_view text, char close) {
 }
 
 std::string OfBytes(Side side, std::string_view bytes) {
-  constexpr std::string_view digits = "0123456789ABCDEF";
   std::string hex;
   for (const char byte : bytes) {
-    const auto value = static_cast<unsigned char>(byte);
-    hex += {digits[value / 16], digits[value % 16]};
+    hex += Hex(static_cast<unsigned char>(byte), 2);
   }
   return side == Side::Source ? "CAST(0x" + hex + " AS varchar(8000))"
                               : "convert_from(decode('" + hex + "', 'hex'), pg_client_encoding())";
@@ -96,9 +92,7 @@ std::string QuotedName(Side side, std::string_view name) {
   for (std::string_view rest = name; !rest.empty();) {
     const Character character = TakeCharacter(rest);
     if (character.isUtf8 && IsControl(character.number)) {
-      std::array<char, 6> number{};  // None of them has more than four digits.
-      static_cast<void>(std::snprintf(number.data(), number.size(), "!%04X", static_cast<unsigned>(character.number)));
-      escaped += number.data();
+      escaped += "!" + Hex(character.number, 4);  // None of them has more digits.
       controls = true;
     } else {
       escaped.append(character.bytes).append(character.bytes == "!" ? "!" : "");
