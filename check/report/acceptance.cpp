@@ -30,6 +30,12 @@ json Read(const std::filesystem::path& path) {
   return json::parse(file);
 }
 
+/// A database as it was connected to.
+std::string Place(const std::string& server, const std::string& port, const std::string& database,
+                  const std::string& schema) {
+  return "schema '" + schema + "' of database '" + database + "' on server '" + server + "', port '" + port + "'";
+}
+
 bool IsNoMore(const std::optional<std::uint64_t>& rows, const std::optional<std::uint64_t>& accepted) {
   return rows && accepted ? *rows <= *accepted : !rows && !accepted;
 }
@@ -60,10 +66,7 @@ Acceptance::Acceptance(const std::filesystem::path& path) : path_(path) {
     partial = report.at("partial");
     const auto place = [&report](const char* side) {
       const json& compared = report.at("compared").at(side);
-      return Place{.server = compared.at("server"),
-                   .port = compared.at("port"),
-                   .database = compared.at("database"),
-                   .schema = compared.at("schema")};
+      return Place(compared.at("server"), compared.at("port"), compared.at("database"), compared.at("schema"));
     };
     source_ = place("source");
     destination_ = place("destination");
@@ -88,26 +91,15 @@ Acceptance::Acceptance(const std::filesystem::path& path) : path_(path) {
   std::sort(known_.begin(), known_.end(), [](const Known& left, const Known& right) { return left.rows < right.rows; });
 }
 
-Acceptance::Place Acceptance::PlaceOf(const ComparedSide& side) {
-  return {.server = AsUtf8(side.server),
-          .port = AsUtf8(side.port),
-          .database = AsUtf8(side.database),
-          .schema = AsUtf8(side.schema)};
-}
-
 void Acceptance::RequireSame(const Identity& identity) const {
-  RequireSame(source_, PlaceOf(identity.source), "source");
-  RequireSame(destination_, PlaceOf(identity.destination), "destination");
-}
-
-void Acceptance::RequireSame(const Place& before, const Place& now, const std::string& side) const {
-  const auto text = [](const Place& place) {
-    return "schema '" + place.schema + "' of database '" + place.database + "' on server '" + place.server +
-           "', port '" + place.port + "'";
+  const auto require = [this](const std::string& before, const ComparedSide& side, const std::string& name) {
+    const std::string now = Place(AsUtf8(side.server), AsUtf8(side.port), AsUtf8(side.database), AsUtf8(side.schema));
+    if (before != now) {
+      Refuse(path_, "its " + name + " is " + before + ", and now it is " + now);
+    }
   };
-  if (text(before) != text(now)) {
-    Refuse(path_, "its " + side + " is " + text(before) + ", and now it is " + text(now));
-  }
+  require(source_, identity.source, "source");
+  require(destination_, identity.destination, "destination");
 }
 
 void Acceptance::Take(const std::string& table, const std::string& id, const std::set<std::string>& columns,

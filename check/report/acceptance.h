@@ -36,23 +36,13 @@ class Acceptance {
     std::optional<std::uint64_t> rows;
   };
 
-  /// A database as it was connected to.
-  struct Place {
-    std::string server;
-    std::string port;
-    std::string database;
-    std::string schema;
-  };
-
-  static Place PlaceOf(const ComparedSide& side);
-  void RequireSame(const Place& before, const Place& now, const std::string& side) const;
   void Take(const std::string& table, const std::string& id, const std::set<std::string>& columns,
             std::optional<std::uint64_t> rows);
   static void Mark(std::vector<Known>& known, const std::string& table, std::vector<Finding>& findings);
 
   std::filesystem::path path_;
-  Place source_;
-  Place destination_;
+  std::string source_;  ///< The databases as they were connected to, in words.
+  std::string destination_;
   std::vector<Known> known_;
 };
 
