@@ -159,7 +159,8 @@ int Check(const CheckRequest& request) {
   if (request.acceptedReport) {
     acceptance.emplace(*request.acceptedReport);
   }
-  setup::RequireDataSources(settings);
+  setup::RequireNoFlaws({setup::FlawOfDataSource("source", settings.source.dataSourceName),
+                         setup::FlawOfDataSource("destination", settings.destination.dataSourceName)});
   Passwords passwords;
   AskPasswords(passwords);
   const Report report = MakeReport(request, settings, acceptance, passwords);

@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "check/sql/sql_text.h"
@@ -140,6 +141,13 @@ bool Resembles(std::string_view name, std::string_view known) {
   return distance > 0 && distance <= kLargestDistance;
 }
 
+void RequireNoFlaws(std::vector<std::string> flaws) {
+  std::erase(flaws, "");
+  if (!flaws.empty()) {
+    throw std::runtime_error(Joined(flaws, "\n"));
+  }
+}
+
 void RequireUsableConfiguration(const std::filesystem::path& path) {
   const std::string name(config::kConfigurationFileName);
   const std::string content = ReadWhole(path);
@@ -147,21 +155,18 @@ void RequireUsableConfiguration(const std::filesystem::path& path) {
   std::vector<std::string> flaws;
   for (const std::string_view section : config::kSections) {
     if (Has(sections, section)) {
-      const std::vector<std::string> own = FlawsOfSection(path.string(), std::string(section));
-      flaws.insert(flaws.end(), own.begin(), own.end());
+      for (const std::string& flaw : FlawsOfSection(path.string(), std::string(section))) {
+        flaws.push_back(flaw.empty() ? "" : name + ": " + flaw);
+      }
       continue;
     }
     const std::string bytes = FlawOfBytes(content);
     if (!bytes.empty()) {
       throw std::runtime_error(name + bytes);
     }
-    flaws.push_back(FlawOfMissingSection(sections, section));
+    flaws.push_back(name + ": " + FlawOfMissingSection(sections, section));
   }
-  std::erase(flaws, "");
-  if (!flaws.empty()) {
-    throw std::runtime_error(
-        Joined(flaws, "\n", [&name](const std::string& flaw) { return std::string(name).append(": ").append(flaw); }));
-  }
+  RequireNoFlaws(std::move(flaws));
 }
 
 }  // namespace check::setup

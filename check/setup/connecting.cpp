@@ -6,6 +6,7 @@
 #include <array>
 #include <stdexcept>
 
+#include "check/setup/configuration.h"
 #include "odbc/diagnostics.h"
 
 namespace check::setup {
@@ -113,15 +114,11 @@ std::string DoubtsAboutPassword(std::string_view password, std::string_view mess
 
 void ConnectSides(odbc::DBConnection& source, odbc::DBConnection& trial, odbc::DBConnection& destination,
                   const config::MigrationSettings& settings) {
-  std::string failures = WhyNotConnected(source, "source", settings.source);
-  if (failures.empty()) {
-    failures = WhyNotConnected(trial, "source", settings.source);
+  std::string ofSource = WhyNotConnected(source, "source", settings.source);
+  if (ofSource.empty()) {
+    ofSource = WhyNotConnected(trial, "source", settings.source);
   }
-  const std::string failure = WhyNotConnected(destination, "destination", settings.destination);
-  failures += (failures.empty() || failure.empty() ? "" : "\n") + failure;
-  if (!failures.empty()) {
-    throw std::runtime_error(failures);
-  }
+  RequireNoFlaws({ofSource, WhyNotConnected(destination, "destination", settings.destination)});
 }
 
 }  // namespace check::setup

@@ -4,8 +4,6 @@
 #include <string>
 #include <string_view>
 
-#include "config/migration_settings.h"
-
 namespace check::setup {
 
 /// Asks the driver manager whether a data source is defined and whether its driver loads. No password is needed: the
@@ -14,11 +12,6 @@ namespace check::setup {
 /// \param side "source" or "destination".
 /// \returns what is wrong, in which files the driver manager looks, and what to do; empty when nothing is wrong.
 std::string FlawOfDataSource(std::string_view side, const std::string& name);
-
-/// Looks at the data sources of both sides.
-///
-/// \throws std::runtime_error with their flaws, a line each.
-void RequireDataSources(const config::MigrationSettings& settings);
 
 }  // namespace check::setup
 

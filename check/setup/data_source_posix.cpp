@@ -66,10 +66,6 @@ class Connection {
   SQLHDBC connection_ = SQL_NULL_HDBC;
 };
 
-std::string Listed(const std::vector<std::string>& names) {
-  return names.empty() ? "none" : Joined(names);
-}
-
 std::string Shown(const std::string& path) {
   std::error_code ignored;
   return path + (std::filesystem::exists(path, ignored) ? "" : " (does not exist)");
@@ -104,38 +100,22 @@ std::string DriverFile() {
   return Shown(std::string(odbcinst_system_file_path(path.data())) + "/" + odbcinst_system_file_name(name.data()));
 }
 
-std::vector<std::string> DataSources(SQLHENV environment) {
+/// The names that the driver manager has: `next` is SQLDataSources or SQLDrivers.
+std::string Names(decltype(&SQLDrivers) next, SQLHENV environment) {
   std::vector<std::string> names;
-  std::array<char, SQL_MAX_DSN_LENGTH + 1> name{};
-  std::array<char, 256> description{};
+  std::array<char, 256> name{};
+  std::array<char, 1024> description{};
   SQLSMALLINT nameLength = 0;
   SQLSMALLINT descriptionLength = 0;
   SQLUSMALLINT direction = SQL_FETCH_FIRST;
-  while (odbc::Succeeded(SQLDataSources(environment, direction, reinterpret_cast<SQLCHAR*>(name.data()),
-                                        static_cast<SQLSMALLINT>(name.size()), &nameLength,
-                                        reinterpret_cast<SQLCHAR*>(description.data()),
-                                        static_cast<SQLSMALLINT>(description.size()), &descriptionLength))) {
+  while (odbc::Succeeded(next(environment, direction, reinterpret_cast<SQLCHAR*>(name.data()),
+                              static_cast<SQLSMALLINT>(name.size()), &nameLength,
+                              reinterpret_cast<SQLCHAR*>(description.data()),
+                              static_cast<SQLSMALLINT>(description.size()), &descriptionLength))) {
     names.emplace_back(name.data());
     direction = SQL_FETCH_NEXT;
   }
-  return names;
-}
-
-std::vector<std::string> Drivers(SQLHENV environment) {
-  std::vector<std::string> names;
-  std::array<char, 256> name{};
-  std::array<char, 1024> attributes{};
-  SQLSMALLINT nameLength = 0;
-  SQLSMALLINT attributesLength = 0;
-  SQLUSMALLINT direction = SQL_FETCH_FIRST;
-  while (odbc::Succeeded(SQLDrivers(environment, direction, reinterpret_cast<SQLCHAR*>(name.data()),
-                                    static_cast<SQLSMALLINT>(name.size()), &nameLength,
-                                    reinterpret_cast<SQLCHAR*>(attributes.data()),
-                                    static_cast<SQLSMALLINT>(attributes.size()), &attributesLength))) {
-    names.emplace_back(name.data());
-    direction = SQL_FETCH_NEXT;
-  }
-  return names;
+  return names.empty() ? "none" : Joined(names);
 }
 
 /// What a data source of that name says, or the names of all that it says without an entry.
@@ -150,13 +130,13 @@ std::string WhyNotFound(const std::string& name, SQLHENV environment) {
   const std::string driver = Entry(name, "Driver");
   if (!driver.empty()) {
     return "names the driver '" + driver + "', which is not installed. Installed in " + DriverFile() + ": " +
-           Listed(Drivers(environment)) + ". Install the driver, or correct the line Driver. " + DataSourceFiles();
+           Names(SQLDrivers, environment) + ". Install the driver, or correct the line Driver. " + DataSourceFiles();
   }
   if (!Entry(name, nullptr).empty()) {
-    return "has no line Driver. Write it; installed in " + DriverFile() + ": " + Listed(Drivers(environment)) + ". " +
+    return "has no line Driver. Write it; installed in " + DriverFile() + ": " + Names(SQLDrivers, environment) + ". " +
            DataSourceFiles();
   }
-  return "is not defined. " + DataSourceFiles() + ", and finds there: " + Listed(DataSources(environment)) +
+  return "is not defined. " + DataSourceFiles() + ", and finds there: " + Names(SQLDataSources, environment) +
          ". Define it, or correct db_connection_name";
 }
 
