@@ -180,8 +180,8 @@ Report CheckBefore(odbc::DBConnection& source, const odbc::DBConnection& trial, 
 
   progress.Begin("characters");
   std::vector<db::TableDescription> readable;
-  std::copy_if(needed.begin(), needed.end(), std::back_inserter(readable),
-               [&unread](const db::TableDescription& table) { return !unread.contains(table.name); });
+  std::ranges::copy_if(needed, std::back_inserter(readable),
+                       [&unread](const db::TableDescription& table) { return !unread.contains(table.name); });
   const characters::Characters characters(source, trial, destination, readable, progress);
   report.facts.insert(report.facts.end(), characters.facts().begin(), characters.facts().end());
 

@@ -197,8 +197,8 @@ class Look {
       }
     }
     for (const staging::ObjectId& other : reach.emptied) {
-      const bool isMigrated = std::any_of(model_.tables.begin(), model_.tables.end(),
-                                          [&other](const auto& each) { return each.second == other; });
+      const bool isMigrated =
+          std::ranges::any_of(model_.tables, [&other](const auto& each) { return each.second == other; });
       if (!isMigrated && outside.insert(other).second) {
         Outside(table, model_.relations.at(other));
       }
@@ -306,8 +306,7 @@ class Look {
 
   /// Of a table that the report has no entry for, nothing is said.
   void AddFinding(std::string_view table, Finding finding) {
-    const auto found = std::find_if(report_.tables.begin(), report_.tables.end(),
-                                    [table](const TableReport& each) { return each.table == table; });
+    const auto found = std::ranges::find(report_.tables, table, &TableReport::table);
     if (found != report_.tables.end()) {
       found->findings.push_back(std::move(finding));
     }

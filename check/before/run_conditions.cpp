@@ -95,8 +95,7 @@ void LookAtSessions(const odbc::DBConnection& destination, const staging::Destin
                                                         "runs at a time empty and fill the same tables.");
   }
   for (const TextRow& session : QueryRows(destination, kLocks, {ArrayOf(EmptiedTables(model))})) {
-    if (std::none_of(runs.begin(), runs.end(),
-                     [&session](const MigratorSession& run) { return run.process == session.at(0); })) {
+    if (std::ranges::find(runs, Text(session, 0), &MigratorSession::process) == runs.end()) {
       report.general.push_back(LockFinding(session, settings));
     }
   }

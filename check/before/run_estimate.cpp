@@ -77,19 +77,18 @@ std::optional<Expected> ExpectedOf(const odbc::DBConnection& destination, const 
     if (!rows) {
       return std::nullopt;
     }
-    const auto table = std::find_if(Catalogue().begin(), Catalogue().end(),
-                                    [&entry](const auto& each) { return each.name == entry.table; });
-    (table->write.starts_with("INSERT") ? expected.inserted : expected.called) += *rows;
+    const db::TableDescription& table = TableNamed(entry.table);
+    (table.write.starts_with("INSERT") ? expected.inserted : expected.called) += *rows;
     if (*rows == 0 || !expected.bytes) {
       continue;
     }
-    const auto copy = copies.copies.find(table->name);
+    const auto copy = copies.copies.find(table.name);
     const std::optional<double> width =
         copy == copies.copies.end() ? std::nullopt : WidthOfValues(destination, copy->second);
     const auto digits = static_cast<double>(std::to_string(*rows).size());
     expected.bytes =
-        width ? std::optional(*expected.bytes + static_cast<double>(*rows) *
-                                                    (static_cast<double>(LineOverhead(*table)) + digits + *width))
+        width ? std::optional(*expected.bytes +
+                              static_cast<double>(*rows) * (static_cast<double>(LineOverhead(table)) + digits + *width))
               : std::nullopt;
   }
   return expected;

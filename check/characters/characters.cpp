@@ -25,7 +25,7 @@ constexpr char32_t kFirstBeyondAscii = 0x80;
 // Code pages with characters of several bytes: too many to ask for all of them.
 bool HasManyCharacters(int codePage) {
   constexpr std::array kNumbers = {0, 932, 936, 949, 950, 65001};
-  return std::find(kNumbers.begin(), kNumbers.end(), codePage) != kNumbers.end();
+  return std::ranges::find(kNumbers, codePage) != kNumbers.end();
 }
 
 std::u32string UpToZero(std::u32string_view text) {
@@ -47,8 +47,7 @@ TextFate FateOf(const Arrival& arrival, std::u32string_view text) {
 /// What two characters of a text mean for it.
 TextFate Worse(TextFate one, TextFate other) {
   constexpr std::array kWorstFirst = {TextFate::Refused, TextFate::Changed, TextFate::Unknown, TextFate::Same};
-  return *std::find_if(kWorstFirst.begin(), kWorstFirst.end(),
-                       [=](TextFate fate) { return fate == one || fate == other; });
+  return *std::ranges::find_if(kWorstFirst, [=](TextFate fate) { return fate == one || fate == other; });
 }
 
 /// A list that ends with "and N more".
@@ -149,7 +148,7 @@ void Characters::AskCharacters(const odbc::DBConnection& trial, const CharacterB
     return;
   }
   std::vector<std::string> texts;
-  std::transform(bytes.begin(), bytes.end(), std::back_inserter(texts), [](const auto& each) { return each.second; });
+  std::ranges::transform(bytes, std::back_inserter(texts), [](const auto& each) { return each.second; });
   const std::vector<Arrival> arrivals = destination_.Ask(texts);
   auto arrival = arrivals.begin();
   for (const auto& [character, ofDriver] : bytes) {
@@ -188,10 +187,8 @@ void Characters::FindDoubtfulColumns(const odbc::DBConnection& source, const db:
 }
 
 void Characters::AddFact(int number, const CodePage& page) {
-  const auto total =
-      static_cast<std::size_t>(std::count_if(page.characters.begin(), page.characters.end(), [](const auto& character) {
-        return character.first >= kFirstBeyondAscii;
-      }));
+  const auto total = static_cast<std::size_t>(std::ranges::count_if(
+      page.characters, [](const auto& character) { return character.first >= kFirstBeyondAscii; }));
   const std::string name = number == 0
                                ? std::string("Characters of texts in UTF-16")
                                : "Characters of code page " + std::to_string(number) + " (" + page.collation + ")";

@@ -53,7 +53,7 @@ bool KnowsCharacters(const odbc::DBConnection& destination) {
 }
 
 bool IsAscii(std::string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char each) { return static_cast<unsigned char>(each) < 0x80; });
+  return std::ranges::all_of(text, [](char each) { return static_cast<unsigned char>(each) < 0x80; });
 }
 
 }  // namespace

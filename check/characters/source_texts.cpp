@@ -97,7 +97,7 @@ std::string CharacterOf(const std::string& units, std::string_view collation) {
 
 /// A collation's name is no identifier that could be quoted.
 bool IsName(std::string_view collation) {
-  return !collation.empty() && std::all_of(collation.begin(), collation.end(), [](char each) {
+  return !collation.empty() && std::ranges::all_of(collation, [](char each) {
     return (each >= 'A' && each <= 'Z') || (each >= 'a' && each <= 'z') || (each >= '0' && each <= '9') || each == '_';
   });
 }
@@ -134,9 +134,8 @@ std::vector<TextColumn> ReadTextColumns(const odbc::DBConnection& source, const 
                     Literal(PathOf(source, table)) + ") AND c.system_type_id IN (35, 167, 175);");
   std::vector<TextColumn> columns = TextColumnsOf(table);
   for (TextColumn& column : columns) {
-    const auto row = std::find_if(rows.begin(), rows.end(), [&](const TextRow& each) {
-      return each.at(0) == table.columns[column.position].name;
-    });
+    const auto row = std::ranges::find_if(
+        rows, [&](const TextRow& each) { return each.at(0) == table.columns[column.position].name; });
     if (row != rows.end() && IsName(row->at(1).value_or(std::string{}))) {
       column.collation = *row->at(1);
       column.codePage = static_cast<int>(NumberOf(row->at(2)));

@@ -35,7 +35,7 @@ std::string RequireTable(const std::string& name) {
 std::vector<std::string> InOrderOfCatalogue(const std::vector<std::string>& tables) {
   std::vector<std::string> ordered;
   for (const db::TableDescription& table : Catalogue()) {
-    if (std::find(tables.begin(), tables.end(), table.name) != tables.end()) {
+    if (std::ranges::find(tables, table.name) != tables.end()) {
       ordered.emplace_back(table.name);
     }
   }
@@ -86,9 +86,9 @@ Request ReadCommandLine(std::vector<std::string> arguments) {
       "show every finding that a report may have, its cost and what it is");
   app.set_version_flag("--version", "bw_db_check " BW_VERSION "\n", "show the version");
 
-  std::copy_if(arguments.begin(), arguments.end(), std::back_inserter(request.options),
-               [](const std::string& argument) { return argument != "before" && argument != "after"; });
-  std::reverse(arguments.begin(), arguments.end());  // As the library expects them.
+  std::ranges::copy_if(arguments, std::back_inserter(request.options),
+                       [](const std::string& argument) { return argument != "before" && argument != "after"; });
+  std::ranges::reverse(arguments);  // As the library expects them.
   try {
     app.parse(std::move(arguments));
   } catch (const CLI::CallForHelp&) {

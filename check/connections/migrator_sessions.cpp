@@ -39,7 +39,7 @@ std::vector<MigratorSession> FindMigratorSessions(const odbc::DBConnection& dest
                  "SELECT CAST(pid AS text), usename, query, coalesce(wait_event_type, '') FROM pg_stat_activity "
                  "WHERE datname = current_database() AND pid <> pg_backend_pid() AND query IS NOT NULL ORDER BY pid")) {
     const std::string query = Text(row, 2);
-    const auto own = std::find_if(statements.begin(), statements.end(), [&query](const Statements& each) {
+    const auto own = std::ranges::find_if(statements, [&query](const Statements& each) {
       return query.starts_with(each.truncate) || query.starts_with(each.write);
     });
     if (own != statements.end()) {

@@ -44,13 +44,13 @@ bool IsNoMore(const std::optional<std::uint64_t>& rows, const std::optional<std:
 std::vector<std::set<std::string>> Parts(std::string_view id, const std::set<std::string>& columns) {
   const auto kinds = AllFindings();
   const bool perColumn =
-      std::any_of(kinds.begin(), kinds.end(), [id](const auto* kind) { return kind->id == id && kind->perColumn; });
+      std::ranges::any_of(kinds, [id](const auto* kind) { return kind->id == id && kind->perColumn; });
   if (!perColumn || columns.empty()) {
     return {columns};
   }
   std::vector<std::set<std::string>> parts;
-  std::transform(columns.begin(), columns.end(), std::back_inserter(parts),
-                 [](const std::string& column) { return std::set{column}; });
+  std::ranges::transform(columns, std::back_inserter(parts),
+                         [](const std::string& column) { return std::set{column}; });
   return parts;
 }
 
@@ -88,7 +88,7 @@ Acceptance::Acceptance(const std::filesystem::path& path) : path_(path) {
     Refuse(path, "it is a partial report");
   }
   // So that a finding uses up the smallest of those that accept it.
-  std::sort(known_.begin(), known_.end(), [](const Known& left, const Known& right) { return left.rows < right.rows; });
+  std::ranges::sort(known_, [](const Known& left, const Known& right) { return left.rows < right.rows; });
 }
 
 void Acceptance::RequireSame(const Identity& identity) const {
@@ -112,11 +112,11 @@ void Acceptance::Take(const std::string& table, const std::string& id, const std
 void Acceptance::Mark(std::vector<Known>& known, const std::string& table, std::vector<Finding>& findings) {
   for (Finding& finding : findings) {
     std::set<std::string> columns;
-    std::transform(finding.columns.begin(), finding.columns.end(), std::inserter(columns, columns.end()), AsUtf8);
+    std::ranges::transform(finding.columns, std::inserter(columns, columns.end()), AsUtf8);
     std::vector<Known> left = known;
     const auto parts = Parts(finding.kind->id, columns);
-    finding.accepted = std::all_of(parts.begin(), parts.end(), [&](const std::set<std::string>& part) {
-      const auto accepting = std::find_if(left.begin(), left.end(), [&](const Known& each) {
+    finding.accepted = std::ranges::all_of(parts, [&](const std::set<std::string>& part) {
+      const auto accepting = std::ranges::find_if(left, [&](const Known& each) {
         return each.table == table && each.id == finding.kind->id && each.columns == part &&
                IsNoMore(finding.rows, each.rows);
       });

@@ -10,11 +10,10 @@ namespace check {
 
 std::vector<const Finding*> ByCost(const std::vector<Finding>& findings) {
   std::vector<const Finding*> sorted;
-  std::transform(findings.begin(), findings.end(), std::back_inserter(sorted),
-                 [](const Finding& finding) { return &finding; });
+  std::ranges::transform(findings, std::back_inserter(sorted), [](const Finding& finding) { return &finding; });
   // The address keeps findings of the same cost in order. std::stable_sort would do so by itself, but newer compilers
   // warn of its use of a deprecated function.
-  std::sort(sorted.begin(), sorted.end(), [](const Finding* left, const Finding* right) {
+  std::ranges::sort(sorted, [](const Finding* left, const Finding* right) {
     return std::tie(left->cost, left) < std::tie(right->cost, right);
   });
   return sorted;
@@ -52,7 +51,7 @@ std::string_view NameOf(Status status) {
 
 std::string InWords(std::string_view name) {
   std::string words(name);
-  std::replace(words.begin(), words.end(), '-', ' ');
+  std::ranges::replace(words, '-', ' ');
   words.front() = static_cast<char>(std::toupper(words.front()));
   return words;
 }
@@ -63,24 +62,23 @@ std::string Counted(std::uint64_t count, std::string_view noun) {
 
 bool Report::HasNewFindings() const {
   const auto anyNew = [](const std::vector<Finding>& findings) {
-    return std::any_of(findings.begin(), findings.end(), [](const Finding& finding) { return !finding.accepted; });
+    return std::ranges::any_of(findings, [](const Finding& finding) { return !finding.accepted; });
   };
   return anyNew(general) ||
-         std::any_of(tables.begin(), tables.end(), [&](const TableReport& table) { return anyNew(table.findings); });
+         std::ranges::any_of(tables, [&](const TableReport& table) { return anyNew(table.findings); });
 }
 
 bool Report::IsUnchanged() const {
   const auto changesNothing = [](const Finding& finding) { return finding.cost == Cost::CannotForesee; };
-  return std::all_of(tables.begin(), tables.end(), [&](const TableReport& table) {
-    return std::all_of(table.findings.begin(), table.findings.end(), changesNothing) &&
+  return std::ranges::all_of(tables, [&](const TableReport& table) {
+    return std::ranges::all_of(table.findings, changesNothing) &&
            (!table.unchangedRows || table.unchangedRows == table.sourceRows);
   });
 }
 
 bool Report::HasAllFigures() const {
-  return std::all_of(tables.begin(), tables.end(), [](const TableReport& table) {
-    return table.sourceRows && table.arrivingRows && table.unchangedRows;
-  });
+  return std::ranges::all_of(
+      tables, [](const TableReport& table) { return table.sourceRows && table.arrivingRows && table.unchangedRows; });
 }
 
 std::string StatusLine(const Report& report) {
@@ -114,8 +112,8 @@ void MergeColumns(Report& report) {
   for (TableReport& table : report.tables) {
     std::vector<Finding> merged;
     for (Finding& finding : table.findings) {
-      const auto same = std::find_if(merged.begin(), merged.end(),
-                                     [&](const Finding& earlier) { return DifferByColumnOnly(earlier, finding); });
+      const auto same =
+          std::ranges::find_if(merged, [&](const Finding& earlier) { return DifferByColumnOnly(earlier, finding); });
       if (same == merged.end()) {
         merged.push_back(std::move(finding));
         continue;

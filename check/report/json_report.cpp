@@ -18,7 +18,7 @@ using nlohmann::ordered_json;
 
 ordered_json Of(const std::vector<std::string>& texts) {
   ordered_json array = ordered_json::array();
-  std::transform(texts.begin(), texts.end(), std::back_inserter(array), AsUtf8);
+  std::ranges::transform(texts, std::back_inserter(array), AsUtf8);
   return array;
 }
 

@@ -22,7 +22,7 @@ const std::vector<db::TableDescription>& Catalogue() {
 }
 
 bool IsChosen(const std::vector<std::string>& chosen, std::string_view table) {
-  return chosen.empty() || std::find(chosen.begin(), chosen.end(), table) != chosen.end();
+  return chosen.empty() || std::ranges::find(chosen, table) != chosen.end();
 }
 
 const db::TableDescription& TableNamed(std::string_view name) {
@@ -35,8 +35,7 @@ const db::TableDescription& TableNamed(std::string_view name) {
 
 std::size_t PlaceOf(std::string_view table) {
   const auto& all = Catalogue();
-  return static_cast<std::size_t>(
-      std::find_if(all.begin(), all.end(), [table](const auto& each) { return each.name == table; }) - all.begin());
+  return static_cast<std::size_t>(std::ranges::find(all, table, &db::TableDescription::name) - all.begin());
 }
 
 }  // namespace check

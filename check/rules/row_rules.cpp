@@ -41,7 +41,7 @@ bool IsNumber(std::string_view text, double number) {
   std::array<char, 512> shortest{};
   const char* const last = std::to_chars(shortest.begin(), shortest.end(), number, std::chars_format::fixed).ptr;
   return text.find_first_of("eE") != std::string_view::npos || Plain(text) == Plain({shortest.data(), last}) ||
-         std::count_if(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }) <=
+         std::ranges::count_if(text, [](char c) { return c >= '0' && c <= '9'; }) <=
              std::numeric_limits<double>::digits10;
 }
 
@@ -63,12 +63,11 @@ std::string Shown(double real) {
 void NumberMap::SortByNumber() {
   std::stable_sort(arrived_.begin(), arrived_.end(),
                    [](const Entry& left, const Entry& right) { return left.source < right.source; });
-  std::sort(lost_.begin(), lost_.end());
+  std::ranges::sort(lost_);
 }
 
 std::optional<std::int32_t> NumberMap::AssignedTo(std::int32_t source) const {
-  const auto found = std::lower_bound(arrived_.begin(), arrived_.end(), source,
-                                      [](const Entry& entry, std::int32_t number) { return entry.source < number; });
+  const auto found = std::ranges::lower_bound(arrived_, source, {}, &Entry::source);
   return found == arrived_.end() || found->source != source ? std::nullopt : std::optional(found->assigned);
 }
 
@@ -80,7 +79,7 @@ std::optional<std::int32_t> NumberMap::SourceAt(std::int32_t position) const {
 }
 
 bool NumberMap::IsLost(std::int32_t source) const {
-  return std::binary_search(lost_.begin(), lost_.end(), source);
+  return std::ranges::binary_search(lost_, source);
 }
 
 bool NumberMap::IsPositionLost(std::int32_t position) const {

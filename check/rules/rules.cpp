@@ -112,9 +112,8 @@ bool IsReferred(std::string_view table, Kinds kinds) {
   const auto refers = [table, kinds](const ColumnRule& rule) {
     return rule.reference && rule.reference->table == table && kinds(rule.reference->kind);
   };
-  return std::any_of(AllRules().begin(), AllRules().end(), [&refers](const TableRules& rules) {
-    return std::any_of(rules.columns.begin(), rules.columns.end(), refers);
-  });
+  return std::ranges::any_of(AllRules(),
+                             [&refers](const TableRules& rules) { return std::ranges::any_of(rules.columns, refers); });
 }
 
 template <class Kinds>
@@ -132,8 +131,7 @@ std::vector<std::string_view> Referred(std::string_view table, Kinds kinds) {
 
 const TableRules& RulesOf(std::string_view table) {
   const auto& rules = AllRules();
-  const auto found =
-      std::find_if(rules.begin(), rules.end(), [table](const TableRules& each) { return each.table == table; });
+  const auto found = std::ranges::find(rules, table, &TableRules::table);
   if (found == rules.end()) {
     throw std::out_of_range("there are no rules for " + std::string(table));
   }
@@ -141,14 +139,12 @@ const TableRules& RulesOf(std::string_view table) {
 }
 
 ColumnRule RuleOf(const TableRules& rules, std::string_view column) {
-  const auto found = std::find_if(rules.columns.begin(), rules.columns.end(),
-                                  [column](const ColumnRule& rule) { return rule.column == column; });
+  const auto found = std::ranges::find(rules.columns, column, &ColumnRule::column);
   return found == rules.columns.end() ? ColumnRule{.column = column} : *found;
 }
 
 std::size_t ColumnPosition(const db::TableDescription& table, std::string_view column) {
-  const auto found = std::find_if(table.columns.begin(), table.columns.end(),
-                                  [column](const auto& each) { return each.name == column; });
+  const auto found = std::ranges::find(table.columns, column, &db::ColumnDescription::name);
   if (found == table.columns.end()) {
     throw std::out_of_range(std::string(table.name) + " has no column " + std::string(column));
   }
@@ -156,7 +152,7 @@ std::size_t ColumnPosition(const db::TableDescription& table, std::string_view c
 }
 
 bool IsSent(const db::TableDescription& table, std::string_view column) {
-  return std::any_of(table.parameters.begin(), table.parameters.end(), [column](const auto& parameter) {
+  return std::ranges::any_of(table.parameters, [column](const auto& parameter) {
     return parameter.column == column && parameter.direction == SQL_PARAM_INPUT;
   });
 }

@@ -25,8 +25,8 @@ constexpr std::size_t kLargestDistance = 2;
 
 std::string Lower(std::string_view text) {
   std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+  std::ranges::transform(lower, lower.begin(),
+                         [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
   return lower;
 }
 
@@ -46,17 +46,16 @@ std::size_t EditDistance(std::string_view from, std::string_view to) {
 }
 
 bool Has(const std::vector<std::string>& names, std::string_view known) {
-  return std::any_of(names.begin(), names.end(),
-                     [known](const std::string& name) { return Lower(name) == Lower(known); });
+  return std::ranges::any_of(names, [known](const std::string& name) { return Lower(name) == Lower(known); });
 }
 
 /// The first name that resembles the known one and is none of those that are read; empty when there is none.
 template <class KnownNames>
 std::string LookAlike(const std::vector<std::string>& names, std::string_view known, const KnownNames& allKnown) {
-  const auto found = std::find_if(names.begin(), names.end(), [&](const std::string& name) {
+  const auto found = std::ranges::find_if(names, [&](const std::string& name) {
     // What is commented out in the manner of other files is not meant to be read.
-    const bool isRead = std::any_of(allKnown.begin(), allKnown.end(),
-                                    [&name](std::string_view each) { return Lower(name) == Lower(each); });
+    const bool isRead =
+        std::ranges::any_of(allKnown, [&name](std::string_view each) { return Lower(name) == Lower(each); });
     return !isRead && !name.starts_with('#') && Resembles(name, known);
   });
   return found == names.end() ? std::string{} : *found;

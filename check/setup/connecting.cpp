@@ -85,7 +85,7 @@ std::string WhyNotConnected(odbc::DBConnection& connection, std::string_view sid
 
 std::string_view MeaningOf(const std::vector<ConnectionError>& errors) {
   for (const Meaning& meaning : kMeanings) {
-    const bool fits = std::any_of(errors.begin(), errors.end(), [&meaning](const ConnectionError& error) {
+    const bool fits = std::ranges::any_of(errors, [&meaning](const ConnectionError& error) {
       return meaning.state.empty() ? meaning.code == error.code : meaning.state == error.state;
     });
     if (fits) {
@@ -100,8 +100,7 @@ std::string DoubtsAboutPassword(std::string_view password, std::string_view mess
   if (password.ends_with('\r')) {
     doubts += " The password ends with a carriage return, as a line of a file of Windows does: end the line with LF.";
   }
-  const bool isAscii =
-      std::all_of(password.begin(), password.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  const bool isAscii = std::ranges::all_of(password, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
   if (!isAscii) {
     doubts += message.find("[FreeTDS]") != std::string_view::npos
                   ? " The password has characters beyond ASCII: FreeTDS takes each of its bytes for a character of "
