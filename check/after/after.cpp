@@ -21,8 +21,7 @@ namespace {
 
 /// What reads a table waits for what waits for its lock.
 void RequireNoneWaits(const std::vector<MigratorSession>& sessions) {
-  const auto waiting =
-      std::find_if(sessions.begin(), sessions.end(), [](const MigratorSession& session) { return session.waits; });
+  const auto waiting = std::ranges::find_if(sessions, [](const MigratorSession& session) { return session.waits; });
   if (waiting != sessions.end()) {
     throw std::runtime_error("session " + waiting->process + " of " + waiting->login +
                              " is the migrator's, and waits for a lock on " + waiting->table +

@@ -52,8 +52,8 @@ class Reporting {
       report.runEndsIn = NameOfEnd();
     }
     report.status = StatusOf(report);
-    report.foreseen = std::all_of(report.tables.begin(), report.tables.end(),
-                                  [](const TableReport& table) { return table.destinationRows.has_value(); }) &&
+    report.foreseen = std::ranges::all_of(report.tables,
+                                          [](const TableReport& table) { return table.destinationRows.has_value(); }) &&
                       (report.status != Status::Complete || report.HasAllFigures());
     report.verdict = Verdict();
   }
@@ -203,8 +203,7 @@ class Reporting {
   void AddRowFindings(const TableResult& result, TableReport& entry) const {
     staging::StagedTable staged = *result.staged;
     for (const rules::ColumnRule& rule : rules::RulesOf(result.table->name).columns) {
-      if (std::find(result.judgedReferences.begin(), result.judgedReferences.end(), rule.column) !=
-          result.judgedReferences.end()) {
+      if (std::ranges::find(result.judgedReferences, rule.column) != result.judgedReferences.end()) {
         staged.remarks.erase(DatabaseComparison::ElsewhereRemark(rule));
       }
     }
@@ -232,9 +231,9 @@ class Reporting {
     if (end_.state == RunEnd::State::Incomplete) {
       return Status::Incomplete;
     }
-    const bool different =
-        std::any_of(compared_.results().begin(), compared_.results().end(),
-                    [this](const auto& each) { return IsChosen(chosen_, each.table->name) && IsDifferent(each); });
+    const bool different = std::ranges::any_of(compared_.results(), [this](const auto& each) {
+      return IsChosen(chosen_, each.table->name) && IsDifferent(each);
+    });
     if (different) {
       return Status::Different;
     }

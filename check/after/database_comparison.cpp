@@ -32,11 +32,12 @@ void RequireComparing(const staging::Writability& writability) {
         "UseServerSidePrepare = 1 in the data source");
   }
 }
+
 /// Of the columns that the migrator fills, or of the one that numbers the rows, those that the table does not have.
 std::vector<std::string> MissingColumns(const staging::Copy& copy) {
   std::vector<std::string> missing;
   const auto look = [&](std::string_view column) {
-    if (!copy.columns.contains(column) && std::find(missing.begin(), missing.end(), column) == missing.end()) {
+    if (!copy.columns.contains(column) && std::ranges::find(missing, column) == missing.end()) {
       missing.emplace_back(column);
     }
   };
@@ -66,12 +67,9 @@ ComparedTable DescribeCompared(const staging::Copy& copy, const staging::Relatio
       compared.columns.emplace_back(parameter.column);
     }
   }
-  const std::vector<std::string_view> replaced = staging::ReplacedNumbers(table);
-  std::transform(rules.key.begin(), rules.key.end(), std::back_inserter(compared.copyKey),
-                 [&replaced](std::string_view column) {
-                   const bool isReplaced = std::find(replaced.begin(), replaced.end(), column) != replaced.end();
-                   return isReplaced ? staging::SourceNumberColumn(column) : std::string(column);
-                 });
+  for (const std::string_view column : rules.key) {
+    compared.copyKey.push_back(staging::ColumnAsInSource(table, column));
+  }
   for (const rules::ColumnRule& rule : rules.columns) {
     if (rule.reference && rule.reference->kind == rules::ReferenceKind::FollowsNumber) {
       compared.references.push_back({.column = std::string(rule.column), .table = std::string(rule.reference->table)});
@@ -107,8 +105,8 @@ void DatabaseComparison::Run(const std::vector<std::string>& chosen, const std::
   staging::EndCreation(destination_);
   progress_.Begin("characters");
   std::vector<db::TableDescription> readable;
-  std::copy_if(tables_.begin(), tables_.end(), std::back_inserter(readable),
-               [&unread](const db::TableDescription& table) { return !unread.contains(table.name); });
+  std::ranges::copy_if(tables_, std::back_inserter(readable),
+                       [&unread](const db::TableDescription& table) { return !unread.contains(table.name); });
   const characters::Characters characters(source_, trial_, destination_, readable, progress_);
   report.facts.insert(report.facts.end(), characters.facts().begin(), characters.facts().end());
   staged_ = staging::Stage(source_, destination_, tables_, copies, obstacles, characters, progress_);
@@ -168,8 +166,7 @@ staging::Obstacles DatabaseComparison::Describe(const staging::Destination& mode
       result.uncomparable = reason == copies.unforeseen.end() ? "it has no copy" : reason->second;
     } else if (const auto missing = MissingColumns(copy->second); !missing.empty()) {
       result.uncomparable = "it has no column " + Listed(missing);
-      if (std::any_of(missing.begin(), missing.end(),
-                      [&table](const std::string& column) { return rules::IsSent(table, column); })) {
+      if (std::ranges::any_of(missing, [&table](const std::string& column) { return rules::IsSent(table, column); })) {
         obstacles.cannotWrite.emplace(table.name, result.uncomparable);
       }
     } else {
@@ -180,14 +177,13 @@ staging::Obstacles DatabaseComparison::Describe(const staging::Destination& mode
 }
 
 const TableResult* DatabaseComparison::Find(std::string_view table) const {
-  const auto found = std::find_if(results_.begin(), results_.end(),
-                                  [table](const TableResult& result) { return result.table->name == table; });
+  const auto found =
+      std::ranges::find_if(results_, [table](const TableResult& result) { return result.table->name == table; });
   return found == results_.end() ? nullptr : &*found;
 }
 
 ComparedTable& DatabaseComparison::ComparedNamed(std::string_view table) {
-  return *std::find_if(compared_.begin(), compared_.end(),
-                       [table](const ComparedTable& compared) { return compared.name == table; });
+  return *std::ranges::find(compared_, table, &ComparedTable::name);
 }
 
 void DatabaseComparison::CompareRows(TableResult& result) {
@@ -199,10 +195,9 @@ void DatabaseComparison::CompareRows(TableResult& result) {
     return;
   }
   LeaveOutReferences(result);
-  const bool isRefused =
-      std::any_of(result.staged->remarks.begin(), result.staged->remarks.end(), [](const auto& each) {
-        return each.first.remark == staging::Remark::Refused || each.first.remark == staging::Remark::ParentRefused;
-      });
+  const bool isRefused = std::ranges::any_of(result.staged->remarks, [](const auto& each) {
+    return each.first.remark == staging::Remark::Refused || each.first.remark == staging::Remark::ParentRefused;
+  });
   if (!result.uncomparedColumns.empty() && isRefused) {
     GiveUp(result, "its rows refer to rows that cannot be compared");
     return;
@@ -231,7 +226,7 @@ void DatabaseComparison::LeaveOutReferences(TableResult& result) {
     return true;
   });
   for (const std::string& column : result.uncomparedColumns) {
-    const auto place = std::find(table.key.begin(), table.key.end(), column);
+    const auto place = std::ranges::find(table.key, column);
     if (place != table.key.end()) {
       table.copyKey.erase(table.copyKey.begin() + (place - table.key.begin()));
       table.key.erase(place);
@@ -265,7 +260,7 @@ bool DatabaseComparison::IsAsStaged(const TableResult& result, const rules::Colu
                                       ? referred.rows->missing == 0
                                       : comparison_->NumbersAreTheCopys(*referred.compared);
   return isReferredAsStaged && result.rows->missing + result.rows->unexpected == 0 &&
-         std::find(differing.begin(), differing.end(), rule.column) == differing.end() &&
+         std::ranges::find(differing, rule.column) == differing.end() &&
          (rule.reference->kind != rules::ReferenceKind::ByPosition || !hasAssigned ||
           comparison_->NumbersAreTheCopys(*result.compared));
 }

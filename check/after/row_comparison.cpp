@@ -151,8 +151,7 @@ RowDifferences RowComparison::Compare(const ComparedTable& table) {
 }
 
 const ComparedTable& RowComparison::Named(std::string_view name) const {
-  return *std::find_if(tables_.begin(), tables_.end(),
-                       [name](const ComparedTable& table) { return table.name == name; });
+  return *std::ranges::find(tables_, name, &ComparedTable::name);
 }
 
 RowComparison::Types RowComparison::TypesOf(const ComparedTable& table) const {
@@ -178,9 +177,9 @@ bool RowComparison::IsUnique(const ComparedTable& table, const std::vector<std::
                  "AND i.indexprs IS NULL AND k.place <= i.indnkeyatts",
                  {table.path})) {
     bool& isOfColumns = indexes.try_emplace(Text(row, 0), true).first->second;
-    isOfColumns = isOfColumns && std::find(columns.begin(), columns.end(), row.at(1)) != columns.end();
+    isOfColumns = isOfColumns && std::ranges::find(columns, row.at(1)) != columns.end();
   }
-  return std::any_of(indexes.begin(), indexes.end(), [](const auto& index) { return index.second; });
+  return std::ranges::any_of(indexes, [](const auto& index) { return index.second; });
 }
 
 std::string RowComparison::TableSide(const ComparedTable& table, Level level) const {
@@ -188,8 +187,7 @@ std::string RowComparison::TableSide(const ComparedTable& table, Level level) co
   std::string from = " FROM ONLY " + table.path + " t";
   for (const std::string& column : table.columns) {
     const std::string name = Quoted(column);
-    const auto reference = std::find_if(table.references.begin(), table.references.end(),
-                                        [&column](const FollowedReference& each) { return each.column == column; });
+    const auto reference = std::ranges::find(table.references, column, &FollowedReference::column);
     if (reference == table.references.end()) {
       list += ", t." + name;
       continue;
@@ -224,8 +222,7 @@ std::string RowComparison::CopySide(const ComparedTable& table, Level level) con
   std::string from = " FROM " + table.copy + " c";
   for (const std::string& column : table.columns) {
     const std::string name = Quoted(column);
-    const auto reference = std::find_if(table.references.begin(), table.references.end(),
-                                        [&column](const FollowedReference& each) { return each.column == column; });
+    const auto reference = std::ranges::find(table.references, column, &FollowedReference::column);
     if (reference == table.references.end() || level == Level::Number) {
       list += ", c." + name;
       continue;
@@ -300,7 +297,7 @@ void RowComparison::MatchByContent(const ComparedTable& table, Level level) cons
 void RowComparison::PairByKey(const ComparedTable& table, const std::vector<std::string>& key) const {
   std::vector<std::string> storedKey = key;
   for (const FollowedReference& reference : table.references) {
-    std::replace(storedKey.begin(), storedKey.end(), reference.column, StoredName(reference.column));
+    std::ranges::replace(storedKey, reference.column, StoredName(reference.column));
   }
   // A row that refers to an exchanged number is still the same row.
   if (storedKey != key) {
@@ -421,8 +418,7 @@ std::vector<DifferentRow> RowComparison::FirstDifferent(const ComparedTable& tab
   std::string list = KeyList(table) + ", CAST(n.columns AS text)";
   for (const std::string& column : differing) {
     std::string expected = "c." + Quoted(column);
-    const auto reference = std::find_if(table.references.begin(), table.references.end(),
-                                        [&column](const FollowedReference& each) { return each.column == column; });
+    const auto reference = std::ranges::find(table.references, column, &FollowedReference::column);
     if (reference != table.references.end()) {
       // The number that the row has which the copy's row refers to.
       const std::string& type = types_.at(table.name).at(column).name;
@@ -441,7 +437,7 @@ std::vector<DifferentRow> RowComparison::FirstDifferent(const ComparedTable& tab
       const bool isText = types_.at(table.name).at(column).isText;
       DifferentValue value{.found = TakeShown(row, field, column, isText), .expected = {}};
       value.expected = TakeShown(row, field, column, isText);
-      const auto place = std::find(table.columns.begin(), table.columns.end(), column) - table.columns.begin();
+      const auto place = std::ranges::find(table.columns, column) - table.columns.begin();
       if ((bits >> place & 1U) != 0) {
         shown.values.push_back(std::move(value));
       }

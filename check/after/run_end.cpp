@@ -83,7 +83,7 @@ RunEnd FindEndOfEndedRun(const AllFigures& figures, const std::optional<Migratio
   if (log && EndsWithError(*log) && FirstNotLogged(*log) && MayHaveEndedAt(figures, *FirstNotLogged(*log))) {
     return {.state = State::Incomplete, .reason = Reason::LoggedError, .table = FirstNotLogged(*log)};
   }
-  if (std::none_of(figures.begin(), figures.end(), Deviates)) {
+  if (std::ranges::none_of(figures, Deviates)) {
     return {};
   }
   const RunEnd different{.state = State::Different, .reason = Reason::None, .table = std::nullopt};
@@ -127,8 +127,7 @@ LogJudgement JudgeLog(const std::optional<MigrationLog>& log, const AllFigures& 
     }
   }
   const bool endedBeforeTables = log->tables.empty() && EndsWithError(*log);
-  const bool rowsAreThere =
-      std::any_of(figures.begin(), figures.end(), [](const auto& table) { return table && table->present > 0; });
+  const bool rowsAreThere = std::ranges::any_of(figures, [](const auto& table) { return table && table->present > 0; });
   judgement.worth = !judgement.tables.empty() || (endedBeforeTables && rowsAreThere) ? LogJudgement::Worth::OtherRun
                                                                                      : LogJudgement::Worth::Reliable;
   return judgement;

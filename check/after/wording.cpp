@@ -20,8 +20,8 @@ std::string NameOfTable(std::size_t place) {
 /// A message on one line, at most so long that it fits into a sentence.
 std::string OnOneLine(std::string text) {
   constexpr std::size_t longest = 300;
-  std::replace_if(
-      text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
+  std::ranges::replace_if(
+      text, [](char c) { return c == '\n' || c == '\r'; }, ' ');
   return text.size() <= longest ? text : text.substr(0, longest) + " ...";
 }
 
@@ -87,7 +87,7 @@ void SelectByKey(Finding& finding, Side side, const std::string& table,
 
 std::vector<std::vector<ShownValue>> KeysOf(const std::vector<DifferentRow>& rows) {
   std::vector<std::vector<ShownValue>> keys;
-  std::transform(rows.begin(), rows.end(), std::back_inserter(keys), [](const DifferentRow& row) { return row.key; });
+  std::ranges::transform(rows, std::back_inserter(keys), [](const DifferentRow& row) { return row.key; });
   return keys;
 }
 
@@ -95,7 +95,7 @@ Finding RowsFinding(const FindingKind& kind, std::uint64_t count, const std::vec
                     std::string text) {
   Finding finding(kind, std::move(text));
   finding.rows = count;
-  std::transform(keys.begin(), keys.end(), std::back_inserter(finding.keys), KeyText);
+  std::ranges::transform(keys, std::back_inserter(finding.keys), KeyText);
   return finding;
 }
 
@@ -167,8 +167,7 @@ std::string LogFact(const MigrationLog& log) {
   if (log.firstTime.empty()) {
     return "Log: empty.";
   }
-  const auto completed =
-      std::count_if(log.tables.begin(), log.tables.end(), [](const LoggedTable& table) { return table.completed; });
+  const auto completed = std::ranges::count_if(log.tables, [](const LoggedTable& table) { return table.completed; });
   std::string fact = "Log: from " + log.firstTime + " to " + log.lastTime + ", " + Counted(log.tables.size(), "table") +
                      " begun, " + std::to_string(completed) + " completed.";
   if (log.takenBack > 0) {
@@ -197,7 +196,7 @@ std::optional<Finding> LogFinding(const LogJudgement& judgement, const std::opti
   }
   if (judgement.worth == Worth::OtherRun) {
     std::vector<std::string> names;
-    std::transform(judgement.tables.begin(), judgement.tables.end(), std::back_inserter(names), NameOfTable);
+    std::ranges::transform(judgement.tables, std::back_inserter(names), NameOfTable);
     return Finding(finding::LogStale, "The log counts other rows than both databases, in " + Listed(names) +
                                           ": it is of another run, or a side was changed since. The check ignores it.");
   }

@@ -90,8 +90,7 @@ std::vector<ForeignKey> ReadForeignKeys(const odbc::DBConnection& destination, c
 
 /// The table of the 22 that has this number; nothing for another one.
 std::optional<std::string_view> NameOf(const Destination& model, const ObjectId& id) {
-  const auto found =
-      std::find_if(model.tables.begin(), model.tables.end(), [&id](const auto& entry) { return entry.second == id; });
+  const auto found = std::ranges::find_if(model.tables, [&id](const auto& entry) { return entry.second == id; });
   return found == model.tables.end() ? std::nullopt : std::optional(found->first);
 }
 
@@ -282,8 +281,7 @@ class Creation {
       if (const std::string sequence = Text(row, 4); !sequence.empty()) {
         copy.numbered.push_back({.column = name, .sequence = sequence});
       }
-      const auto column = std::find_if(copy.table->columns.begin(), copy.table->columns.end(),
-                                       [&name](const auto& each) { return each.name == name; });
+      const auto column = std::ranges::find(copy.table->columns, name, &db::ColumnDescription::name);
       if (column == copy.table->columns.end() || !rules::IsSent(*copy.table, name)) {
         continue;
       }
@@ -308,7 +306,7 @@ class Creation {
         const auto position = static_cast<std::size_t>(column - copy.table->columns.begin());
         copy.changing.push_back(position);
         constexpr std::array<std::string_view, 6> numbers = {"int2", "int4", "int8", "numeric", "float4", "float8"};
-        if (column->kind != db::ValueKind::Text && std::find(numbers.begin(), numbers.end(), type) != numbers.end()) {
+        if (column->kind != db::ValueKind::Text && std::ranges::find(numbers, type) != numbers.end()) {
           copy.asDoubles.insert(position);
         }
       }
@@ -359,6 +357,11 @@ std::string SourceNumberColumn(std::string_view column) {
   return "bw_source_" + std::string(column);
 }
 
+std::string ColumnAsInSource(const db::TableDescription& table, std::string_view column) {
+  const std::vector<std::string_view> replaced = ReplacedNumbers(table);
+  return std::ranges::find(replaced, column) == replaced.end() ? std::string(column) : SourceNumberColumn(column);
+}
+
 std::string KeyTo(std::string_view table, const std::vector<std::string>& columns) {
   std::string key(table);
   for (const std::string& column : columns) {
@@ -403,8 +406,8 @@ std::vector<db::TableDescription> TablesNeeded(const odbc::DBConnection& destina
     }
   }
   std::vector<db::TableDescription> tables;
-  std::copy_if(all.begin(), all.end(), std::back_inserter(tables),
-               [&needed](const db::TableDescription& table) { return needed.contains(table.name); });
+  std::ranges::copy_if(all, std::back_inserter(tables),
+                       [&needed](const db::TableDescription& table) { return needed.contains(table.name); });
   return tables;
 }
 
@@ -412,7 +415,9 @@ Copies CreateCopies(const odbc::DBConnection& destination, const Destination& mo
                     const std::vector<db::TableDescription>& tables,
                     const std::map<std::string_view, ProcedureCall>& calls) {
   Creation creation(destination, model, calls);
-  std::for_each(tables.begin(), tables.end(), [&creation](const auto& table) { creation.Create(table); });
+  for (const db::TableDescription& table : tables) {
+    creation.Create(table);
+  }
   return creation.TakeResult();
 }
 

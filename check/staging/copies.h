@@ -62,6 +62,9 @@ std::string SourceNumberColumn(std::string_view column);
 /// The columns of a table whose source numbers the copy keeps.
 std::vector<std::string_view> ReplacedNumbers(const db::TableDescription& table);
 
+/// The copy's column that has what the source has in a column of the table.
+std::string ColumnAsInSource(const db::TableDescription& table, std::string_view column);
+
 /// Tables beside the copies, for all of them. Names are written in SQL as they are here.
 inline constexpr std::string_view kChangedRows = "pg_temp.bw_changed_rows";  ///< (tab, position), with repetitions.
 

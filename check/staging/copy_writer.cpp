@@ -26,7 +26,7 @@ constexpr std::size_t kResultSize = 1024;
 /// Whether the server or the connection is in trouble, so that it was not the row that was refused.
 bool IsTrouble(const odbc::Error& error) {
   constexpr std::array<std::string_view, 9> classes = {"08", "25", "40", "53", "55", "57", "58", "HY", "XX"};
-  return std::any_of(classes.begin(), classes.end(), [&error](std::string_view each) { return error.IsOfClass(each); });
+  return std::ranges::any_of(classes, [&error](std::string_view each) { return error.IsOfClass(each); });
 }
 
 std::optional<std::int32_t> Int32Of(std::string_view text) {
@@ -150,7 +150,7 @@ void CopyWriter::Add(const char* image, std::int32_t position, const std::vector
   std::memcpy(images_.data() + rows_ * imageSize_, image, imageSize_);
   const auto numbers = numbers_.begin() + static_cast<std::ptrdiff_t>(rows_ * numbersPerRow_);
   *numbers = position;
-  std::copy(sourceNumbers.begin(), sourceNumbers.end(), numbers + 1);
+  std::ranges::copy(sourceNumbers, numbers + 1);
   ++rows_;
 }
 
@@ -284,9 +284,7 @@ void CopyWriter::RestoreNumbers() {
 
 bool CopyWriter::SentAsNumber(std::string_view column) const {
   const auto& parameters = copy_.table->parameters;
-  return std::find_if(parameters.begin(), parameters.end(), [column](const db::ParameterDescription& parameter) {
-           return parameter.column == column;
-         })->cType == SQL_C_LONG;
+  return std::ranges::find(parameters, column, &db::ParameterDescription::column)->cType == SQL_C_LONG;
 }
 
 Refusal CopyWriter::Explain(const odbc::Error& error, std::size_t row) const {

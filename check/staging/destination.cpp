@@ -122,7 +122,7 @@ class TruncateGraph {
           reach.emptied.push_back(referring);
           AddWithChildren(referring, reach.all);
           grows = true;
-        } else if (std::find(reach.refusedBy.begin(), reach.refusedBy.end(), referring) == reach.refusedBy.end()) {
+        } else if (std::ranges::find(reach.refusedBy, referring) == reach.refusedBy.end()) {
           reach.refusedBy.push_back(referring);
         }
       }

@@ -102,9 +102,8 @@ std::optional<std::string> WhyUnforeseen(const db::TableDescription& table, cons
     if ((parameter.mode != 'i') != (table.parameters[i].direction == SQL_PARAM_OUTPUT) || parameter.mode == 'v') {
       return place + " is passed in another direction than the call expects";
     }
-    const auto named = std::find_if(table.parameters.begin(), table.parameters.end(), [&parameter](const auto& each) {
-      return Folded(each.column) == Folded(parameter.name);
-    });
+    const auto named = std::ranges::find_if(
+        table.parameters, [&parameter](const auto& each) { return Folded(each.column) == Folded(parameter.name); });
     if (named != table.parameters.end() && named->column != table.parameters[i].column) {
       return place + " has the name of another column than it gets, " + std::string(table.parameters[i].column);
     }
@@ -138,8 +137,8 @@ ProcedureCall CallOf(const db::TableDescription& table, const std::string& name,
     call.unforeseen = WhyUnforeseen(table, procedure);
   }
   if (!call.unforeseen && procedure.parameters.size() >= table.parameters.size()) {
-    std::transform(procedure.parameters.begin(), procedure.parameters.end(), std::back_inserter(call.parameterTypes),
-                   [](const Parameter& parameter) { return parameter.type; });
+    std::ranges::transform(procedure.parameters, std::back_inserter(call.parameterTypes),
+                           [](const Parameter& parameter) { return parameter.type; });
     call.parameterTypes.resize(table.parameters.size());
   }
   return call;

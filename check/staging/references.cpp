@@ -1,6 +1,6 @@
 #include "check/staging/references.h"
 
-#include <algorithm>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -15,9 +15,7 @@ namespace {
 
 /// A column of the copy with what the source has in it.
 std::string AsInSource(const db::TableDescription& table, std::string_view column) {
-  const std::vector<std::string_view> replaced = ReplacedNumbers(table);
-  const bool isReplaced = std::find(replaced.begin(), replaced.end(), column) != replaced.end();
-  return "c." + Quoted(isReplaced ? SourceNumberColumn(column) : std::string(column));
+  return "c." + Quoted(ColumnAsInSource(table, column));
 }
 
 /// A number as a column stores it that may have another type than the number.

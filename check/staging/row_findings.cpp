@@ -163,9 +163,7 @@ class Wording {
   }
 
   std::string ChangeText(const std::string& column) const {
-    const auto parameter =
-        std::find_if(table_.parameters.begin(), table_.parameters.end(),
-                     [&column](const db::ParameterDescription& each) { return each.column == column; });
+    const auto parameter = std::ranges::find(table_.parameters, column, &db::ParameterDescription::column);
     if (RuleOf(column).reading == rules::Reading::DoubleIntoInt32) {
       return "The number arrives as the lower four bytes of itself as a double.";
     }
@@ -191,7 +189,7 @@ class Wording {
   std::string Select(const std::string& column, const std::string& where) const {
     const std::vector<std::string_view>& key = rules::RulesOf(table_.name).key;
     std::string list = Joined(key, ", ", [](std::string_view name) { return "[" + std::string(name) + "]"; });
-    if (!column.empty() && std::find(key.begin(), key.end(), column) == key.end()) {
+    if (!column.empty() && std::ranges::find(key, column) == key.end()) {
       list += ", [" + column + "]";
     }
     return "SELECT " + list + " FROM " + SourceTable() + (where.empty() ? "" : " WHERE " + where) + ";";

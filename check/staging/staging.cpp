@@ -301,9 +301,7 @@ class TableStaging {
       if (column == assigned_ && !assigned) {
         return std::nullopt;
       }
-      const bool known = std::any_of(table_.columns.begin(), table_.columns.end(),
-                                     [&column](const auto& each) { return each.name == column; });
-      if (!known) {
+      if (std::ranges::find(table_.columns, column, &db::ColumnDescription::name) == table_.columns.end()) {
         return std::nullopt;
       }
       content += (column == assigned_ ? std::to_string(*assigned)
@@ -472,8 +470,7 @@ Staged Stage(const odbc::DBConnection& source, const odbc::DBConnection& destina
     // Of rows that refer to those of a table that cannot be read, nothing is known.
     const std::vector<std::string_view> referred = rules::FollowedTables(table.name);
     if (ReasonOf(obstacles.cannotRead, table.name) ||
-        std::any_of(referred.begin(), referred.end(),
-                    [&unread](std::string_view name) { return unread.contains(name); })) {
+        std::ranges::any_of(referred, [&unread](std::string_view name) { return unread.contains(name); })) {
       unread.insert(table.name);
       result.readable = false;
       result.foreseen = false;
