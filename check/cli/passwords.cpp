@@ -7,7 +7,7 @@
 #include <limits>
 #include <stdexcept>
 
-#include "check/cli/terminal.h"
+#include "check/cli/platform.h"
 #include "odbc/secret.h"
 
 namespace check {

@@ -1,10 +1,14 @@
-#ifndef BW_CHECK_CLI_TERMINAL_H
-#define BW_CHECK_CLI_TERMINAL_H
+#ifndef BW_CHECK_CLI_PLATFORM_H
+#define BW_CHECK_CLI_PLATFORM_H
 
+#include <string>
 #include <string_view>
 
-/// Where the platforms differ in what stands behind the standard streams.
+/// Where the platforms differ: in what stands behind the standard streams, and in the computer's name.
 namespace check {
+
+/// The name of this computer; empty when it cannot be determined.
+std::string HostName();
 
 /// Makes writing to a pipe that nobody reads any longer an error like any other; no signal ends the program.
 void MakeClosedPipesAnError() noexcept;
@@ -37,4 +41,4 @@ class HiddenTyping {
 
 }  // namespace check
 
-#endif  // BW_CHECK_CLI_TERMINAL_H
+#endif  // BW_CHECK_CLI_PLATFORM_H

@@ -1,4 +1,4 @@
-#include "check/cli/terminal.h"
+#include "check/cli/platform.h"
 
 #include <fcntl.h>
 #include <termios.h>
@@ -138,6 +138,11 @@ void Handle(int signal, void (*handler)(int), struct sigaction& before) noexcept
 }
 
 }  // namespace
+
+std::string HostName() {
+  std::array<char, 256> name{};
+  return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
+}
 
 void MakeClosedPipesAnError() noexcept {
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));

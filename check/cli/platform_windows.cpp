@@ -1,6 +1,8 @@
-#include "check/cli/terminal.h"
+#include "check/cli/platform.h"
 
 #include <windows.h>
+
+#include <array>
 
 namespace check {
 
@@ -24,6 +26,12 @@ void WriteToScreen(std::string_view text) noexcept {
 }
 
 }  // namespace
+
+std::string HostName() {
+  std::array<char, 256> name{};
+  auto size = static_cast<DWORD>(name.size());
+  return GetComputerNameExA(ComputerNameDnsHostname, name.data(), &size) != 0 ? name.data() : "";
+}
 
 void MakeClosedPipesAnError() noexcept {
   // They are one here.
