@@ -6,7 +6,6 @@
 #include <array>
 #include <cstdint>
 #include <iterator>
-#include <optional>
 #include <utility>
 
 #include "check/characters/unicode.h"

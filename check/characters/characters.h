@@ -43,8 +43,7 @@ class Characters {
   /// Asks both sides. `trial` is a second connection to the source, of no other use afterwards: the conversion of one
   /// character can spoil that of all later texts. No query may be open on the two. The destination's connection must
   /// outlive the object; the tables must be readable.
-  ///
-  /// \throws odbc::Error when the destination cannot be asked, or a connection to the source breaks.
+  /// All members throw odbc::Error when the destination cannot be asked, or a connection to the source breaks.
   Characters(const odbc::DBConnection& source, const odbc::DBConnection& trial, const odbc::DBConnection& destination,
              const std::vector<db::TableDescription>& tables, Progress& progress);
 
@@ -56,13 +55,9 @@ class Characters {
   std::vector<rules::Utf16Column> DoubtfulColumns(const db::TableDescription& table) const;
 
   /// What becomes of a text of a doubtful column.
-  ///
-  /// \throws odbc::Error when the destination cannot be asked.
   TextFate FateOf(const db::TableDescription& table, std::size_t position, const SourceText& text) const;
 
   /// A text of a doubtful column and what arrives of it, in UTF-8, such as "'5 €' arrives as '5 ?'".
-  ///
-  /// \throws odbc::Error when the destination cannot be asked.
   std::string Described(const SourceText& text) const;
 
   /// A condition in SQL, for a person, that a doubtful column's text holds a character that does not arrive; empty

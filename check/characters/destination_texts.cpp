@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "check/characters/unicode.h"
+#include "check/report/characters.h"
 #include "check/sql/query.h"
 #include "odbc/diagnostics.h"
 
@@ -50,10 +51,6 @@ bool KnowsCharacters(const odbc::DBConnection& destination) {
     }
     return false;
   }
-}
-
-bool IsAscii(std::string_view text) {
-  return std::ranges::all_of(text, [](char each) { return static_cast<unsigned char>(each) < 0x80; });
 }
 
 }  // namespace

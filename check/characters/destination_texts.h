@@ -21,17 +21,14 @@ struct Arrival {
   std::u32string text;
 };
 
-/// Sends texts to the destination as the migrator does, as bound parameters, and looks there at their characters.
+/// Sends texts to the destination as the migrator does, as bound parameters, and looks there at their characters. All
+/// members throw odbc::Error when the destination cannot be asked.
 class DestinationTexts {
  public:
   /// The connection must outlive the object.
-  ///
-  /// \throws odbc::Error when the destination cannot be asked.
   explicit DestinationTexts(const odbc::DBConnection& destination);
 
   /// The arrivals of the texts, in their order. As the migrator's, a text ends at its first zero byte.
-  ///
-  /// \throws odbc::Error when the destination cannot be asked.
   std::vector<Arrival> Ask(const std::vector<std::string>& texts) const;
 
  private:

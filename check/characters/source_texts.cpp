@@ -4,7 +4,6 @@
 #include <sqlext.h>
 
 #include <algorithm>
-#include <charconv>
 #include <utility>
 
 #include "check/characters/unicode.h"
@@ -24,7 +23,7 @@ constexpr std::size_t kCharactersOfQuery = 250;
 constexpr std::size_t kRangesOfPattern = 80;
 
 // Patterns compare code units with this collation.
-constexpr std::string_view kBinary = "Latin1_General_BIN2";
+const std::string kBinary = "Latin1_General_BIN2";
 
 std::string NameOf(const db::ColumnDescription& column) {
   return QuotedName(Side::Source, column.name);
@@ -70,8 +69,7 @@ std::vector<Range> RangesOf(const std::set<char32_t>& characters) {
 }
 
 std::string Matches(const db::ColumnDescription& column, const std::string& pattern) {
-  return "PATINDEX(CONCAT('%', " + pattern + ", '%'), " + Utf16Text(column) + " COLLATE " + std::string(kBinary) +
-         ") > 0";
+  return "PATINDEX(CONCAT('%', " + pattern + ", '%'), " + Utf16Text(column) + " COLLATE " + kBinary + ") > 0";
 }
 
 std::string MatchesRanges(const db::ColumnDescription& column, const std::vector<Range>& ranges) {
@@ -102,14 +100,6 @@ bool IsName(std::string_view collation) {
   });
 }
 
-std::uint32_t NumberOf(const std::optional<std::string>& text) {
-  std::uint32_t number = 0;
-  if (text) {
-    std::from_chars(text->data(), text->data() + text->size(), number);
-  }
-  return number;
-}
-
 }  // namespace
 
 std::vector<TextColumn> TextColumnsOf(const db::TableDescription& table) {
@@ -136,9 +126,9 @@ std::vector<TextColumn> ReadTextColumns(const odbc::DBConnection& source, const 
   for (TextColumn& column : columns) {
     const auto row = std::ranges::find_if(
         rows, [&](const TextRow& each) { return each.at(0) == table.columns[column.position].name; });
-    if (row != rows.end() && IsName(row->at(1).value_or(std::string{}))) {
+    if (row != rows.end() && IsName(Text(*row, 1))) {
       column.collation = *row->at(1);
-      column.codePage = static_cast<int>(NumberOf(row->at(2)));
+      column.codePage = static_cast<int>(Number(*row, 2));
     }
   }
   return columns;
@@ -159,7 +149,7 @@ CharacterBytes CharactersOfCodePage(const odbc::DBConnection& source, std::strin
                           character + ") = n.n;";
   CharacterBytes characters;
   for (const TextRow& row : QueryRows(source, sql)) {
-    characters.emplace(NumberOf(row.at(0)), row.at(1).value_or(std::string{}));
+    characters.emplace(static_cast<char32_t>(Number(row, 0)), Text(row, 1));
   }
   return characters;
 }
@@ -180,10 +170,9 @@ CharacterBytes BytesOf(const odbc::DBConnection& source, const std::set<char32_t
     }
     const std::string sql = "WITH c(h, l) AS (" + list + select;
     for (const TextRow& row : QueryRows(source, sql)) {
-      const std::uint32_t high = NumberOf(row.at(0));
-      const std::uint32_t low = NumberOf(row.at(1));
-      bytes.emplace(low == 0 ? high : 0x10000U + ((high - 0xD800U) << 10U) + (low - 0xDC00U),
-                    row.at(2).value_or(std::string{}));
+      const auto high = static_cast<char32_t>(Number(row, 0));
+      const auto low = static_cast<char32_t>(Number(row, 1));
+      bytes.emplace(low == 0 ? high : 0x10000U + ((high - 0xD800U) << 10U) + (low - 0xDC00U), Text(row, 2));
     }
   }
   return bytes;

@@ -2,6 +2,7 @@
 
 #include <utf8cpp/utf8.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdio>
@@ -20,6 +21,10 @@ Character TakeCharacter(std::string_view& text) {
   }
   text.remove_prefix(first.bytes.size());
   return first;
+}
+
+bool IsAscii(std::string_view text) {
+  return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
 std::string Hex(std::uint32_t number, int digits) {

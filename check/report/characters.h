@@ -17,6 +17,8 @@ struct Character {
 /// Removes the first character, or the first byte where that is no UTF-8, from a text that is not empty.
 Character TakeCharacter(std::string_view& text);
 
+bool IsAscii(std::string_view text);
+
 /// A number in hexadecimal, with zeros before it up to `digits` digits.
 std::string Hex(std::uint32_t number, int digits);
 

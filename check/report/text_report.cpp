@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <iomanip>
 #include <optional>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "check/report/characters.h"

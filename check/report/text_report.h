@@ -2,8 +2,6 @@
 #define BW_CHECK_REPORT_TEXT_REPORT_H
 
 #include <ostream>
-#include <string>
-#include <string_view>
 
 #include "check/report/finding.h"
 

@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <deque>
 #include <map>
 #include <optional>
@@ -114,14 +113,6 @@ class RowRules {
   std::vector<char> image_;          ///< With room after it for what is read beyond the last field.
   Outcome outcome_;
 };
-
-/// A field of a row buffer.
-template <class Value>
-Value ValueAt(const char* bytes) {
-  Value value{};
-  std::memcpy(&value, bytes, sizeof(value));
-  return value;
-}
 
 /// A field that is a text, up to its first zero byte. `size` is in bytes.
 std::string_view TextAt(const char* bytes, std::size_t size);

@@ -3,7 +3,6 @@
 #include <sqlext.h>
 
 #include <algorithm>
-#include <cstring>
 
 #include "check/rules/rules.h"
 #include "db/statement_text.h"
@@ -80,18 +79,6 @@ NullReadings ProbeNulls(const odbc::DBConnection& source) {
   readings[static_cast<std::size_t>(db::ValueKind::Double)] = Probe(source, "float", SQL_C_DOUBLE);
   readings[static_cast<std::size_t>(db::ValueKind::Text)] = Probe(source, "varchar(8)", SQL_C_CHAR);
   return readings;
-}
-
-std::int32_t SourceRow::Number(std::size_t column) const {
-  std::int32_t number = 0;
-  std::memcpy(&number, data_.data() + fields_[column].offset, sizeof(number));
-  return number;
-}
-
-double SourceRow::Real(std::size_t column) const {
-  double real = 0;
-  std::memcpy(&real, data_.data() + fields_[column].offset, sizeof(real));
-  return real;
 }
 
 std::string_view SourceRow::TextOf(const Field& field) const {

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,6 +17,14 @@
 #include "odbc/statement.h"
 
 namespace check::rules {
+
+/// A field of a row buffer.
+template <class Value>
+Value ValueAt(const char* bytes) {
+  Value value{};
+  std::memcpy(&value, bytes, sizeof(value));
+  return value;
+}
 
 /// What the source's driver does with a NULL that is read without an indicator.
 enum class NullReading : std::uint8_t {
@@ -38,8 +47,8 @@ class SourceRow {
   bool IsNull(std::size_t column) const { return fields_[column].indicator == SQL_NULL_DATA; }
 
   /// The value of a column that is read as a number of 32 bits or as a double.
-  std::int32_t Number(std::size_t column) const;
-  double Real(std::size_t column) const;
+  std::int32_t Number(std::size_t column) const { return ValueAt<std::int32_t>(data_.data() + fields_[column].offset); }
+  double Real(std::size_t column) const { return ValueAt<double>(data_.data() + fields_[column].offset); }
 
   /// The bytes that arrive in a field of the column's size; zero bytes among them are kept.
   std::string_view Text(std::size_t column) const;

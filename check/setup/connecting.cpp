@@ -6,6 +6,7 @@
 #include <array>
 #include <stdexcept>
 
+#include "check/report/characters.h"
 #include "check/setup/configuration.h"
 #include "odbc/diagnostics.h"
 
@@ -100,8 +101,7 @@ std::string DoubtsAboutPassword(std::string_view password, std::string_view mess
   if (password.ends_with('\r')) {
     doubts += " The password ends with a carriage return, as a line of a file of Windows does: end the line with LF.";
   }
-  const bool isAscii = std::ranges::all_of(password, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-  if (!isAscii) {
+  if (!IsAscii(password)) {
     doubts += message.find("[FreeTDS]") != std::string_view::npos
                   ? " The password has characters beyond ASCII: FreeTDS takes each of its bytes for a character of "
                     "ISO 8859-1, so one that is typed in UTF-8 is refused."

@@ -12,6 +12,8 @@
 
 #include "odbc/connection.h"
 
+/// Queries with small results: everything is held in memory. FreeTDS takes one query at a time on a connection, so none
+/// may be open. All functions throw odbc::Error with the statement's diagnostics, unless they say otherwise.
 namespace check {
 
 /// A row of a small result; nothing stands for NULL.
@@ -22,25 +24,23 @@ inline std::string Text(const TextRow& row, std::size_t column) {
   return row.at(column).value_or("");
 }
 
+/// A value of the row that is a number, 0 for NULL.
+inline std::uint64_t Number(const TextRow& row, std::size_t column) {
+  return std::stoull(row.at(column).value_or("0"));
+}
+
 /// What a query's "?" markers stand for: sent as bound parameters, as texts whose type the server chooses.
 using Parameters = std::vector<std::string>;
 
-/// All rows of a query, as texts. For small results: everything is held in memory. FreeTDS takes one query at a time on
-/// a connection, so none may be open.
-///
-/// \throws odbc::Error with the statement's diagnostics.
+/// All rows of a query, as texts.
 std::vector<TextRow> QueryRows(const odbc::DBConnection& connection, std::string_view sql,
                                const Parameters& parameters = {});
 
 /// The first value of the first row; nothing when there is no row or it is NULL.
-///
-/// \throws odbc::Error with the statement's diagnostics.
 std::optional<std::string> QueryValue(const odbc::DBConnection& connection, std::string_view sql,
                                       const Parameters& parameters = {});
 
 /// The number that a query gives, such as a count; 0 for NULL.
-///
-/// \throws odbc::Error with the statement's diagnostics.
 std::uint64_t QueryNumber(const odbc::DBConnection& connection, std::string_view sql,
                           const Parameters& parameters = {});
 
@@ -51,8 +51,6 @@ std::optional<TextRow> OptionalRow(const odbc::DBConnection& connection, std::st
 std::optional<std::string> DriverInfo(const odbc::DBConnection& connection, SQLUSMALLINT type);
 
 /// Executes a statement that returns no rows.
-///
-/// \throws odbc::Error with the statement's diagnostics.
 void Execute(const odbc::DBConnection& connection, std::string_view sql, const Parameters& parameters = {});
 
 }  // namespace check
