@@ -7,7 +7,6 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "check/before/preflight.h"
 #include "check/before/run_conditions.h"
@@ -32,6 +31,22 @@ bool IsEmptied(std::string_view table, const staging::Obstacles& obstacles, cons
          (table == *staged.endsIn && !obstacles.cannotEmpty.contains(table));
 }
 
+/// Why it is not known what becomes of a table's rows.
+std::optional<std::string> WhyUnforeseen(const staging::StagedTable& staged, const staging::Copies& copies,
+                                         const Preflight& preflight) {
+  const std::string_view table = staged.table->name;
+  // A table that cannot even be emptied gets no rows.
+  if (preflight.obstacles.cannotEmpty.contains(table)) {
+    return std::nullopt;
+  }
+  for (const auto* const reasons : {&copies.unforeseen, &preflight.unforeseen}) {
+    if (const auto reason = reasons->find(table); reason != reasons->end()) {
+      return reason->second;
+    }
+  }
+  return staged.unforeseen.empty() ? std::nullopt : std::optional(staged.unforeseen);
+}
+
 /// Puts a table's figures into the report: what is not known stays empty.
 void Enter(const staging::StagedTable& staged, const staging::Staged& all, const Preflight& preflight,
            const std::optional<std::string>& unforeseen, bool canStage, const std::string& sourceSchema,
@@ -52,14 +67,10 @@ void Enter(const staging::StagedTable& staged, const staging::Staged& all, const
     }
   }
   const auto again = preflight.emptiedAgain.find(name);
-  if (!canStage) {
-    staging::AddRowFindings(staged, sourceSchema, entry);
-    return;
-  }
   const bool isEmptiedAgain =
       again != preflight.emptiedAgain.end() && IsEmptied(again->second, preflight.obstacles, all);
-  if ((all.endsIn && PlaceOf(name) > PlaceOf(*all.endsIn)) || preflight.obstacles.cannotEmpty.contains(name) ||
-      isEmptiedAgain) {
+  const bool isAfterEnd = all.endsIn && PlaceOf(name) > PlaceOf(*all.endsIn);
+  if (canStage && (isAfterEnd || isEmptiedAgain || preflight.obstacles.cannotEmpty.contains(name))) {
     entry.arrivingRows = 0;
     entry.unchangedRows = 0;
   }
@@ -189,23 +200,11 @@ Report CheckBefore(odbc::DBConnection& source, const odbc::DBConnection& trial, 
       staging::Stage(source, destination, needed, copies, preflight.obstacles, characters, progress);
   bool foreseen = writability.preparesOnServer;
   for (std::size_t i = 0; i < needed.size(); ++i) {
-    std::optional<std::string> unforeseen;
-    for (const auto* const reasons : {&copies.unforeseen, &std::as_const(preflight).unforeseen}) {
-      const auto reason = reasons->find(needed[i].name);
-      if (reason != reasons->end() && !unforeseen) {
-        unforeseen = reason->second;
-      }
-    }
-    if (!unforeseen && !staged.tables[i].unforeseen.empty()) {
-      unforeseen = staged.tables[i].unforeseen;
-    }
-    // A table that cannot even be emptied gets no rows.
-    if (preflight.obstacles.cannotEmpty.contains(needed[i].name)) {
-      unforeseen.reset();
-    }
-    Enter(staged.tables[i], staged, preflight, unforeseen, writability.CanStage(), source.schema(), report.tables[i]);
-    foreseen = foreseen && std::none_of(report.tables[i].findings.begin(), report.tables[i].findings.end(),
-                                        [](const Finding& each) { return each.kind == &finding::CannotForesee; });
+    Enter(staged.tables[i], staged, preflight, WhyUnforeseen(staged.tables[i], copies, preflight),
+          writability.CanStage(), source.schema(), report.tables[i]);
+    foreseen = foreseen && std::ranges::none_of(report.tables[i].findings, [](const Finding& each) {
+                 return each.kind == &finding::CannotForesee;
+               });
   }
   report.facts.emplace_back(
       "The procedures of the destination were not run: each is assumed to insert the values that it gets, and nothing "

@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 #include <utility>
+#include <vector>
 
 #include "check/report/findings.h"
 #include "check/rules/catalogue.h"

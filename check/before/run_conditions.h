@@ -7,6 +7,7 @@
 #include "check/staging/destination.h"
 #include "odbc/connection.h"
 
+/// What a run will meet. All functions throw odbc::Error when the destination cannot be asked.
 namespace check {
 
 /// What a session as the migrator's has set.
@@ -16,14 +17,10 @@ struct RunSettings {
 };
 
 /// Asks what the session has set, and adds it to the facts. To be asked before the check sets values of its own.
-///
-/// \throws odbc::Error when the destination cannot be asked.
 RunSettings ReadRunSettings(const odbc::DBConnection& destination, Report& report);
 
 /// Looks for sessions that a run would meet: another run, and what holds locks on the tables that it empties or waits
 /// for them.
-///
-/// \throws odbc::Error when the destination cannot be asked.
 void LookAtSessions(const odbc::DBConnection& destination, const staging::Destination& model,
                     const RunSettings& settings, Report& report);
 

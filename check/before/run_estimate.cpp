@@ -30,7 +30,7 @@ constexpr Speed kWaiting{.inserted = 5'000, .called = 2'500};
 constexpr Speed kNotWaiting{.inserted = 31'000, .called = 5'900};
 
 /// Rows whose values are measured.
-constexpr std::string_view kSampleSize = "1000";
+const std::string kSampleSize = "1000";
 
 struct Unit {
   std::string_view name;
@@ -58,7 +58,7 @@ std::optional<double> WidthOfValues(const odbc::DBConnection& destination, const
   }
   const std::optional<std::string> width =
       QueryValue(destination, "SELECT avg(octet_length(concat(" + Joined(columns) + ")))::text FROM (SELECT * FROM " +
-                                  copy.path + " LIMIT " + std::string(kSampleSize) + ") AS first_rows");
+                                  copy.path + " LIMIT " + kSampleSize + ") AS first_rows");
   return width ? std::optional(std::stod(*width)) : std::nullopt;
 }
 
@@ -191,8 +191,7 @@ void LookAtRun(const odbc::DBConnection& destination, const staging::Copies& cop
     needed = static_cast<std::uint64_t>(std::llround(*expected->bytes));
     report.facts.push_back("Run: a log of about " + AboutBytes(*needed) + ", by estimate: a line for each of " +
                            std::to_string(expected->inserted + expected->called) +
-                           " rows, with values as wide as those of the first " + std::string(kSampleSize) +
-                           " rows of each table." +
+                           " rows, with values as wide as those of the first " + kSampleSize + " rows of each table." +
                            (free ? " The disk has " + AboutBytes(*free) + " free." : std::string{}));
   }
   for (Finding& finding : LookAtLog(directory / config::kLogFileName, needed, free)) {
