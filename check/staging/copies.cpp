@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <set>
 
 #include "check/rules/catalogue.h"
@@ -244,7 +245,7 @@ class Creation {
   }
 
   void AddOwnColumns(const Copy& copy) const {
-    std::string columns = "ADD COLUMN " + std::string(kPositionColumn) + " integer";
+    std::string columns = "ADD COLUMN " + kPositionColumn + " integer";
     for (const std::string_view column : ReplacedNumbers(*copy.table)) {
       columns += ", ADD COLUMN " + Quoted(SourceNumberColumn(column)) + " integer";
     }

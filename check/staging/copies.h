@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <map>
-#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -56,7 +55,7 @@ struct Copy {
 
 /// Columns that a copy has besides the table's: the row's position in reading order, from 1, and the number that the
 /// source has in a column that is replaced.
-inline constexpr std::string_view kPositionColumn = "bw_position";
+inline const std::string kPositionColumn = "bw_position";
 std::string SourceNumberColumn(std::string_view column);
 
 /// The columns of a table whose source numbers the copy keeps.
@@ -66,14 +65,14 @@ std::vector<std::string_view> ReplacedNumbers(const db::TableDescription& table)
 std::string ColumnAsInSource(const db::TableDescription& table, std::string_view column);
 
 /// Tables beside the copies, for all of them. Names are written in SQL as they are here.
-inline constexpr std::string_view kChangedRows = "pg_temp.bw_changed_rows";  ///< (tab, position), with repetitions.
+inline const std::string kChangedRows = "pg_temp.bw_changed_rows";  ///< (tab, position), with repetitions.
 
 /// (tab, number, assigned) of rows that are left out. A refused row has got a number too, as if it had arrived: what
 /// comes after it is looked at as if it had been accepted.
-inline constexpr std::string_view kLeftOut = "pg_temp.bw_left_out";
+inline const std::string kLeftOut = "pg_temp.bw_left_out";
 
 /// (key, content) of refused rows: what foreign keys refer to, see KeyTo.
-inline constexpr std::string_view kRefusedKeys = "pg_temp.bw_refused_keys";
+inline const std::string kRefusedKeys = "pg_temp.bw_refused_keys";
 
 /// Names columns of a table that a foreign key refers to.
 std::string KeyTo(std::string_view table, const std::vector<std::string>& columns);

@@ -1,6 +1,7 @@
 #include "check/staging/destination.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "check/rules/catalogue.h"
 #include "check/sql/query.h"

@@ -1,9 +1,7 @@
 #ifndef BW_CHECK_STAGING_DESTINATION_H
 #define BW_CHECK_STAGING_DESTINATION_H
 
-#include <cstdint>
 #include <map>
-#include <optional>
 #include <set>
 #include <string>
 #include <string_view>

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "check/rules/rules.h"
 #include "check/sql/query.h"
@@ -77,21 +76,20 @@ void LookAtReference(const odbc::DBConnection& destination, const Copy& copy, co
   const std::string old = AsInSource(*copy.table, rule.column);
   const auto asOld = [&](const std::string& each) { return old == kept ? Stored(each, copy, rule.column) : each; };
   // A number that names no row in the source is no reference, unless it names one afterwards.
-  const std::string rows =
-      " FROM (SELECT c.*, " + old + " AS old_number, n.source AS new_number FROM " + copy.path +
-      " c LEFT JOIN (SELECT " + number + " AS number, " + source + " AS source FROM " + referred.path +
-      " UNION ALL SELECT assigned, number FROM " + std::string(kLeftOut) + " WHERE tab = ?) n ON " +
-      Stored("n.number", copy, rule.column) + " = " + kept + " LEFT JOIN (SELECT " + source + " AS number FROM " +
-      referred.path + " UNION SELECT number FROM " + std::string(kLeftOut) + " WHERE tab = ?) s ON " +
-      asOld("s.number") + " = " + old + " WHERE CASE WHEN s.number IS NULL THEN n.number IS NOT NULL ELSE " +
-      asOld("n.source") + " IS DISTINCT FROM " + old + " END) c";
+  const std::string rows = " FROM (SELECT c.*, " + old + " AS old_number, n.source AS new_number FROM " + copy.path +
+                           " c LEFT JOIN (SELECT " + number + " AS number, " + source + " AS source FROM " +
+                           referred.path + " UNION ALL SELECT assigned, number FROM " + kLeftOut +
+                           " WHERE tab = ?) n ON " + Stored("n.number", copy, rule.column) + " = " + kept +
+                           " LEFT JOIN (SELECT " + source + " AS number FROM " + referred.path +
+                           " UNION SELECT number FROM " + kLeftOut + " WHERE tab = ?) s ON " + asOld("s.number") +
+                           " = " + old + " WHERE CASE WHEN s.number IS NULL THEN n.number IS NOT NULL ELSE " +
+                           asOld("n.source") + " IS DISTINCT FROM " + old + " END) c";
   const Parameters parameters(2, std::string(rule.reference->table));
   AddRows(destination, *copy.table, rows, parameters,
           {Remark::PointsElsewhere, {std::string(rule.column)}, {}, std::string(rule.reference->table)}, staged);
-  Execute(
-      destination,
-      "INSERT INTO " + std::string(kChangedRows) + " SELECT " + Literal(copy.table->name) + ", c.bw_position" + rows,
-      parameters);
+  Execute(destination,
+          "INSERT INTO " + kChangedRows + " SELECT " + Literal(copy.table->name) + ", c.bw_position" + rows,
+          parameters);
 }
 
 void LookAtNumbers(const odbc::DBConnection& destination, const Copy& copy, StagedTable& staged) {
@@ -103,7 +101,7 @@ void LookAtNumbers(const odbc::DBConnection& destination, const Copy& copy, Stag
     for (const TextRow& row :
          QueryRows(destination,
                    "SELECT number::text, (count(*) - 1)::text FROM (SELECT " + source + " AS number FROM " + copy.path +
-                       " UNION ALL SELECT number FROM " + std::string(kLeftOut) +
+                       " UNION ALL SELECT number FROM " + kLeftOut +
                        " WHERE tab = ? AND assigned IS NOT NULL) n GROUP BY number HAVING count(*) > 1 ORDER BY number",
                    {std::string(copy.table->name)})) {
       RemarkedRows& remarked = staged.remarks[{Remark::DuplicateNumber, {std::string(rules.assigned)}, {}, {}}];
@@ -153,7 +151,7 @@ void LookAtReferences(const odbc::DBConnection& destination, const Copies& copie
     }
     table.unchangedRows =
         table.arrivingRows - QueryNumber(destination,
-                                         "SELECT count(DISTINCT position)::text FROM " + std::string(kChangedRows) +
+                                         "SELECT count(DISTINCT position)::text FROM " + kChangedRows +
                                              " WHERE tab = ? AND position <= ?::integer",
                                          {std::string(table.table->name), std::to_string(table.arrivingRows)});
   }

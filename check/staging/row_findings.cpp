@@ -1,7 +1,6 @@
 #include "check/staging/row_findings.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "check/report/findings.h"
 #include "check/rules/rules.h"

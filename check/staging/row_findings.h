@@ -10,7 +10,7 @@
 namespace check::staging {
 
 /// After the text of a finding whose query cannot name all of its rows.
-inline constexpr std::string_view kOnlyFirstRows = " The query shows the first five rows only.";
+inline const std::string kOnlyFirstRows = " The query shows the first five rows only.";
 
 /// The findings about a table's rows, in words: the same before and after a run. `sourceSchema` is the source's schema
 /// prefix; it goes into the queries.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <limits>
 #include <optional>
 #include <set>
 #include <utility>
@@ -319,8 +318,7 @@ class TableStaging {
   bool IsParentRefused(const Refusal& refusal, const char* image) const {
     const std::optional<std::string> content = ContentOf(refusal.columns, image, std::nullopt);
     return !refusal.referred.empty() && content &&
-           QueryValue(destination_,
-                      "SELECT count(*)::text FROM " + std::string(kRefusedKeys) + " WHERE key = ? AND content = ?",
+           QueryValue(destination_, "SELECT count(*)::text FROM " + kRefusedKeys + " WHERE key = ? AND content = ?",
                       {refusal.referred, *content}) != "0";
   }
 
@@ -349,7 +347,7 @@ class TableStaging {
     const std::int32_t number = assigned.value_or(accepted_);
     for (const std::vector<std::string>& columns : referredColumns_) {
       if (const std::optional<std::string> content = ContentOf(columns, image, number)) {
-        Execute(destination_, "INSERT INTO " + std::string(kRefusedKeys) + " VALUES (?, ?)",
+        Execute(destination_, "INSERT INTO " + kRefusedKeys + " VALUES (?, ?)",
                 {KeyTo(table_.name, columns), *content});
       }
     }
@@ -363,7 +361,7 @@ class TableStaging {
 
   void RecordChangedRows(bool all) {
     if (writer_ && (changedRows_.size() >= CopyWriter::kBatch || (all && !changedRows_.empty()))) {
-      Execute(destination_, "INSERT INTO " + std::string(kChangedRows) + " SELECT ?::text, unnest(?::integer[])",
+      Execute(destination_, "INSERT INTO " + kChangedRows + " SELECT ?::text, unnest(?::integer[])",
               {std::string(table_.name), ArrayOf(changedRows_)});
       changedRows_.clear();
     }
@@ -377,8 +375,7 @@ class TableStaging {
 
   void RecordLeftOut(bool all) {
     if (writer_ && (leftOutNumbers_.size() >= CopyWriter::kBatch || (all && !leftOutNumbers_.empty()))) {
-      Execute(destination_,
-              "INSERT INTO " + std::string(kLeftOut) + " SELECT ?::text, * FROM unnest(?::integer[], ?::integer[])",
+      Execute(destination_, "INSERT INTO " + kLeftOut + " SELECT ?::text, * FROM unnest(?::integer[], ?::integer[])",
               {std::string(table_.name), ArrayOf(leftOutNumbers_), ArrayOf(leftOutAssigned_)});
       leftOutNumbers_.clear();
       leftOutAssigned_.clear();

@@ -6,8 +6,6 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <string_view>
-#include <tuple>
 #include <vector>
 
 #include "check/characters/characters.h"
