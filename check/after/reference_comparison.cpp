@@ -79,7 +79,7 @@ WrongReferences FindElsewhere(const odbc::DBConnection& destination, const RowCo
     old = asColumn("o.old");
   }
   rows += " LEFT JOIN (SELECT " + source + " AS number FROM " + referred.copy + " c UNION SELECT number FROM " +
-          std::string(staging::kLeftOut) + " WHERE tab = ?) s ON " + asColumn("s.number") + " = " + old +
+          staging::kLeftOut + " WHERE tab = ?) s ON " + asColumn("s.number") + " = " + old +
           " WHERE CASE WHEN s.number IS NULL THEN n.number IS NOT NULL ELSE n.source IS NULL OR " +
           asColumn("n.source") + " <> " + old + " END AND " +
           (numbering == Numbering::OutOfOrder ? "EXISTS " : "NOT EXISTS ") + "(SELECT FROM " + OutOfOrder(referred) +

@@ -9,19 +9,18 @@
 #include "check/rules/rules.h"
 #include "odbc/connection.h"
 
+/// Where references lead. All functions throw odbc::Error when the destination cannot be asked.
 namespace check {
 
 /// Rows of the destination whose number in one column does not lead where it should.
 struct WrongReferences {
   std::uint64_t rows = 0;
-  std::vector<std::vector<ShownValue>> keys;  ///< Of the first rows.
-  std::vector<std::string> leadTo;            ///< For the same rows, the number and what it became.
+  std::vector<RowKey> keys;         ///< Of the first rows.
+  std::vector<std::string> leadTo;  ///< For the same rows, the number and what it became.
 };
 
 /// Rows whose number names no row of the table that it refers to, where the copies have one. `number` is that
 /// table's column with the numbers.
-///
-/// \throws odbc::Error when the destination cannot be asked.
 WrongReferences FindDangling(const odbc::DBConnection& destination, const RowComparison& comparison,
                              const ComparedTable& table, const rules::ColumnRule& rule, const ComparedTable& referred,
                              const std::string& number);
@@ -35,8 +34,6 @@ enum class Numbering : std::uint8_t {
 /// Rows whose number leads to another row than it does in the source, or to none. Both tables were compared, and
 /// `referred` is numbered by the destination. A number that names no row in the source is no reference, unless it names
 /// one in the destination.
-///
-/// \throws odbc::Error when the destination cannot be asked.
 WrongReferences FindElsewhere(const odbc::DBConnection& destination, const RowComparison& comparison,
                               const ComparedTable& table, const rules::ColumnRule& rule, const ComparedTable& referred,
                               Numbering numbering);

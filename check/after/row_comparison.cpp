@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 #include <utility>
 
 #include "check/sql/query.h"
@@ -14,13 +13,13 @@ namespace check {
 namespace {
 
 // What a note says of its rows.
-constexpr std::string_view kHalf = "0";       // Of a row of one side that has no other yet.
-constexpr std::string_view kSame = "1";       // The same content; the numbers may be others.
-constexpr std::string_view kAmbiguous = "2";  // The same but for a reference to another row of the same content.
-constexpr std::string_view kDifferent = "3";
+const std::string kHalf = "0";       // Of a row of one side that has no other yet.
+const std::string kSame = "1";       // The same content; the numbers may be others.
+const std::string kAmbiguous = "2";  // The same but for a reference to another row of the same content.
+const std::string kDifferent = "3";
 
 // Output column of both sides.
-constexpr std::string_view kNumber = "bw_number";
+const std::string kNumber = "bw_number";
 
 /// Characters of a value that are shown.
 constexpr std::size_t kShownCharacters = 100;
@@ -60,13 +59,9 @@ std::string SameBytes(const std::vector<std::string>& columns) {
   return "pg_catalog.record_image_eq(" + RowOf("c", columns) + ", " + RowOf("t", columns) + ")";
 }
 
-std::uint64_t NumberIn(const TextRow& row, std::size_t column) {
-  return std::stoull(row.at(column).value_or("0"));
-}
-
 /// The columns by which rows are paired.
 std::vector<std::string> PairingKey(const ComparedTable& table) {
-  return table.assigned.empty() ? table.key : std::vector<std::string>{std::string(kNumber)};
+  return table.assigned.empty() ? table.key : std::vector<std::string>{kNumber};
 }
 
 /// The output column with a reference as the table has it.
@@ -85,7 +80,7 @@ std::string ShownColumns(std::string_view alias, const std::vector<std::string>&
 }
 
 ShownValue TakeShown(const TextRow& row, std::size_t& field, const std::string& column, bool isText) {
-  ShownValue value{.column = column, .text = row.at(field), .bytes = NumberIn(row, field + 1), .isText = isText};
+  ShownValue value{.column = column, .text = row.at(field), .bytes = Number(row, field + 1), .isText = isText};
   field += 2;
   return value;
 }
@@ -212,13 +207,13 @@ std::string RowComparison::TableSide(const ComparedTable& table, Level level) co
     list += ", " + value + " AS " + name + ", t." + name + " AS " + Quoted(StoredName(column));
   }
   if (!table.assigned.empty()) {
-    list += ", t." + Quoted(table.assigned) + " AS " + std::string(kNumber);
+    list += ", t." + Quoted(table.assigned) + " AS " + kNumber;
   }
   return "(SELECT " + list + from + ")";
 }
 
 std::string RowComparison::CopySide(const ComparedTable& table, Level level) const {
-  std::string list = "c." + std::string(staging::kPositionColumn) + " AS position";
+  std::string list = "c." + staging::kPositionColumn + " AS position";
   std::string from = " FROM " + table.copy + " c";
   for (const std::string& column : table.columns) {
     const std::string name = Quoted(column);
@@ -234,7 +229,7 @@ std::string RowComparison::CopySide(const ComparedTable& table, Level level) con
     list += ", coalesce(" + NumberAs(e + ".first_copied", type) + ", c." + name + ") AS " + name;
   }
   if (!table.assigned.empty()) {
-    list += ", c." + Quoted(table.assigned) + " AS " + std::string(kNumber);
+    list += ", c." + Quoted(table.assigned) + " AS " + kNumber;
   }
   return "(SELECT " + list + from + ")";
 }
@@ -257,34 +252,33 @@ void RowComparison::NoteByKey(const ComparedTable& table, const std::vector<std:
                            " WHERE c.position IS NULL OR t.row_id IS NULL OR NOT " + SameBytes(table.columns);
   const std::string into = "INSERT INTO " + Notes(table);
   if (inPairs) {
-    Execute(destination_, into +
-                              " SELECT c.position, t.row_id, CASE WHEN c.position IS NULL OR t.row_id IS NULL THEN " +
-                              std::string(kHalf) + " ELSE " + std::string(kDifferent) +
-                              " END, CASE WHEN c.position IS NOT NULL AND t.row_id IS NOT NULL THEN " +
-                              DifferingColumns(table) + " END" + from);
+    Execute(destination_,
+            into + " SELECT c.position, t.row_id, CASE WHEN c.position IS NULL OR t.row_id IS NULL THEN " + kHalf +
+                " ELSE " + kDifferent + " END, CASE WHEN c.position IS NOT NULL AND t.row_id IS NOT NULL THEN " +
+                DifferingColumns(table) + " END" + from);
     return;
   }
   Execute(
       destination_,
-      into + " SELECT h.position, h.row_id, " + std::string(kHalf) + ", NULL FROM (SELECT c.position, t.row_id" + from +
+      into + " SELECT h.position, h.row_id, " + kHalf + ", NULL FROM (SELECT c.position, t.row_id" + from +
           ") d CROSS JOIN LATERAL (VALUES (d.position, CAST(NULL AS tid)), (NULL, d.row_id)) AS h (position, row_id) "
           "WHERE h.position IS NOT NULL OR h.row_id IS NOT NULL");
 }
 
 void RowComparison::NoteAll(const ComparedTable& table) const {
-  const std::string half = ", " + std::string(kHalf) + " FROM ";
+  const std::string half = ", " + kHalf + " FROM ";
   const std::string into = "INSERT INTO " + Notes(table);
-  Execute(destination_, into + " (position, kind) SELECT " + std::string(staging::kPositionColumn) + half + table.copy);
+  Execute(destination_, into + " (position, kind) SELECT " + staging::kPositionColumn + half + table.copy);
   Execute(destination_, into + " (row_id, kind) SELECT ctid" + half + "ONLY " + table.path);
 }
 
 void RowComparison::MatchByContent(const ComparedTable& table, Level level) const {
   const auto numbered = [&](const std::string& side, const std::string& alias, const std::string& own) {
-    const std::string order = alias + "." + (table.assigned.empty() ? own : std::string(kNumber));
+    const std::string order = alias + "." + (table.assigned.empty() ? own : kNumber);
     const std::string image = ImageOf(alias, table.columns);
     return "(SELECT h." + own + ", " + image + " AS image, row_number() OVER (PARTITION BY " + image + " ORDER BY " +
            order + ") AS place FROM " + Notes(table) + " h JOIN " + side + " " + alias + " ON " + alias + "." + own +
-           " = h." + own + " WHERE h.kind = " + std::string(kHalf) + ")";
+           " = h." + own + " WHERE h.kind = " + kHalf + ")";
   };
   Execute(destination_, "INSERT INTO " + Notes(table) + " SELECT c.position, t.row_id, " +
                             std::string(level == Level::Number ? kSame : kAmbiguous) + ", NULL FROM " +
@@ -313,10 +307,10 @@ void RowComparison::PairByKeys(const ComparedTable& table, const std::vector<std
     const std::string image = ImageOf(alias, key);
     return "(SELECT " + alias + ".*, " + image + " AS key_image, row_number() OVER (PARTITION BY " + image +
            " ORDER BY " + alias + "." + own + ") AS place FROM " + Notes(table) + " h JOIN " + side + " " + alias +
-           " ON " + alias + "." + own + " = h." + own + " WHERE h.kind = " + std::string(kHalf) + ")";
+           " ON " + alias + "." + own + " = h." + own + " WHERE h.kind = " + kHalf + ")";
   };
-  Execute(destination_, "INSERT INTO " + Notes(table) + " SELECT c.position, t.row_id, " + std::string(kDifferent) +
-                            ", " + DifferingColumns(table) + " FROM " +
+  Execute(destination_, "INSERT INTO " + Notes(table) + " SELECT c.position, t.row_id, " + kDifferent + ", " +
+                            DifferingColumns(table) + " FROM " +
                             numbered(CopySide(table, Level::Number), "c", "position", copyKey) + " c JOIN " +
                             numbered(TableSide(table, Level::Number), "t", "row_id", tableKey) +
                             " t ON c.key_image = t.key_image AND c.place = t.place");
@@ -326,27 +320,26 @@ void RowComparison::PairByKeys(const ComparedTable& table, const std::vector<std
 void RowComparison::RemoveHalves(const ComparedTable& table) const {
   for (const std::string_view own : {"position", "row_id"}) {
     const std::string column(own);
-    Execute(destination_, "DELETE FROM " + Notes(table) + " h WHERE h.kind = " + std::string(kHalf) + " AND h." +
-                              column + " IN (SELECT p." + column + " FROM " + Notes(table) + " p WHERE p.kind <> " +
-                              std::string(kHalf) + ")");
+    Execute(destination_, "DELETE FROM " + Notes(table) + " h WHERE h.kind = " + kHalf + " AND h." + column +
+                              " IN (SELECT p." + column + " FROM " + Notes(table) + " p WHERE p.kind <> " + kHalf +
+                              ")");
   }
 }
 
 bool RowComparison::HasHalves(const ComparedTable& table) const {
-  return QueryValue(destination_, "SELECT 1 FROM " + Notes(table) + " WHERE kind = " + std::string(kHalf) + " LIMIT 1")
-      .has_value();
+  return QueryValue(destination_, "SELECT 1 FROM " + Notes(table) + " WHERE kind = " + kHalf + " LIMIT 1").has_value();
 }
 
 void RowComparison::RecordNumbers(const ComparedTable& table) {
   const std::string number = Quoted(table.assigned);
   // Where a number is there more than once, the row that has it in the copy too is the one.
-  Execute(destination_,
-          "INSERT INTO " + NumbersOf(table) + " SELECT number, copied, changed FROM (SELECT DISTINCT ON (t." + number +
-              ") t." + number + " AS number, c." + number + " AS copied, h.kind = " + std::string(kDifferent) +
-              " AS changed FROM " + Notes(table) + " h JOIN ONLY " + table.path + " t ON t.ctid = h.row_id LEFT JOIN " +
-              table.copy + " c ON c." + std::string(staging::kPositionColumn) + " = h.position ORDER BY t." + number +
-              ", (c." + number + " = t." + number + ") DESC NULLS LAST, c." + number +
-              ") n WHERE n.changed OR n.copied IS NULL OR n.number <> n.copied");
+  Execute(destination_, "INSERT INTO " + NumbersOf(table) +
+                            " SELECT number, copied, changed FROM (SELECT DISTINCT ON (t." + number + ") t." + number +
+                            " AS number, c." + number + " AS copied, h.kind = " + kDifferent + " AS changed FROM " +
+                            Notes(table) + " h JOIN ONLY " + table.path + " t ON t.ctid = h.row_id LEFT JOIN " +
+                            table.copy + " c ON c." + staging::kPositionColumn + " = h.position ORDER BY t." + number +
+                            ", (c." + number + " = t." + number + ") DESC NULLS LAST, c." + number +
+                            ") n WHERE n.changed OR n.copied IS NULL OR n.number <> n.copied");
   const bool differs =
       QueryValue(destination_, "SELECT 1 FROM " + NumbersOf(table) + " LIMIT 1").has_value() || HasHalves(table);
   numbers_[table.name] = {.sameAsCopy = !differs};
@@ -374,25 +367,24 @@ RowDifferences RowComparison::Count(const ComparedTable& table) const {
   const auto count = [](const std::string& condition) {
     return "CAST(count(*) FILTER (WHERE " + condition + ") AS text)";
   };
-  const std::string half = "kind = " + std::string(kHalf);
+  const std::string half = "kind = " + kHalf;
   const std::string missing = half + " AND row_id IS NULL";
   const TextRow row =
-      QueryRows(destination_,
-                "SELECT (SELECT CAST(count(*) AS text) FROM ONLY " + table.path + "), " + count(missing) + ", " +
-                    count(half + " AND position IS NULL") + ", " + count("kind = " + std::string(kDifferent)) + ", " +
-                    count("kind = " + std::string(kAmbiguous)) +
-                    ", CAST(bit_or(columns) AS text), (SELECT CAST(count(*) AS text) FROM " + table.copy + " WHERE " +
-                    std::string(staging::kPositionColumn) + " >= (SELECT min(position) FROM " + Notes(table) +
-                    " WHERE " + missing + ")) FROM " + Notes(table))
+      QueryRows(destination_, "SELECT (SELECT CAST(count(*) AS text) FROM ONLY " + table.path + "), " + count(missing) +
+                                  ", " + count(half + " AND position IS NULL") + ", " + count("kind = " + kDifferent) +
+                                  ", " + count("kind = " + kAmbiguous) +
+                                  ", CAST(bit_or(columns) AS text), (SELECT CAST(count(*) AS text) FROM " + table.copy +
+                                  " WHERE " + staging::kPositionColumn + " >= (SELECT min(position) FROM " +
+                                  Notes(table) + " WHERE " + missing + ")) FROM " + Notes(table))
           .at(0);
-  RowDifferences differences{.present = NumberIn(row, 0),
-                             .missing = NumberIn(row, 1),
-                             .unexpected = NumberIn(row, 2),
-                             .different = NumberIn(row, 3),
-                             .ambiguous = NumberIn(row, 4),
+  RowDifferences differences{.present = Number(row, 0),
+                             .missing = Number(row, 1),
+                             .unexpected = Number(row, 2),
+                             .different = Number(row, 3),
+                             .ambiguous = Number(row, 4),
                              .missingAtEnd = row.at(1) != "0" && row.at(1) == row.at(6),
                              .differing = {}};
-  const std::uint64_t bits = NumberIn(row, 5);
+  const std::uint64_t bits = Number(row, 5);
   for (std::size_t i = 0; i < table.columns.size(); ++i) {
     if ((bits >> i & 1U) != 0) {
       differences.differing.push_back(table.columns[i]);
@@ -401,16 +393,16 @@ RowDifferences RowComparison::Count(const ComparedTable& table) const {
   return differences;
 }
 
-std::vector<DifferentRow> RowComparison::FirstMissing(const ComparedTable& table) const {
-  return TakeRows(table, ShownColumns("c", table.copyKey), FirstNotes(table, kHalf, "row_id IS NULL", "position"));
+std::vector<RowKey> RowComparison::FirstMissing(const ComparedTable& table) const {
+  return TakeKeys(table, ShownColumns("c", table.copyKey), FirstNotes(table, kHalf, "row_id IS NULL", "position"));
 }
 
-std::vector<DifferentRow> RowComparison::FirstUnexpected(const ComparedTable& table) const {
-  return TakeRows(table, KeyList(table), FirstNotes(table, kHalf, "position IS NULL", "row_id"));
+std::vector<RowKey> RowComparison::FirstUnexpected(const ComparedTable& table) const {
+  return TakeKeys(table, KeyList(table), FirstNotes(table, kHalf, "position IS NULL", "row_id"));
 }
 
-std::vector<DifferentRow> RowComparison::FirstAmbiguous(const ComparedTable& table) const {
-  return TakeRows(table, KeyList(table), FirstNotes(table, kAmbiguous, "true", "position"));
+std::vector<RowKey> RowComparison::FirstAmbiguous(const ComparedTable& table) const {
+  return TakeKeys(table, KeyList(table), FirstNotes(table, kAmbiguous, "true", "position"));
 }
 
 std::vector<DifferentRow> RowComparison::FirstDifferent(const ComparedTable& table,
@@ -432,7 +424,7 @@ std::vector<DifferentRow> RowComparison::FirstDifferent(const ComparedTable& tab
        QueryRows(destination_, "SELECT " + list + FirstNotes(table, kDifferent, "true", "position"))) {
     std::size_t field = 0;
     DifferentRow& shown = rows.emplace_back(DifferentRow{.key = TakeKey(table, row, field), .values = {}});
-    const std::uint64_t bits = NumberIn(row, field++);
+    const std::uint64_t bits = Number(row, field++);
     for (const std::string& column : differing) {
       const bool isText = types_.at(table.name).at(column).isText;
       DifferentValue value{.found = TakeShown(row, field, column, isText), .expected = {}};
@@ -470,27 +462,26 @@ std::string RowComparison::FirstNotes(const ComparedTable& table, std::string_vi
                                       const std::string& order) {
   return " FROM (SELECT * FROM " + Notes(table) + " WHERE kind = " + std::string(kind) + " AND " + condition +
          " ORDER BY " + order + " LIMIT " + std::to_string(kShown) + ") n LEFT JOIN " + table.copy + " c ON c." +
-         std::string(staging::kPositionColumn) + " = n.position LEFT JOIN ONLY " + table.path +
+         staging::kPositionColumn + " = n.position LEFT JOIN ONLY " + table.path +
          " t ON t.ctid = n.row_id ORDER BY n." + order;
 }
 
-std::vector<ShownValue> RowComparison::TakeKey(const ComparedTable& table, const TextRow& row,
-                                               std::size_t& field) const {
-  std::vector<ShownValue> key;
+RowKey RowComparison::TakeKey(const ComparedTable& table, const TextRow& row, std::size_t& field) const {
+  RowKey key;
   for (const std::string& column : table.key) {
     key.push_back(TakeShown(row, field, column, types_.at(table.name).at(column).isText));
   }
   return key;
 }
 
-std::vector<DifferentRow> RowComparison::TakeRows(const ComparedTable& table, const std::string& key,
-                                                  const std::string& from) const {
-  std::vector<DifferentRow> rows;
+std::vector<RowKey> RowComparison::TakeKeys(const ComparedTable& table, const std::string& key,
+                                            const std::string& from) const {
+  std::vector<RowKey> keys;
   for (const TextRow& row : QueryRows(destination_, "SELECT " + key + from)) {
     std::size_t field = 0;
-    rows.push_back({.key = TakeKey(table, row, field), .values = {}});
+    keys.push_back(TakeKey(table, row, field));
   }
-  return rows;
+  return keys;
 }
 
 }  // namespace check

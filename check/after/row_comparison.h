@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -56,18 +55,22 @@ struct ShownValue {
   bool isText = false;              ///< Whether its type is one of texts.
 };
 
+/// What names a row.
+using RowKey = std::vector<ShownValue>;
+
 /// A value that is not the one that a run brings.
 struct DifferentValue {
   ShownValue found;
   ShownValue expected;
 };
 
-/// A row with its key and, where it is there with other values, these.
+/// A row that is there with other values.
 struct DifferentRow {
-  std::vector<ShownValue> key;
+  RowKey key;
   std::vector<DifferentValue> values;
 };
 
+/// All members throw odbc::Error when the destination cannot be asked.
 class RowComparison {
  public:
   /// Rows of one kind that are shown.
@@ -78,27 +81,19 @@ class RowComparison {
 
   /// Creates the tables in which the comparison takes notes, in the session. The copies must exist, rows are not
   /// needed.
-  ///
-  /// \throws odbc::Error with the diagnostics.
   void CreateTables() const;
 
   /// Makes the session show all values to their last digit.
-  ///
-  /// \throws odbc::Error with the diagnostics.
   void Begin() const;
 
   /// Compares one table, after those that it refers to. A reference is compared by the row that it leads to.
-  ///
-  /// \throws odbc::Error with the diagnostics.
   RowDifferences Compare(const ComparedTable& table);
 
   /// The first rows of each kind, by their position in reading order or, of unexpected ones, in the table. The keys are
   /// those of the copy for missing rows, else those of the table.
-  ///
-  /// \throws odbc::Error with the diagnostics.
-  std::vector<DifferentRow> FirstMissing(const ComparedTable& table) const;
-  std::vector<DifferentRow> FirstUnexpected(const ComparedTable& table) const;
-  std::vector<DifferentRow> FirstAmbiguous(const ComparedTable& table) const;
+  std::vector<RowKey> FirstMissing(const ComparedTable& table) const;
+  std::vector<RowKey> FirstUnexpected(const ComparedTable& table) const;
+  std::vector<RowKey> FirstAmbiguous(const ComparedTable& table) const;
   std::vector<DifferentRow> FirstDifferent(const ComparedTable& table, const std::vector<std::string>& differing) const;
 
   /// A query for the rows of a numbered table as (number, copied): the number that a row has, and the one that the same
@@ -110,7 +105,7 @@ class RowComparison {
   static std::string KeyOrder(const ComparedTable& table);
 
   /// Reads a key from the field of a row on, and moves on to the field after it.
-  std::vector<ShownValue> TakeKey(const ComparedTable& table, const TextRow& row, std::size_t& field) const;
+  RowKey TakeKey(const ComparedTable& table, const TextRow& row, std::size_t& field) const;
 
   /// A number in the type of a column, which takes it as it takes what the migrator sends.
   std::string AsColumn(const std::string& number, const ComparedTable& table, std::string_view column) const;
@@ -157,7 +152,7 @@ class RowComparison {
   RowDifferences Count(const ComparedTable& table) const;
   static std::string FirstNotes(const ComparedTable& table, std::string_view kind, const std::string& condition,
                                 const std::string& order);
-  std::vector<DifferentRow> TakeRows(const ComparedTable& table, const std::string& key, const std::string& from) const;
+  std::vector<RowKey> TakeKeys(const ComparedTable& table, const std::string& key, const std::string& from) const;
 
   const odbc::DBConnection& destination_;
   const std::vector<ComparedTable>& tables_;

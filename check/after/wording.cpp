@@ -39,13 +39,10 @@ std::string ShownText(const ShownValue& value) {
   return "'" + *value.text + " ...' of " + Counted(value.bytes, "byte");
 }
 
-std::string KeyText(const std::vector<ShownValue>& key) {
-  std::string text;
-  for (const ShownValue& value : key) {
-    text += (text.empty() ? "" : ", ") + value.column + " = " + value.text.value_or("NULL") +
-            (IsWhole(value) ? "" : " ...");
-  }
-  return text;
+std::string KeyText(const RowKey& key) {
+  return Joined(key, ", ", [](const ShownValue& value) {
+    return value.column + " = " + value.text.value_or("NULL") + (IsWhole(value) ? "" : " ...");
+  });
 }
 
 /// A comparison with the value; nothing when the value is not known to its end.
@@ -64,10 +61,9 @@ std::optional<std::string> Condition(Side side, const ShownValue& value) {
 }
 
 /// Gives the finding a query for the rows with these keys, and says so when these are not all of its rows.
-void SelectByKey(Finding& finding, Side side, const std::string& table,
-                 const std::vector<std::vector<ShownValue>>& keys) {
+void SelectByKey(Finding& finding, Side side, const std::string& table, const std::vector<RowKey>& keys) {
   std::string where;
-  for (const std::vector<ShownValue>& key : keys) {
+  for (const RowKey& key : keys) {
     std::string row;
     for (const ShownValue& value : key) {
       if (const std::optional<std::string> condition = Condition(side, value)) {
@@ -81,21 +77,22 @@ void SelectByKey(Finding& finding, Side side, const std::string& table,
   finding.query =
       Query{.side = side, .text = "SELECT * FROM " + table + (where.empty() ? "" : " WHERE " + where) + ";"};
   if (!where.empty() && finding.rows.value_or(0) > keys.size()) {
-    finding.text += std::string(staging::kOnlyFirstRows);
+    finding.text += staging::kOnlyFirstRows;
   }
 }
 
-std::vector<std::vector<ShownValue>> KeysOf(const std::vector<DifferentRow>& rows) {
-  std::vector<std::vector<ShownValue>> keys;
-  std::ranges::transform(rows, std::back_inserter(keys), [](const DifferentRow& row) { return row.key; });
-  return keys;
-}
-
-Finding RowsFinding(const FindingKind& kind, std::uint64_t count, const std::vector<std::vector<ShownValue>>& keys,
-                    std::string text) {
+Finding RowsFinding(const FindingKind& kind, std::uint64_t count, const std::vector<RowKey>& keys, std::string text) {
   Finding finding(kind, std::move(text));
   finding.rows = count;
   std::ranges::transform(keys, std::back_inserter(finding.keys), KeyText);
+  return finding;
+}
+
+/// The same with a query for the rows.
+Finding SelectedRowsFinding(const FindingKind& kind, std::uint64_t count, const std::vector<RowKey>& keys,
+                            std::string text, Side side, const std::string& table) {
+  Finding finding = RowsFinding(kind, count, keys, std::move(text));
+  SelectByKey(finding, side, table, keys);
   return finding;
 }
 
@@ -115,41 +112,40 @@ std::string TextOfMissing(const RowDifferences& differences, bool missingAreTheE
 Finding DifferentFinding(const RowComparison& comparison, const ComparedTable& table,
                          const RowDifferences& differences) {
   const std::vector<DifferentRow> rows = comparison.FirstDifferent(table, differences.differing);
-  const std::vector<std::vector<ShownValue>> keys = KeysOf(rows);
-  Finding finding = RowsFinding(finding::RowsDifferent, differences.different, keys,
-                                "Rows have other values than a run brings, in " + Listed(differences.differing) + ".");
+  std::vector<RowKey> keys;
+  std::ranges::transform(rows, std::back_inserter(keys), &DifferentRow::key);
+  Finding finding =
+      SelectedRowsFinding(finding::RowsDifferent, differences.different, keys,
+                          "Rows have other values than a run brings, in " + Listed(differences.differing) + ".",
+                          Side::Destination, table.path);
   finding.columns = differences.differing;
   for (const DifferentRow& row : rows) {
-    std::string& text = finding.arrives.emplace_back();
-    for (const DifferentValue& value : row.values) {
-      text += (text.empty() ? "" : ", ") + value.found.column + " is " + ShownText(value.found) + " instead of " +
-              ShownText(value.expected);
-    }
+    finding.arrives.push_back(Joined(row.values, ", ", [](const DifferentValue& value) {
+      return value.found.column + " is " + ShownText(value.found) + " instead of " + ShownText(value.expected);
+    }));
   }
-  SelectByKey(finding, Side::Destination, table.path, keys);
   return finding;
 }
 
 Finding AmbiguousFinding(const RowComparison& comparison, const ComparedTable& table,
                          const RowDifferences& differences) {
-  const std::vector<std::vector<ShownValue>> keys = KeysOf(comparison.FirstAmbiguous(table));
-  Finding finding = RowsFinding(
-      finding::MatchAmbiguous, differences.ambiguous, keys,
+  Finding finding = SelectedRowsFinding(
+      finding::MatchAmbiguous, differences.ambiguous, comparison.FirstAmbiguous(table),
       "They refer to another row than expected, of the same content: which of these rows is which cannot be "
-      "determined.");
+      "determined.",
+      Side::Destination, table.path);
   for (const FollowedReference& reference : table.references) {
     finding.columns.push_back(reference.column);
   }
-  SelectByKey(finding, Side::Destination, table.path, keys);
   return finding;
 }
 
 Finding WithLeads(const FindingKind& kind, const WrongReferences& references, const ComparedTable& table,
                   const rules::ColumnRule& rule, std::string text) {
-  Finding finding = RowsFinding(kind, references.rows, references.keys, std::move(text));
+  Finding finding =
+      SelectedRowsFinding(kind, references.rows, references.keys, std::move(text), Side::Destination, table.path);
   finding.columns = {std::string(rule.column)};
   finding.arrives = references.leadTo;
-  SelectByKey(finding, Side::Destination, table.path, references.keys);
   return finding;
 }
 
@@ -253,16 +249,13 @@ std::vector<Finding> DifferenceFindings(const RowComparison& comparison, const C
                                         bool missingAreTheEnd, std::optional<std::uint64_t> logged) {
   std::vector<Finding> findings;
   if (differences.missing > 0) {
-    const auto keys = KeysOf(comparison.FirstMissing(table));
-    findings.push_back(RowsFinding(finding::RowsMissing, differences.missing, keys,
-                                   TextOfMissing(differences, missingAreTheEnd, logged)));
-    SelectByKey(findings.back(), Side::Source, source, keys);
+    findings.push_back(SelectedRowsFinding(finding::RowsMissing, differences.missing, comparison.FirstMissing(table),
+                                           TextOfMissing(differences, missingAreTheEnd, logged), Side::Source, source));
   }
   if (differences.unexpected > 0) {
-    const auto keys = KeysOf(comparison.FirstUnexpected(table));
-    findings.push_back(RowsFinding(finding::RowsUnexpected, differences.unexpected, keys,
-                                   "The table has rows that a run does not write."));
-    SelectByKey(findings.back(), Side::Destination, table.path, keys);
+    findings.push_back(
+        SelectedRowsFinding(finding::RowsUnexpected, differences.unexpected, comparison.FirstUnexpected(table),
+                            "The table has rows that a run does not write.", Side::Destination, table.path));
   }
   if (differences.different > 0) {
     findings.push_back(DifferentFinding(comparison, table, differences));
