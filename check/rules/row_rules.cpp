@@ -59,6 +59,15 @@ std::string Shown(double real) {
   return {text.data(), std::to_chars(text.begin(), text.end(), real).ptr};
 }
 
+std::string SentValue(const char* image, const db::ColumnDescription& column, bool asNumber) {
+  const char* const field = image + column.offset;
+  if (column.kind == db::ValueKind::Double) {
+    return Shown(ValueAt<double>(field));
+  }
+  return column.kind == db::ValueKind::Int32 || asNumber ? std::to_string(ValueAt<std::int32_t>(field))
+                                                         : std::string(TextAt(field, column.size));
+}
+
 void NumberMap::SortByNumber() {
   std::stable_sort(arrived_.begin(), arrived_.end(),
                    [](const Entry& left, const Entry& right) { return left.source < right.source; });
@@ -246,17 +255,8 @@ void RowRules::NoteChanges(const SourceRow& row) {
 
 std::string RowRules::Shown(const char* image, std::size_t position) const {
   const db::ColumnDescription& column = table_.columns[position];
-  const char* const field = image + column.offset;
-  switch (column.kind) {
-    case db::ValueKind::Double:
-      return rules::Shown(ValueAt<double>(field));
-    case db::ValueKind::Text:
-      return rules::Shown(sentAs_[position] == SQL_C_CHAR ? TextAt(field, column.size)
-                                                          : std::to_string(ValueAt<std::int32_t>(field)));
-    case db::ValueKind::Int32:
-      break;
-  }
-  return std::to_string(ValueAt<std::int32_t>(field));
+  const std::string value = SentValue(image, column, sentAs_[position] == SQL_C_LONG);
+  return column.kind == db::ValueKind::Text ? rules::Shown(value) : value;
 }
 
 void RowRules::Store(std::size_t column, const void* bytes, std::size_t size) {

@@ -117,6 +117,9 @@ class RowRules {
 /// A field that is a text, up to its first zero byte. `size` is in bytes.
 std::string_view TextAt(const char* bytes, std::size_t size);
 
+/// What is sent of a column, as a text. `asNumber`: its text is sent as a number, see IsSentAsNumber.
+std::string SentValue(const char* image, const db::ColumnDescription& column, bool asNumber);
+
 /// A value as a person reads it.
 std::string Shown(std::string_view text);
 std::string Shown(double real);

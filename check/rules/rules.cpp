@@ -157,6 +157,11 @@ bool IsSent(const db::TableDescription& table, std::string_view column) {
   });
 }
 
+bool IsSentAsNumber(const db::TableDescription& table, std::string_view column) {
+  const auto parameter = std::ranges::find(table.parameters, column, &db::ParameterDescription::column);
+  return parameter != table.parameters.end() && parameter->cType == SQL_C_LONG;
+}
+
 bool IsFollowedByNumber(std::string_view table) {
   return IsReferred(table, [](ReferenceKind kind) { return kind == ReferenceKind::FollowsNumber; });
 }

@@ -64,6 +64,9 @@ std::size_t ColumnPosition(const db::TableDescription& table, std::string_view c
 /// Whether the migrator sends the column to the destination.
 bool IsSent(const db::TableDescription& table, std::string_view column);
 
+/// Whether the first four bytes of the column's field are sent as a number, whatever the field holds.
+bool IsSentAsNumber(const db::TableDescription& table, std::string_view column);
+
 /// Whether rows of other tables follow the numbers that the destination assigns to the rows of this one.
 bool IsFollowedByNumber(std::string_view table);
 

@@ -95,6 +95,26 @@ std::optional<std::string_view> NameOf(const Destination& model, const ObjectId&
   return found == model.tables.end() ? std::nullopt : std::optional(found->first);
 }
 
+/// Whether a column of this type stores every value as it is sent. `limit` is that of its characters.
+bool StoresAsSent(const db::ColumnDescription& column, std::string_view type, const std::optional<std::string>& limit,
+                  std::string_view modifier) {
+  switch (column.kind) {
+    case db::ValueKind::Int32:
+      return type == "int4" || type == "int8" || (type == "numeric" && modifier == "-1");
+    case db::ValueKind::Text:
+      return type == "text" || (type == "varchar" && (!limit || std::stoul(*limit) >= column.size - 1));
+    case db::ValueKind::Double:
+      break;
+  }
+  return false;
+}
+
+/// Whether a procedure's parameter of this type passes every value on as it is sent.
+bool PassesAsSent(const db::ColumnDescription& column, std::string_view type) {
+  return column.kind == db::ValueKind::Text ? type == "text" || type == "character varying"
+                                            : type == "integer" || type == "bigint";
+}
+
 /// Creates the copies, one table after the other in the order of the migration.
 class Creation {
  public:
@@ -286,30 +306,22 @@ class Creation {
       if (column == copy.table->columns.end() || !rules::IsSent(*copy.table, name)) {
         continue;
       }
-      copy.types.emplace(name, Text(row, 5));
+      const bool isText = column->kind == db::ValueKind::Text;
       const std::string type = Text(row, 1);
-      bool same = false;
-      if (column->kind == db::ValueKind::Int32) {
-        same = type == "int4" || type == "int8" || (type == "numeric" && Text(row, 3) == "-1");
-      } else if (column->kind == db::ValueKind::Text) {
-        if (row.at(2)) {
-          copy.limits.emplace(name, std::stoul(*row.at(2)));
-        }
-        same = type == "text" || (type == "varchar" && (!row.at(2) || std::stoul(*row.at(2)) >= column->size - 1));
+      copy.types.emplace(name, Text(row, 5));
+      if (isText && row.at(2)) {
+        copy.limits.emplace(name, std::stoul(*row.at(2)));
       }
       const auto parameter = copy.parameterTypes.find(name);
-      if (parameter != copy.parameterTypes.end()) {
-        const std::string& cast = parameter->second;
-        same = same && (column->kind == db::ValueKind::Text ? cast == "text" || cast == "character varying"
-                                                            : cast == "integer" || cast == "bigint");
+      if (StoresAsSent(*column, type, row.at(2), Text(row, 3)) &&
+          (parameter == copy.parameterTypes.end() || PassesAsSent(*column, parameter->second))) {
+        continue;
       }
-      if (!same) {
-        const auto position = static_cast<std::size_t>(column - copy.table->columns.begin());
-        copy.changing.push_back(position);
-        constexpr std::array<std::string_view, 6> numbers = {"int2", "int4", "int8", "numeric", "float4", "float8"};
-        if (column->kind != db::ValueKind::Text && std::ranges::find(numbers, type) != numbers.end()) {
-          copy.asDoubles.insert(position);
-        }
+      const auto position = static_cast<std::size_t>(column - copy.table->columns.begin());
+      copy.changing.push_back(position);
+      constexpr std::array<std::string_view, 6> numbers = {"int2", "int4", "int8", "numeric", "float4", "float8"};
+      if (!isText && std::ranges::find(numbers, type) != numbers.end()) {
+        copy.asDoubles.insert(position);
       }
     }
   }

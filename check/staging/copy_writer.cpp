@@ -254,7 +254,8 @@ void CopyWriter::ReadChanges(std::size_t row) {
     const std::string_view text = result.Text();
     bool same = false;
     std::string shown = "NULL";
-    const bool isText = description.kind == db::ValueKind::Text && !SentAsNumber(description.name);
+    const bool isText =
+        description.kind == db::ValueKind::Text && !rules::IsSentAsNumber(*copy_.table, description.name);
     if (isText && !result.IsNull()) {
       same = text == rules::TextAt(field, description.size);
       shown = rules::Shown(text);
@@ -280,11 +281,6 @@ void CopyWriter::RestoreNumbers() {
     QueryValue(destination_, "SELECT setval(?::regclass, ?::bigint, ?::boolean)",
                {numbering.sequence, numbering.value, numbering.used ? "true" : "false"});
   }
-}
-
-bool CopyWriter::SentAsNumber(std::string_view column) const {
-  const auto& parameters = copy_.table->parameters;
-  return std::ranges::find(parameters, column, &db::ParameterDescription::column)->cType == SQL_C_LONG;
 }
 
 Refusal CopyWriter::Explain(const odbc::Error& error, std::size_t row) const {
@@ -328,15 +324,7 @@ std::vector<std::string> CopyWriter::RefusedColumn(std::size_t row) const {
 
 bool CopyWriter::Refuses(std::size_t row, const std::string& column, const std::string& type) const {
   const db::ColumnDescription& description = copy_.table->columns[rules::ColumnPosition(*copy_.table, column)];
-  const char* const field = image(row) + description.offset;
-  std::string value;
-  if (description.kind == db::ValueKind::Double) {
-    value = rules::Shown(rules::ValueAt<double>(field));
-  } else if (description.kind == db::ValueKind::Int32 || SentAsNumber(column)) {
-    value = std::to_string(rules::ValueAt<std::int32_t>(field));
-  } else {
-    value = rules::TextAt(field, description.size);
-  }
+  const std::string value = rules::SentValue(image(row), description, rules::IsSentAsNumber(*copy_.table, column));
   try {
     // A cast cuts what is too long without an error, unlike an INSERT.
     const auto limit = copy_.limits.find(column);

@@ -87,7 +87,6 @@ class CopyWriter {
   void WriteOne(std::size_t row);
   std::optional<odbc::Error> WhyRefused(const odbc::Statement& statement);
   void RestoreNumbers();
-  bool SentAsNumber(std::string_view column) const;
   Refusal Explain(const odbc::Error& error, std::size_t row) const;
   std::vector<std::string> RefusedColumn(std::size_t row) const;
   bool Refuses(std::size_t row, const std::string& column, const std::string& type) const;

@@ -162,14 +162,13 @@ class Wording {
   }
 
   std::string ChangeText(const std::string& column) const {
-    const auto parameter = std::ranges::find(table_.parameters, column, &db::ParameterDescription::column);
     if (RuleOf(column).reading == rules::Reading::DoubleIntoInt32) {
       return "The number arrives as the lower four bytes of itself as a double.";
     }
     if (RuleOf(column).reading == rules::Reading::Int32IntoText) {
       return "The text is read as a number, whose bytes up to the first zero arrive as the text.";
     }
-    if (parameter != table_.parameters.end() && parameter->cType == SQL_C_LONG &&
+    if (rules::IsSentAsNumber(table_, column) &&
         table_.columns[rules::ColumnPosition(table_, column)].kind == db::ValueKind::Text) {
       return "The text arrives as the decimal number of its first four bytes; after a short text there are bytes of "
              "earlier rows.";

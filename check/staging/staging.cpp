@@ -408,8 +408,7 @@ class TableStaging {
   std::vector<std::string> leftOutAssigned_;
 };
 
-std::optional<std::string> ReasonOf(const std::map<std::string, std::string, std::less<>>& reasons,
-                                    std::string_view table) {
+std::optional<std::string> ReasonOf(const Obstacles::Reasons& reasons, std::string_view table) {
   const auto found = reasons.find(table);
   return found == reasons.end() ? std::nullopt : std::optional(found->second);
 }

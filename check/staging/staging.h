@@ -98,9 +98,11 @@ struct Staged {
 
 /// Why tables end the run whatever their rows hold.
 struct Obstacles {
-  std::map<std::string, std::string, std::less<>> cannotEmpty;  ///< The run ends where the table is to be emptied.
-  std::map<std::string, std::string, std::less<>> cannotWrite;  ///< It ends at the first row that is sent.
-  std::map<std::string, std::string, std::less<>> cannotRead;   ///< It ends where the source's table is read.
+  using Reasons = std::map<std::string, std::string, std::less<>>;  ///< By table.
+
+  Reasons cannotEmpty;  ///< The run ends where the table is to be emptied.
+  Reasons cannotWrite;  ///< It ends at the first row that is sent.
+  Reasons cannotRead;   ///< It ends where the source's table is read.
 };
 
 /// Stages the tables one after the other. The session of the destination need not be able to write anything but its
