@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 #include <vector>
 
@@ -34,37 +35,29 @@ constexpr std::string_view kNotLoaded = "Can't open lib '";
 
 using PathBuffer = std::array<char, FILENAME_MAX + 1>;
 
-/// An environment and a connection as the migrator makes them.
-class Connection {
- public:
-  Connection() {
-    if (odbc::Succeeded(SQLAllocEnv(&environment_))) {
-      SQLAllocHandle(SQL_HANDLE_DBC, environment_, &connection_);
-    }
-  }
-
-  ~Connection() {
-    if (connection_ != SQL_NULL_HDBC) {
-      SQLDisconnect(connection_);
-      SQLFreeHandle(SQL_HANDLE_DBC, connection_);
-    }
-    if (environment_ != SQL_NULL_HENV) {
-      SQLFreeEnv(environment_);
-    }
-  }
-
-  Connection(const Connection&) = delete;
-  Connection(Connection&&) = delete;
-  Connection& operator=(const Connection&) = delete;
-  Connection& operator=(Connection&&) = delete;
-
-  SQLHENV environment() const { return environment_; }
-  SQLHDBC handle() const { return connection_; }
-
- private:
-  SQLHENV environment_ = SQL_NULL_HENV;
-  SQLHDBC connection_ = SQL_NULL_HDBC;
+struct FreeEnvironment {
+  void operator()(SQLHENV environment) const { SQLFreeEnv(environment); }
 };
+
+struct FreeConnection {
+  void operator()(SQLHDBC connection) const {
+    SQLDisconnect(connection);
+    SQLFreeHandle(SQL_HANDLE_DBC, connection);
+  }
+};
+
+/// As the migrator makes it.
+std::unique_ptr<void, FreeEnvironment> MakeEnvironment() {
+  SQLHENV environment = SQL_NULL_HENV;
+  SQLAllocEnv(&environment);
+  return std::unique_ptr<void, FreeEnvironment>(environment);
+}
+
+std::unique_ptr<void, FreeConnection> MakeConnection(SQLHENV environment) {
+  SQLHDBC connection = SQL_NULL_HDBC;
+  SQLAllocHandle(SQL_HANDLE_DBC, environment, &connection);
+  return std::unique_ptr<void, FreeConnection>(connection);
+}
 
 std::string Shown(const std::string& path) {
   std::error_code ignored;
@@ -170,16 +163,17 @@ std::string FlawOfDataSource(std::string_view side, const std::string& name) {
   if (name.find('}') != std::string::npos) {
     return {};
   }
-  const Connection connection;
+  const auto environment = MakeEnvironment();
+  const auto connection = MakeConnection(environment.get());
   // The driver manager finds and loads the driver as it does to connect; the driver is asked what it needs for that.
   const std::string question = "DSN={" + name + "}";
   std::array<SQLCHAR, 1024> answer{};
   SQLSMALLINT length = 0;
-  SQLBrowseConnect(connection.handle(), odbc::AsSqlText(question), SQL_NTS, answer.data(),
+  SQLBrowseConnect(connection.get(), odbc::AsSqlText(question), SQL_NTS, answer.data(),
                    static_cast<SQLSMALLINT>(answer.size()), &length);
-  const odbc::Diagnostics diagnostics = odbc::ReadDiagnostics(SQL_HANDLE_DBC, connection.handle());
+  const odbc::Diagnostics diagnostics = odbc::ReadDiagnostics(SQL_HANDLE_DBC, connection.get());
   if (diagnostics.state == "IM002") {
-    return subject + WhyNotFound(name, connection.environment());
+    return subject + WhyNotFound(name, environment.get());
   }
   if (diagnostics.text.find(kNotLoaded) != std::string::npos) {
     return subject + WhyNotLoaded(diagnostics.text);
