@@ -182,10 +182,6 @@ const TableResult* DatabaseComparison::Find(std::string_view table) const {
   return found == results_.end() ? nullptr : &*found;
 }
 
-ComparedTable& DatabaseComparison::ComparedNamed(std::string_view table) {
-  return *std::ranges::find(compared_, table, &ComparedTable::name);
-}
-
 void DatabaseComparison::CompareRows(TableResult& result) {
   if (result.compared == nullptr) {
     return;
@@ -215,7 +211,7 @@ void DatabaseComparison::CompareRows(TableResult& result) {
 
 /// Of a table that was not compared nobody knows which number a row has.
 void DatabaseComparison::LeaveOutReferences(TableResult& result) {
-  ComparedTable& table = ComparedNamed(result.table->name);
+  ComparedTable& table = *result.compared;
   std::erase_if(table.references, [&](const FollowedReference& reference) {
     const TableResult* const referred = Find(reference.table);
     if (referred != nullptr && referred->rows) {

@@ -25,7 +25,7 @@ namespace check {
 struct TableResult {
   const db::TableDescription* table = nullptr;
   const staging::StagedTable* staged = nullptr;
-  const ComparedTable* compared = nullptr;  ///< None where the table cannot be compared.
+  ComparedTable* compared = nullptr;  ///< None where the table cannot be compared.
   bool exists = true;
   std::vector<std::string_view> emptiedBy;  ///< Later tables whose truncates empty this one again.
   std::string uncomparable;                 ///< Why the table cannot be compared.
@@ -71,7 +71,6 @@ class DatabaseComparison {
   staging::Obstacles Describe(const staging::Destination& model, const staging::Copies& copies,
                               const std::set<std::string, std::less<>>& unread);
   const TableResult* Find(std::string_view table) const;
-  ComparedTable& ComparedNamed(std::string_view table);
   void CompareRows(TableResult& result);
   void LeaveOutReferences(TableResult& result);
   void CompareReferences(TableResult& result, std::optional<std::size_t> endedIn);

@@ -69,6 +69,16 @@ std::string StoredName(const std::string& column) {
   return "bw_stored " + column;
 }
 
+/// The rows of one side that have no other yet, each with an image of some columns and its place among those of the
+/// same image. `own` is the column by which notes name a row of this side.
+std::string Halves(const ComparedTable& table, const std::string& side, const std::string& own,
+                   const std::vector<std::string>& columns, const std::string& order) {
+  const std::string image = ImageOf("s", columns);
+  return "(SELECT s.*, " + image + " AS image, row_number() OVER (PARTITION BY " + image + " ORDER BY s." + order +
+         ") AS place FROM " + Notes(table) + " h JOIN " + side + " s ON s." + own + " = h." + own +
+         " WHERE h.kind = " + kHalf + ")";
+}
+
 /// A value and the bytes of its text, to be read by TakeShown.
 std::string Shown(const std::string& value) {
   return "left(" + value + "::text, " + std::to_string(kShownCharacters) + "), octet_length(" + value + "::text)::text";
@@ -273,17 +283,12 @@ void RowComparison::NoteAll(const ComparedTable& table) const {
 }
 
 void RowComparison::MatchByContent(const ComparedTable& table, Level level) const {
-  const auto numbered = [&](const std::string& side, const std::string& alias, const std::string& own) {
-    const std::string order = alias + "." + (table.assigned.empty() ? own : kNumber);
-    const std::string image = ImageOf(alias, table.columns);
-    return "(SELECT h." + own + ", " + image + " AS image, row_number() OVER (PARTITION BY " + image + " ORDER BY " +
-           order + ") AS place FROM " + Notes(table) + " h JOIN " + side + " " + alias + " ON " + alias + "." + own +
-           " = h." + own + " WHERE h.kind = " + kHalf + ")";
-  };
+  const auto order = [&table](const std::string& own) { return table.assigned.empty() ? own : kNumber; };
   Execute(destination_, "INSERT INTO " + Notes(table) + " SELECT c.position, t.row_id, " +
-                            std::string(level == Level::Number ? kSame : kAmbiguous) + ", NULL FROM " +
-                            numbered(CopySide(table, level), "c", "position") + " c JOIN " +
-                            numbered(TableSide(table, level), "t", "row_id") +
+                            (level == Level::Number ? kSame : kAmbiguous) + ", NULL FROM " +
+                            Halves(table, CopySide(table, level), "position", table.columns, order("position")) +
+                            " c JOIN " +
+                            Halves(table, TableSide(table, level), "row_id", table.columns, order("row_id")) +
                             " t ON c.image = t.image AND c.place = t.place");
   RemoveHalves(table);
 }
@@ -302,18 +307,11 @@ void RowComparison::PairByKey(const ComparedTable& table, const std::vector<std:
 
 void RowComparison::PairByKeys(const ComparedTable& table, const std::vector<std::string>& copyKey,
                                const std::vector<std::string>& tableKey) const {
-  const auto numbered = [&](const std::string& side, const std::string& alias, const std::string& own,
-                            const std::vector<std::string>& key) {
-    const std::string image = ImageOf(alias, key);
-    return "(SELECT " + alias + ".*, " + image + " AS key_image, row_number() OVER (PARTITION BY " + image +
-           " ORDER BY " + alias + "." + own + ") AS place FROM " + Notes(table) + " h JOIN " + side + " " + alias +
-           " ON " + alias + "." + own + " = h." + own + " WHERE h.kind = " + kHalf + ")";
-  };
   Execute(destination_, "INSERT INTO " + Notes(table) + " SELECT c.position, t.row_id, " + kDifferent + ", " +
                             DifferingColumns(table) + " FROM " +
-                            numbered(CopySide(table, Level::Number), "c", "position", copyKey) + " c JOIN " +
-                            numbered(TableSide(table, Level::Number), "t", "row_id", tableKey) +
-                            " t ON c.key_image = t.key_image AND c.place = t.place");
+                            Halves(table, CopySide(table, Level::Number), "position", copyKey, "position") +
+                            " c JOIN " + Halves(table, TableSide(table, Level::Number), "row_id", tableKey, "row_id") +
+                            " t ON c.image = t.image AND c.place = t.place");
   RemoveHalves(table);
 }
 
