@@ -104,27 +104,26 @@ void CannotEmptyAny(Preflight& preflight, const std::string& reason) {
 
 class Look {
  public:
-  Look(const odbc::DBConnection& destination, const staging::Destination& model, Report& report)
-      : destination_(destination), model_(model), report_(report) {}
+  Look(const odbc::DBConnection& destination, const staging::Destination& model,
+       const staging::Writability& writability, Report& report)
+      : destination_(destination), model_(model), writability_(writability), report_(report) {}
 
-  void AtSession(const staging::Writability& writability) {
-    if (writability.readOnlyByDefault || writability.readOnlyDataSource) {
+  void AtSession() {
+    if (writability_.readOnlyByDefault || writability_.readOnlyDataSource) {
       General(finding::DestinationReadOnly,
-              writability.readOnlyByDefault
+              writability_.readOnlyByDefault
                   ? "default_transaction_read_only is on for this login or database: the run ends at the first table "
                     "(25006)."
                   : "The data source has ReadOnly = 1, with which the driver refuses every INSERT (S1000): the run "
                     "empties the first table and ends.");
       CannotEmptyAny(preflight_, "the destination is read-only");
     }
-    if (!writability.preparesOnServer) {
+    if (!writability_.preparesOnServer) {
       General(finding::ClientSidePrepare,
               "The data source has UseServerSidePrepare = 0, with which the driver leaves the returned values out of a "
               "call: the run ends at the first row that a procedure must write (42883). What the driver makes of "
               "values then cannot be foreseen.");
     }
-    canAsk_ = writability.CanStage();
-    preparesOnServer_ = writability.preparesOnServer;
   }
 
   void AtTables(const std::map<std::string_view, staging::ProcedureCall>& calls) {
@@ -225,10 +224,10 @@ class Look {
     if (!refused && call == calls.end() && !sequences.empty()) {
       refused = "The login has no USAGE right on the sequence that numbers " + sequences + " (42501).";
     }
-    if (!refused && canAsk_) {
+    if (!refused && writability_.CanStage()) {
       refused = WhyRefused(destination_, table);
     }
-    if (!preparesOnServer_ && call != calls.end()) {
+    if (!writability_.preparesOnServer && call != calls.end()) {
       preflight_.obstacles.cannotWrite.emplace(table.name, "the driver leaves the returned values out of the call");
     }
     if (refused) {
@@ -315,9 +314,8 @@ class Look {
 
   const odbc::DBConnection& destination_;
   const staging::Destination& model_;
+  const staging::Writability& writability_;
   Report& report_;
-  bool canAsk_ = true;
-  bool preparesOnServer_ = true;
   Preflight preflight_;
 };
 
@@ -326,8 +324,8 @@ class Look {
 Preflight LookAtDestination(const odbc::DBConnection& destination, const staging::Destination& model,
                             const std::map<std::string_view, staging::ProcedureCall>& calls,
                             const staging::Writability& writability, Report& report) {
-  Look look(destination, model, report);
-  look.AtSession(writability);
+  Look look(destination, model, writability, report);
+  look.AtSession();
   look.AtTables(calls);
   return look.TakeResult();
 }

@@ -32,13 +32,8 @@ std::u32string UpToZero(std::u32string_view text) {
 }
 
 TextFate FateOf(const Arrival& arrival, std::u32string_view text) {
-  switch (arrival.kind) {
-    case Arrival::Kind::Refused:
-      return TextFate::Refused;
-    case Arrival::Kind::Unknown:
-      return TextFate::Unknown;
-    case Arrival::Kind::Text:
-      break;
+  if (arrival.kind != Arrival::Kind::Text) {
+    return arrival.kind == Arrival::Kind::Refused ? TextFate::Refused : TextFate::Unknown;
   }
   return arrival.text == text ? TextFate::Same : TextFate::Changed;
 }

@@ -32,16 +32,6 @@ std::string RequireTable(const std::string& name) {
                    Joined(Catalogue(), ", ", &db::TableDescription::name);
 }
 
-std::vector<std::string> InOrderOfCatalogue(const std::vector<std::string>& tables) {
-  std::vector<std::string> ordered;
-  for (const db::TableDescription& table : Catalogue()) {
-    if (std::ranges::find(tables, table.name) != tables.end()) {
-      ordered.emplace_back(table.name);
-    }
-  }
-  return ordered;
-}
-
 }  // namespace
 
 Request ReadCommandLine(std::vector<std::string> arguments) {
@@ -104,7 +94,8 @@ Request ReadCommandLine(std::vector<std::string> arguments) {
   } catch (const CLI::ParseError& error) {
     throw WrongUse(error.what());
   }
-  request.tables = InOrderOfCatalogue(request.tables);
+  std::ranges::sort(request.tables, {}, &PlaceOf);
+  request.tables.erase(std::unique(request.tables.begin(), request.tables.end()), request.tables.end());
   return request;
 }
 

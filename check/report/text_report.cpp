@@ -89,12 +89,8 @@ class Printer {
     if (identity.time.empty()) {
       return;
     }
-    std::string options;
-    for (const std::string& option : identity.options) {
-      options += ' ' + option;
-    }
     Wrapped(0, "Version " + identity.programVersion + ", " + identity.time + ", on " + identity.host +
-                   (options.empty() ? "" : ", options" + options));
+                   (identity.options.empty() ? "" : ", options " + Joined(identity.options, " ")));
     stream_ << '\n';
     Print("Source", identity.source);
     Print("Destination", identity.destination);
