@@ -190,7 +190,7 @@ bool RowRules::ReadNull(std::size_t column) {
 
 bool RowRules::Translate(std::size_t column) {
   const std::optional<Reference>& reference = columnRules_[column].reference;
-  if (!reference || reference->kind == ReferenceKind::KeepsNumber) {
+  if (!columnRules_[column].FollowsNumberOrPosition()) {
     return true;
   }
   const bool byPosition = reference->kind == ReferenceKind::ByPosition;

@@ -107,24 +107,12 @@ const std::vector<TableRules>& AllRules() {
   return rules;
 }
 
-template <class Kinds>
-bool IsReferred(std::string_view table, Kinds kinds) {
-  const auto refers = [table, kinds](const ColumnRule& rule) {
-    return rule.reference && rule.reference->table == table && kinds(rule.reference->kind);
+bool IsReferred(std::string_view table, bool (ColumnRule::*condition)() const) {
+  const auto refers = [table, condition](const ColumnRule& rule) {
+    return (rule.*condition)() && rule.reference->table == table;
   };
   return std::ranges::any_of(AllRules(),
                              [&refers](const TableRules& rules) { return std::ranges::any_of(rules.columns, refers); });
-}
-
-template <class Kinds>
-std::vector<std::string_view> Referred(std::string_view table, Kinds kinds) {
-  std::vector<std::string_view> referred;
-  for (const ColumnRule& rule : RulesOf(table).columns) {
-    if (rule.reference && kinds(rule.reference->kind)) {
-      referred.push_back(rule.reference->table);
-    }
-  }
-  return referred;
 }
 
 }  // namespace
@@ -163,19 +151,11 @@ bool IsSentAsNumber(const db::TableDescription& table, std::string_view column) 
 }
 
 bool IsFollowedByNumber(std::string_view table) {
-  return IsReferred(table, [](ReferenceKind kind) { return kind == ReferenceKind::FollowsNumber; });
+  return IsReferred(table, &ColumnRule::FollowsNumber);
 }
 
 bool IsFollowed(std::string_view table) {
-  return IsReferred(table, [](ReferenceKind kind) { return kind != ReferenceKind::KeepsNumber; });
-}
-
-std::vector<std::string_view> ReferredTables(std::string_view table) {
-  return Referred(table, [](ReferenceKind) { return true; });
-}
-
-std::vector<std::string_view> FollowedTables(std::string_view table) {
-  return Referred(table, [](ReferenceKind kind) { return kind != ReferenceKind::KeepsNumber; });
+  return IsReferred(table, &ColumnRule::FollowsNumberOrPosition);
 }
 
 }  // namespace check::rules

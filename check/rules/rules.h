@@ -39,6 +39,9 @@ struct ColumnRule {
   Reading reading = Reading::Plain;
   std::optional<NullValue> onNull{};  ///< None: a NULL ends the table, or what the driver makes of it is written.
   std::optional<Reference> reference{};
+
+  bool FollowsNumber() const { return reference && reference->kind == ReferenceKind::FollowsNumber; }
+  bool FollowsNumberOrPosition() const { return reference && reference->kind != ReferenceKind::KeepsNumber; }
 };
 
 struct TableRules {
@@ -72,12 +75,6 @@ bool IsFollowedByNumber(std::string_view table);
 
 /// The same, or their positions.
 bool IsFollowed(std::string_view table);
-
-/// The tables that the rows of a table refer to, itself left out.
-std::vector<std::string_view> ReferredTables(std::string_view table);
-
-/// Of these, the ones whose numbers or positions the rows follow.
-std::vector<std::string_view> FollowedTables(std::string_view table);
 
 }  // namespace check::rules
 

@@ -390,7 +390,7 @@ std::vector<std::string_view> ReplacedNumbers(const db::TableDescription& table)
     columns.push_back(rules.assigned);
   }
   for (const rules::ColumnRule& rule : rules.columns) {
-    if (rule.reference && rule.reference->kind != rules::ReferenceKind::KeepsNumber) {
+    if (rule.FollowsNumberOrPosition()) {
       columns.push_back(rule.column);
     }
   }
@@ -408,8 +408,11 @@ std::vector<db::TableDescription> TablesNeeded(const odbc::DBConnection& destina
   for (std::size_t before = 0; before != needed.size();) {
     before = needed.size();
     for (const std::string_view table : std::set(needed)) {
-      const std::vector<std::string_view> referred = rules::ReferredTables(table);
-      needed.insert(referred.begin(), referred.end());
+      for (const rules::ColumnRule& rule : rules::RulesOf(table).columns) {
+        if (rule.reference) {
+          needed.insert(rule.reference->table);
+        }
+      }
     }
     for (const ForeignKey& key : keys) {
       const std::optional<std::string_view> referred = NameOf(model, key.referred);

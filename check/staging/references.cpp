@@ -134,7 +134,7 @@ void LookAtReferences(const odbc::DBConnection& destination, const Copies& copie
     }
     const rules::TableRules& rules = rules::RulesOf(table.table->name);
     for (const rules::ColumnRule& rule : rules.columns) {
-      if (!rule.reference || rule.reference->kind == rules::ReferenceKind::FollowsNumber) {
+      if (!rule.reference || rule.FollowsNumber()) {
         continue;
       }
       const auto referred = copies.copies.find(rule.reference->table);

@@ -144,7 +144,7 @@ class TableStaging {
   void EndTable(const rules::Outcome& outcome) {
     Write();
     const Remark remark = outcome.unreadable ? Remark::Unreadable : Remark::NullEndsTable;
-    result_.remarks[{remark, {Name(outcome.column)}, {}, {}}].Add(NameOfRow(table_, reader_.row()), {});
+    Remarked(remark, outcome.column).Add(NameOfRow(table_, reader_.row()), {});
     ++result_.endingRows;
     result_.endsEarly = true;
     Lose(reader_.row());
@@ -155,7 +155,7 @@ class TableStaging {
     const Remark remark = outcome.inSource ? Remark::ReferenceNotMigrated : Remark::ReferenceMissing;
     const rules::ColumnRule rule = rules::RuleOf(rules::RulesOf(table_.name), Name(outcome.column));
     const RowName name = NameOfRow(table_, reader_.row());
-    result_.remarks[{remark, {Name(outcome.column)}, {}, std::string(rule.reference->table)}].Add(name, {});
+    Remarked(remark, outcome.column, rule.reference->table).Add(name, {});
     if (result_.endsEarly) {
       Lose(reader_.row());
       return;
@@ -224,8 +224,8 @@ class TableStaging {
       Assume(pending.row, image, stored.assigned);
       return;
     }
-    if (isFollowed_) {
-      state_.numbers[table_.name].Add(SourceNumber(pending.row), stored.assigned.value_or(accepted_));
+    if (const auto number = isFollowed_ ? SourceNumber(pending.row) : std::nullopt) {
+      state_.numbers[table_.name].Add(*number, stored.assigned.value_or(accepted_));
     }
     ++result_.storedRows;
     result_.arrivingRows += state_.endsIn ? 0 : 1;
@@ -236,8 +236,8 @@ class TableStaging {
     changedRows_.push_back(std::to_string(pending.position));
     RecordChangedRows(false);
     for (const StoredValue& value : stored.changed) {
-      result_.remarks[{Remark::StoredChanged, {Name(value.column)}, {}, {}}].Add(
-          NameOfRow(table_, pending.row), rules_.Shown(image, value.column) + " arrives as " + value.value);
+      Remarked(Remark::StoredChanged, value.column)
+          .Add(NameOfRow(table_, pending.row), rules_.Shown(image, value.column) + " arrives as " + value.value);
     }
   }
 
@@ -245,9 +245,9 @@ class TableStaging {
     for (const rules::Change& change : changes) {
       const Remark remark = RemarkOf(change.kind);
       const bool isCut = remark == Remark::TextCut || remark == Remark::ZeroByte;
-      result_.remarks[{remark, {Name(change.column)}, {}, {}}].Add(
-          NameOfRow(table_, row),
-          (isCut ? "" : ShownValue(table_, row, change.column) + " ") + "arrives as " + change.arrives);
+      Remarked(remark, change.column)
+          .Add(NameOfRow(table_, row),
+               (isCut ? "" : ShownValue(table_, row, change.column) + " ") + "arrives as " + change.arrives);
     }
   }
 
@@ -267,8 +267,7 @@ class TableStaging {
         continue;
       }
       const bool unknown = fate == characters::TextFate::Unknown;
-      RemarkedRows& rows = result_.remarks[{
-          unknown ? Remark::CharactersUnknown : Remark::CharactersChanged, {Name(doubtful.column)}, {}, {}}];
+      RemarkedRows& rows = Remarked(unknown ? Remark::CharactersUnknown : Remark::CharactersChanged, doubtful.column);
       const bool described = !unknown && rows.rows < RemarkedRows::kShown;
       rows.Add(NameOfRow(table_, row), described ? characters_.Described(text) : std::string{});
       keeps = keeps && unknown;
@@ -281,7 +280,8 @@ class TableStaging {
     const RowName name = NameOfRow(table_, pending.row);
     const Remark remark = IsParentRefused(refusal, image) ? Remark::ParentRefused : Remark::Refused;
     // A row that follows the number of a refused one would not even be sent.
-    const bool follows = remark == Remark::ParentRefused && FollowsNumber(refusal.columns.front());
+    const bool follows = remark == Remark::ParentRefused &&
+                         rules::RuleOf(rules::RulesOf(table_.name), refusal.columns.front()).FollowsNumber();
     result_.refusedRows += follows ? 0 : 1;
     RemarkedRows& remarked = result_.remarks[{remark, refusal.columns, refusal.state, refusal.constraint}];
     if (remarked.rows == 0) {
@@ -310,11 +310,6 @@ class TableStaging {
     return content;
   }
 
-  bool FollowsNumber(const std::string& column) const {
-    const std::optional<rules::Reference> reference = rules::RuleOf(rules::RulesOf(table_.name), column).reference;
-    return reference && reference->kind == rules::ReferenceKind::FollowsNumber;
-  }
-
   bool IsParentRefused(const Refusal& refusal, const char* image) const {
     const std::optional<std::string> content = ContentOf(refusal.columns, image, std::nullopt);
     return !refusal.referred.empty() && content &&
@@ -322,40 +317,40 @@ class TableStaging {
                       {refusal.referred, *content}) != "0";
   }
 
-  std::int32_t SourceNumber(const rules::SourceRow& row) const {
-    return row.Number(rules::ColumnPosition(table_, assigned_));
-  }
-
-  bool HasSourceNumber(const rules::SourceRow& row) const {
-    const std::size_t column = assigned_.empty() ? 0 : rules::ColumnPosition(table_, assigned_);
-    return !assigned_.empty() && !row.IsNull(column) && !row.IsUnreadable(column);
+  /// The number that the source has for a row that the destination numbers; nothing where it has none.
+  std::optional<std::int32_t> SourceNumber(const rules::SourceRow& row) const {
+    if (assigned_.empty()) {
+      return std::nullopt;
+    }
+    const std::size_t column = rules::ColumnPosition(table_, assigned_);
+    return row.IsNull(column) || row.IsUnreadable(column) ? std::nullopt : std::optional(row.Number(column));
   }
 
   /// Takes note of the number of a row that does not arrive, because the table has ended.
   void Lose(const rules::SourceRow& row) {
-    if (HasSourceNumber(row)) {
+    if (const std::optional<std::int32_t> number = SourceNumber(row)) {
       if (isFollowed_) {
-        state_.numbers[table_.name].AddLost(SourceNumber(row));
+        state_.numbers[table_.name].AddLost(*number);
       }
-      LeaveOut(row, "NULL");
+      LeaveOut(*number, "NULL");
     }
   }
 
   /// Takes note of the number of a row that ends the run, as if it had arrived: what comes after it is looked at as if
   /// it did not end there.
   void Assume(const rules::SourceRow& row, const char* image, std::optional<std::int32_t> assigned) {
-    const std::int32_t number = assigned.value_or(accepted_);
+    const std::int32_t given = assigned.value_or(accepted_);
     for (const std::vector<std::string>& columns : referredColumns_) {
-      if (const std::optional<std::string> content = ContentOf(columns, image, number)) {
+      if (const std::optional<std::string> content = ContentOf(columns, image, given)) {
         Execute(destination_, "INSERT INTO " + kRefusedKeys + " VALUES (?, ?)",
                 {KeyTo(table_.name, columns), *content});
       }
     }
-    if (HasSourceNumber(row)) {
+    if (const std::optional<std::int32_t> number = SourceNumber(row)) {
       if (isFollowed_) {
-        state_.numbers[table_.name].Add(SourceNumber(row), number);
+        state_.numbers[table_.name].Add(*number, given);
       }
-      LeaveOut(row, std::to_string(number));
+      LeaveOut(*number, std::to_string(given));
     }
   }
 
@@ -367,8 +362,8 @@ class TableStaging {
     }
   }
 
-  void LeaveOut(const rules::SourceRow& row, std::string assigned) {
-    leftOutNumbers_.push_back(std::to_string(SourceNumber(row)));
+  void LeaveOut(std::int32_t number, std::string assigned) {
+    leftOutNumbers_.push_back(std::to_string(number));
     leftOutAssigned_.push_back(std::move(assigned));
     RecordLeftOut(false);
   }
@@ -380,6 +375,10 @@ class TableStaging {
       leftOutNumbers_.clear();
       leftOutAssigned_.clear();
     }
+  }
+
+  RemarkedRows& Remarked(Remark remark, std::size_t column, std::string_view detail = {}) {
+    return result_.remarks[{remark, {Name(column)}, {}, std::string(detail)}];
   }
 
   std::string Name(std::size_t column) const { return std::string(table_.columns[column].name); }
@@ -464,9 +463,11 @@ Staged Stage(const odbc::DBConnection& source, const odbc::DBConnection& destina
       }
     }
     // Of rows that refer to those of a table that cannot be read, nothing is known.
-    const std::vector<std::string_view> referred = rules::FollowedTables(table.name);
+    const auto followsUnread = [&unread](const rules::ColumnRule& rule) {
+      return rule.FollowsNumberOrPosition() && unread.contains(rule.reference->table);
+    };
     if (ReasonOf(obstacles.cannotRead, table.name) ||
-        std::ranges::any_of(referred, [&unread](std::string_view name) { return unread.contains(name); })) {
+        std::ranges::any_of(rules::RulesOf(table.name).columns, followsUnread)) {
       unread.insert(table.name);
       result.readable = false;
       result.foreseen = false;
