@@ -10,9 +10,8 @@
 
 namespace check {
 
-/// Looks at the two connections: products and versions, the schema version, the encodings of both sides and of both
-/// client settings with probe texts that travel through both drivers, encryption, the login's right to read the 22
-/// tables of the source. Adds facts and general findings.
+/// Looks at the two connections: products and versions, the schema version, the destination's encodings, encryption,
+/// and the login's right to read the 22 tables of the source. Adds facts and general findings.
 ///
 /// \returns the tables that cannot be read: the run ends where it is their turn.
 /// \throws std::runtime_error with the diagnostics when a side cannot be asked at all.
