@@ -71,7 +71,7 @@ ComparedTable DescribeCompared(const staging::Copy& copy, const staging::Relatio
     compared.copyKey.push_back(staging::ColumnAsInSource(table, column));
   }
   for (const rules::ColumnRule& rule : rules.columns) {
-    if (rule.reference && rule.reference->kind == rules::ReferenceKind::FollowsNumber) {
+    if (rule.FollowsNumber()) {
       compared.references.push_back({.column = std::string(rule.column), .table = std::string(rule.reference->table)});
     }
   }
@@ -264,7 +264,7 @@ bool DatabaseComparison::IsAsStaged(const TableResult& result, const rules::Colu
 void DatabaseComparison::CompareReference(TableResult& result, const rules::ColumnRule& rule,
                                           const TableResult& referred) {
   const rules::TableRules& ofReferred = rules::RulesOf(referred.table->name);
-  if (rule.reference->kind == rules::ReferenceKind::FollowsNumber || ofReferred.assigned.empty()) {
+  if (rule.FollowsNumber() || ofReferred.assigned.empty()) {
     const std::string number(ofReferred.key.front());
     const WrongReferences dangling =
         FindDangling(destination_, *comparison_, *result.compared, rule, *referred.compared, number);

@@ -74,7 +74,7 @@ Finding MakeFinding(const FindingKind& kind, const IdentityColumn& identity, std
 
 /// The rows that have the next number, or one that the sequence will come to.
 std::string FromColliding(const std::string& table, const IdentityColumn& identity) {
-  const std::string column = QuotedName(Side::Destination, identity.column);
+  const std::string column = Quoted(identity.column);
   const bool descends = identity.increment.starts_with('-');
   std::string from = " FROM " + table + " WHERE " + column + (descends ? " <= " : " >= ") + identity.next;
   if (identity.increment != "1") {
@@ -90,7 +90,7 @@ std::optional<Finding> FindCollisions(const odbc::DBConnection& destination, con
   if (rows == 0) {
     return std::nullopt;
   }
-  const std::string select = "SELECT " + QuotedName(Side::Destination, identity.column) + from + " ORDER BY 1";
+  const std::string select = "SELECT " + Quoted(identity.column) + from + " ORDER BY 1";
   Finding finding = MakeFinding(finding::IdentityCollides, identity,
                                 "The sequence gives " + identity.next +
                                     " next, and rows have this number or one that comes after it: new rows will be "

@@ -55,7 +55,7 @@ WrongReferences FindDangling(const odbc::DBConnection& destination, const RowCom
   std::string rows = " FROM ONLY " + table.path + " t WHERE " + own + " IS NOT NULL AND NOT EXISTS (SELECT FROM ONLY " +
                      referred.path + " n WHERE " + same + ")";
   // What follows a number cannot be without its row; what keeps one may refer to nothing.
-  if (rule.reference->kind != rules::ReferenceKind::FollowsNumber) {
+  if (!rule.FollowsNumber()) {
     rows += " AND EXISTS (SELECT FROM " + referred.copy + " n WHERE " + same + ")";
   }
   return Read(destination, comparison, table, rows, "CAST(" + own + " AS text) || ' leads to no row'", {});

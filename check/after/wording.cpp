@@ -274,8 +274,7 @@ Finding DanglingFinding(const WrongReferences& references, const ComparedTable& 
   finding.arrives = references.leadTo;
   finding.query = Query{.side = Side::Destination,
                         .text = "SELECT * FROM " + table.path + " t WHERE NOT EXISTS (SELECT FROM " + referred.path +
-                                " n WHERE n." + QuotedName(Side::Destination, number) + " = t." +
-                                QuotedName(Side::Destination, column) + ");"};
+                                " n WHERE n." + Quoted(number) + " = t." + Quoted(column) + ");"};
   return finding;
 }
 
