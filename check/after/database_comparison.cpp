@@ -12,6 +12,7 @@
 #include "check/characters/characters.h"
 #include "check/rules/catalogue.h"
 #include "check/sql/query.h"
+#include "check/sql/sql_text.h"
 #include "check/staging/procedures.h"
 #include "check/staging/session.h"
 #include "odbc/diagnostics.h"
@@ -98,7 +99,7 @@ void DatabaseComparison::Run(const std::vector<std::string>& chosen, const std::
   tables_ = staging::TablesNeeded(destination_, model, chosen);
   const staging::Copies copies =
       staging::CreateCopies(destination_, model, tables_, staging::ReadCalls(destination_, model));
-  RestartNumbers(copies);
+  RestartNumbers(model, copies);
   const staging::Obstacles obstacles = Describe(model, copies, unread);
   comparison_.emplace(destination_, compared_);
   comparison_->CreateTables();
@@ -132,13 +133,29 @@ void DatabaseComparison::Timed(TableResult& result, Step step) {
       std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count();
 }
 
-/// A sequence that no truncate restarts has gone on since the run, and may be at its end. The copies' numbers need
-/// not be the run's.
-void DatabaseComparison::RestartNumbers(const staging::Copies& copies) const {
+/// A sequence that no truncate restarts has gone on since the run, and may be at its end. The run's first number is
+/// taken to be the first one that is there.
+void DatabaseComparison::RestartNumbers(const staging::Destination& model, const staging::Copies& copies) const {
+  std::map<std::string, std::string> numbers;
   for (const auto& [name, copy] : copies.copies) {
     for (const staging::NumberedColumn& column : copy.numbered) {
-      Execute(destination_, "ALTER SEQUENCE " + column.sequence + " RESTART");
+      if (copy.goingOn.contains(column.column)) {
+        std::string& all = numbers[column.sequence];
+        all += (all.empty() ? "SELECT CAST(" : " UNION ALL SELECT CAST(") + Quoted(column.column) +
+               " AS text) FROM ONLY " + model.Find(name)->name;
+      }
     }
+  }
+  for (const auto& [sequence, query] : numbers) {
+    const std::optional<std::string> first = QueryValue(
+        destination_,
+        "SELECT CAST(CASE WHEN s.seqincrement > 0 THEN min(n.number) ELSE max(n.number) END AS text) FROM (SELECT "
+        "CAST(CAST(x.number AS numeric) AS bigint) FROM (" +
+            query +
+            ") x (number) WHERE x.number ~ '^-?[0-9]{1,18}([.]0+)?$') n (number) JOIN pg_sequence s ON s.seqrelid = "
+            "CAST(? AS regclass) AND n.number BETWEEN s.seqmin AND s.seqmax GROUP BY s.seqincrement",
+        {sequence});
+    Execute(destination_, "ALTER SEQUENCE " + sequence + " RESTART" + (first ? " WITH " + *first : ""));
   }
 }
 
@@ -188,6 +205,10 @@ void DatabaseComparison::CompareRows(TableResult& result) {
   }
   if (!result.staged->readable) {
     GiveUp(result, "it refers to rows of a table of the source that cannot be read");
+    return;
+  }
+  if (!result.staged->unforeseen.empty()) {
+    GiveUp(result, result.staged->unforeseen);
     return;
   }
   LeaveOutReferences(result);

@@ -67,7 +67,7 @@ class DatabaseComparison {
  private:
   template <class Step>
   void Timed(TableResult& result, Step step);
-  void RestartNumbers(const staging::Copies& copies) const;
+  void RestartNumbers(const staging::Destination& model, const staging::Copies& copies) const;
   staging::Obstacles Describe(const staging::Destination& model, const staging::Copies& copies,
                               const std::set<std::string, std::less<>>& unread);
   const TableResult* Find(std::string_view table) const;

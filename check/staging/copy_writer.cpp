@@ -6,8 +6,10 @@
 #include <array>
 #include <bit>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 
 #include "check/rules/row_rules.h"
 #include "check/rules/rules.h"
@@ -29,12 +31,6 @@ bool IsTrouble(const odbc::Error& error) {
   return std::ranges::any_of(classes, [&error](std::string_view each) { return error.IsOfClass(each); });
 }
 
-std::optional<std::int32_t> Int32Of(std::string_view text) {
-  std::int32_t number = 0;
-  const auto [end, error] = std::from_chars(text.begin(), text.end(), number);
-  return error == std::errc() && end == text.end() ? std::optional(number) : std::nullopt;
-}
-
 std::optional<double> NumberOf(std::string_view text) {
   if (text == "t" || text == "true") {
     return 1;
@@ -45,6 +41,23 @@ std::optional<double> NumberOf(std::string_view text) {
   double number = 0;
   const auto [end, error] = std::from_chars(text.begin(), text.end(), number);
   return error == std::errc() && end == text.end() ? std::optional(number) : std::nullopt;
+}
+
+/// A number that a column of any type has from a sequence, some of which write 1 as 1.0.
+///
+/// \throws Unforeseen when the migrator cannot take it.
+std::optional<std::int32_t> AssignedOf(std::string_view text, bool returned) {
+  const std::optional<double> number = NumberOf(text);
+  if (!number) {
+    return std::nullopt;
+  }
+  if (std::abs(*number) > std::numeric_limits<std::int32_t>::max()) {
+    if (returned) {
+      throw Unforeseen("its sequence gives numbers beyond 32 bits, which the procedure has to return");
+    }
+    return std::nullopt;
+  }
+  return static_cast<std::int32_t>(*number);
 }
 
 /// A float8 as float8send shows it: no setting of the session rounds that.
@@ -195,6 +208,10 @@ std::optional<odbc::Error> CopyWriter::WhyRefused(const odbc::Statement& stateme
     statement.Require(SQLExecute(statement.handle()));
     return std::nullopt;
   } catch (const odbc::Error& error) {
+    // The check's session may write to no other table, and a sequence has its last number in the session that took it.
+    if (error.state() == "25006" || error.state() == "55000") {
+      throw Unforeseen("what the table calls uses other tables or sequences");
+    }
     if (IsTrouble(error)) {
       throw;
     }
@@ -219,7 +236,7 @@ std::optional<std::int32_t> CopyWriter::SkipNumber() {
       continue;
     }
     if (i == assigned_) {
-      skipped = Int32Of(numberings_[i].value);
+      skipped = AssignedOf(numberings_[i].value, !copy_.parameterTypes.empty());
     }
   }
   return skipped;
@@ -237,7 +254,7 @@ void CopyWriter::Read(const odbc::Statement& statement, std::size_t firstRow, st
       numberings_[i].value = result.Text();
       numberings_[i].used = true;
       if (i == assigned_) {
-        stored_[row].assigned = Int32Of(result.Text());
+        stored_[row].assigned = AssignedOf(result.Text(), !copy_.parameterTypes.empty());
       }
     }
   }

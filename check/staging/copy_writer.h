@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -41,6 +42,12 @@ struct Stored {
   std::vector<StoredValue> changed;
 };
 
+/// A copy does not show what the table does to its rows; the text says why.
+class Unforeseen : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
 /// Writes rows into a copy with prepared INSERTs of many rows, whose parameters are bound as the migrator binds them:
 /// what a value becomes is up to the driver and the server. Where one of many rows is refused, they are sent again one
 /// by one.
@@ -66,6 +73,7 @@ class CopyWriter {
   /// Writes the rows that were added, and returns what became of each. The result is valid until the next call.
   ///
   /// \throws odbc::Error when the destination fails otherwise than by refusing a row.
+  /// \throws Unforeseen when it shows only now that it cannot be asked.
   const std::vector<Stored>& Write();
 
   /// Uses up the number of a row that is not sent, and returns it. Not while rows wait for Write.

@@ -16,13 +16,16 @@ bool Yes(const TextRow& row, std::size_t column) {
   return Text(row, column) == "true";
 }
 
-// Triggers: 4 stands for INSERT, 32 for TRUNCATE. A function outside pg_catalog that is not immutable may do anything;
-// what a default, a constraint or a domain calls is in pg_depend, but for the functions that PostgreSQL brings along.
+// Triggers: 4 stands for INSERT, 32 for TRUNCATE. Those of a partition that its parent handed down are internal before
+// PostgreSQL 15. A function outside pg_catalog that is not immutable may do anything; what a default, a constraint or a
+// domain calls is in pg_depend, but for the functions that PostgreSQL brings along. `shared` has what takes numbers
+// from a sequence that another table's truncate restarts, and that table.
 constexpr std::string_view kRelations = R"(
-  WITH firing AS (
+  WITH asked AS (SELECT unnest(?::oid[]) AS id),
+  firing AS (
     SELECT g.tgrelid, g.tgtype, string_agg(g.tgname, ', ' ORDER BY g.tgname) AS names
-    FROM pg_trigger g
-    WHERE NOT g.tgisinternal AND g.tgenabled IN
+    FROM pg_trigger g JOIN pg_proc p ON p.oid = g.tgfoid
+    WHERE NOT (g.tgisinternal AND p.pronamespace = 'pg_catalog'::regnamespace) AND g.tgenabled IN
       (CASE current_setting('session_replication_role') WHEN 'replica' THEN 'R' ELSE 'O' END, 'A')
     GROUP BY g.tgrelid, g.tgtype),
   calls AS (
@@ -39,7 +42,10 @@ constexpr std::string_view kRelations = R"(
     FROM pg_attribute a JOIN pg_constraint k ON k.contypid = a.atttypid AND k.contype = 'c' WHERE a.attnum > 0
     UNION ALL
     SELECT f.adrelid, 'the default of ' || a.attname, f.tableoid, f.oid
-    FROM pg_attrdef f JOIN pg_attribute a ON a.attrelid = f.adrelid AND a.attnum = f.adnum AND a.attgenerated = ''),
+    FROM pg_attrdef f JOIN pg_attribute a ON a.attrelid = f.adrelid AND a.attnum = f.adnum AND a.attgenerated = ''
+    UNION ALL
+    SELECT a.attrelid, 'the default of the domain of ' || a.attname, t.tableoid, t.oid
+    FROM pg_attribute a JOIN pg_type t ON t.oid = a.atttypid AND t.typdefault IS NOT NULL WHERE a.attnum > 0),
   unknown AS (
     SELECT c.tab, string_agg(DISTINCT c.name || ' calls ' || p.oid::regproc, ', ') AS reasons
     FROM callers c
@@ -57,7 +63,30 @@ constexpr std::string_view kRelations = R"(
     WHERE NOT (pg_get_expr(f.adbin, f.adrelid) = format('nextval(%L::regclass)', s.oid::regclass)
       AND (has_sequence_privilege(s.oid, 'SELECT')
         OR (has_sequence_privilege(s.oid, 'USAGE') AND pg_sequence_last_value(s.oid) IS NOT NULL)))
-    GROUP BY f.adrelid)
+    GROUP BY f.adrelid),
+  taking AS (
+    SELECT DISTINCT f.adrelid AS tab, d.refobjid AS sequence FROM asked JOIN pg_attrdef f ON f.adrelid = asked.id
+    JOIN pg_depend d ON d.classid = f.tableoid AND d.objid = f.oid AND d.refclassid = 'pg_class'::regclass
+    JOIN pg_sequence s ON s.seqrelid = d.refobjid
+    UNION
+    SELECT d.refobjid, d.objid FROM asked JOIN pg_depend d ON d.refobjid = asked.id AND d.deptype = 'i'
+      AND d.classid = 'pg_class'::regclass AND d.refclassid = 'pg_class'::regclass
+    JOIN pg_sequence s ON s.seqrelid = d.objid),
+  shared AS (
+    SELECT DISTINCT x.tab, q.relname FROM taking t
+    JOIN pg_depend o ON o.classid = 'pg_class'::regclass AND o.objid = t.sequence
+      AND o.refclassid = 'pg_class'::regclass AND o.deptype IN ('a', 'i') AND o.refobjid <> t.tab
+    JOIN taking x ON x.sequence = t.sequence
+    JOIN pg_class q ON q.oid = t.sequence),
+  hidden AS (
+    SELECT a.attrelid AS tab, string_agg(a.attname, ', ') AS columns
+    FROM pg_attribute a JOIN pg_type t ON t.oid = a.atttypid
+    LEFT JOIN pg_attrdef f ON f.adrelid = a.attrelid AND f.adnum = a.attnum
+    LEFT JOIN pg_depend d ON d.classid = f.tableoid AND d.objid = f.oid AND d.refclassid = 'pg_class'::regclass
+      AND EXISTS (SELECT FROM pg_sequence s WHERE s.seqrelid = d.refobjid)
+    WHERE a.attnum > 0 AND a.attgenerated = '' AND d.objid IS NULL
+      AND coalesce(pg_get_expr(f.adbin, f.adrelid), t.typdefault) ~ '(nextval|currval|setval)[(]'
+    GROUP BY a.attrelid)
   SELECT c.oid::text, format('%I.%I', n.nspname, c.relname), c.relkind::text,
     has_table_privilege(c.oid, 'TRUNCATE')::text,
     (has_table_privilege(c.oid, 'SELECT') AND has_schema_privilege(n.oid, 'USAGE'))::text,
@@ -71,14 +100,19 @@ constexpr std::string_view kRelations = R"(
         ELSE 'it is no table' END,
       (SELECT 'an INSERT fires ' || string_agg(names, ', ') FROM firing WHERE tgrelid = c.oid AND tgtype & 4 <> 0),
       (SELECT 'the rule ' || string_agg(r.rulename, ', ') || ' changes what an INSERT does' FROM pg_rewrite r
-        WHERE r.ev_class = c.oid AND r.ev_type = '3' AND r.ev_enabled IN ('O', 'A')),
+        WHERE r.ev_class = c.oid AND r.ev_type = '3' AND r.ev_enabled IN
+          (CASE current_setting('session_replication_role') WHEN 'replica' THEN 'R' ELSE 'O' END, 'A')),
       CASE WHEN row_security_active(c.oid) THEN 'row security applies to the login' END,
       (SELECT reasons FROM unknown WHERE tab = c.oid),
       (SELECT 'the default of ' || columns || ' takes numbers from a sequence in its own way' FROM numbering
         WHERE tab = c.oid AND NOT refused),
+      (SELECT 'the default of ' || columns || ' takes numbers from a sequence in its own way' FROM hidden
+        WHERE tab = c.oid),
+      (SELECT 'several tables take numbers from ' || string_agg(relname, ', ') || ', which the truncate of one restarts'
+        FROM shared WHERE tab = c.oid),
       CASE WHEN NOT has_table_privilege(c.oid, 'SELECT') THEN 'the login has no SELECT right on it' END),
     (SELECT columns FROM numbering WHERE tab = c.oid AND refused)
-  FROM pg_class c JOIN pg_namespace n ON n.oid = c.relnamespace WHERE c.oid = ANY (?::oid[]))";
+  FROM asked JOIN pg_class c ON c.oid = asked.id JOIN pg_namespace n ON n.oid = c.relnamespace)";
 
 std::map<ObjectId, Relation> ReadRelations(const odbc::DBConnection& destination, const std::set<ObjectId>& ids) {
   std::map<ObjectId, Relation> relations;

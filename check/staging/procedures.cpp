@@ -35,38 +35,57 @@ struct Procedure {
   std::string signature;
   bool mayExecute = false;
   bool mayInsert = false;
+  bool mayRead = false;    ///< The number that it returns.
+  bool mayNumber = false;  ///< It may take the numbers that defaults take from sequences.
   std::string runsAs;
   std::size_t defaults = 0;
   std::vector<Parameter> parameters;
 };
 
 std::vector<Procedure> ReadProcedures(const odbc::DBConnection& destination, const std::string& name,
-                                      const ObjectId& table) {
+                                      const db::TableDescription& description, const ObjectId& table) {
   constexpr std::string_view sql = R"(
     SELECT p.oid::text, p.oid::regprocedure::text, has_function_privilege(p.oid, 'EXECUTE')::text, r.name,
-      has_table_privilege(r.name, ?::oid, 'INSERT')::text, p.pronargdefaults::text,
+      (has_schema_privilege(r.name, (SELECT c.relnamespace FROM pg_class c WHERE c.oid = k.id), 'USAGE')
+        AND (SELECT bool_and(has_column_privilege(r.name, k.id, a.attnum, 'INSERT')) FROM pg_attribute a
+          WHERE a.attrelid = k.id AND a.attname = ANY (string_to_array(?, ','))))::text,
+      has_any_column_privilege(r.name, k.id, 'SELECT')::text,
+      (NOT EXISTS (
+        SELECT FROM pg_attrdef f
+        JOIN pg_depend d ON d.classid = f.tableoid AND d.objid = f.oid AND d.refclassid = 'pg_class'::regclass
+        JOIN pg_sequence s ON s.seqrelid = d.refobjid
+        WHERE f.adrelid = k.id AND NOT has_sequence_privilege(r.name, s.seqrelid, 'USAGE, UPDATE')))::text,
+      p.pronargdefaults::text,
       coalesce(p.proargmodes[x.number], 'i')::text, coalesce(p.proargnames[x.number], ''), format_type(x.type, -1)
-    FROM pg_proc p
+    FROM (SELECT ?::oid AS id) AS k CROSS JOIN pg_proc p
     CROSS JOIN LATERAL (SELECT CASE WHEN p.prosecdef THEN pg_get_userbyid(p.proowner) ELSE current_user END) AS r (name)
     LEFT JOIN LATERAL unnest(coalesce(p.proallargtypes, p.proargtypes::oid[])) WITH ORDINALITY AS x (type, number)
       ON true
     WHERE p.prokind = 'p' AND p.proname = ? AND CASE
       WHEN ? = '' THEN pg_function_is_visible(p.oid)
-      ELSE p.pronamespace = (SELECT c.relnamespace FROM pg_class c WHERE c.oid = ?::oid) END
+      ELSE p.pronamespace = (SELECT c.relnamespace FROM pg_class c WHERE c.oid = k.id) END
     ORDER BY p.oid, x.number)";
+  std::string inserted;
+  for (const db::ParameterDescription& parameter : description.parameters) {
+    if (parameter.direction == SQL_PARAM_INPUT) {
+      inserted.append(inserted.empty() ? "" : ",").append(parameter.column);
+    }
+  }
   std::vector<Procedure> procedures;
-  for (const TextRow& row : QueryRows(destination, sql, {table, name, destination.schema(), table})) {
+  for (const TextRow& row : QueryRows(destination, sql, {inserted, table, name, destination.schema()})) {
     if (procedures.empty() || procedures.back().id != row.at(0)) {
       procedures.push_back({.id = Text(row, 0),
                             .signature = Text(row, 1),
                             .mayExecute = row.at(2) == "true",
                             .mayInsert = row.at(4) == "true",
+                            .mayRead = row.at(5) == "true",
+                            .mayNumber = row.at(6) == "true",
                             .runsAs = Text(row, 3),
-                            .defaults = std::stoul(Text(row, 5)),
+                            .defaults = std::stoul(Text(row, 7)),
                             .parameters = {}});
     }
-    if (row.at(8)) {
-      procedures.back().parameters.push_back({.mode = Text(row, 6).front(), .name = Text(row, 7), .type = *row.at(8)});
+    if (row.at(10)) {
+      procedures.back().parameters.push_back({.mode = Text(row, 8).front(), .name = Text(row, 9), .type = *row.at(10)});
     }
   }
   return procedures;
@@ -111,7 +130,7 @@ std::optional<std::string> WhyUnforeseen(const db::TableDescription& table, cons
   return std::nullopt;
 }
 
-ProcedureCall CallOf(const db::TableDescription& table, const std::string& name,
+ProcedureCall CallOf(const db::TableDescription& table, const std::string& name, const Relation& relation,
                      const std::vector<Procedure>& procedures) {
   std::vector<const Procedure*> fitting;
   for (const Procedure& procedure : procedures) {
@@ -132,7 +151,12 @@ ProcedureCall CallOf(const db::TableDescription& table, const std::string& name,
     call.refused = "the login has no EXECUTE right on " + procedure.signature;
   } else if (!procedure.mayInsert) {
     call.refused =
-        procedure.runsAs + ", with whose rights " + procedure.signature + " runs, has no INSERT right on the table";
+        procedure.runsAs + ", with whose rights " + procedure.signature + " runs, may not insert into the table";
+  } else if (!procedure.mayRead || !procedure.mayNumber) {
+    call.unforeseen = procedure.runsAs + ", with whose rights " + procedure.signature + " runs, may not " +
+                      (procedure.mayRead ? "take the numbers of its rows from their sequence" : "read the table");
+  } else if (!relation.sequencesRefused.empty()) {
+    call.unforeseen = "the login may not see the sequence that numbers " + relation.sequencesRefused;
   } else {
     call.unforeseen = WhyUnforeseen(table, procedure);
   }
@@ -152,7 +176,8 @@ std::map<std::string_view, ProcedureCall> ReadCalls(const odbc::DBConnection& de
     const auto id = model.tables.find(table.name);
     const std::optional<std::string> name = CalledProcedure(table);
     if (name && id != model.tables.end()) {
-      calls.emplace(table.name, CallOf(table, *name, ReadProcedures(destination, *name, id->second)));
+      calls.emplace(table.name, CallOf(table, *name, model.relations.at(id->second),
+                                       ReadProcedures(destination, *name, table, id->second)));
     }
   }
   return calls;

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <optional>
 #include <set>
+#include <stdexcept>
 #include <utility>
 
 #include "check/characters/unicode.h"
@@ -412,6 +413,19 @@ std::optional<std::string> ReasonOf(const Obstacles::Reasons& reasons, std::stri
   return found == reasons.end() ? std::nullopt : std::optional(found->second);
 }
 
+/// \throws Unforeseen when the copy has a foreign key to one that turned out not to show what arrives.
+void RequireParents(const Copy& copy, const Staged& staged) {
+  for (const StagedTable& earlier : staged.tables) {
+    const auto refers = [&earlier](const CopyConstraint& constraint) {
+      return constraint.referred.starts_with(KeyTo(earlier.table->name, {""}));
+    };
+    const auto key = std::find_if(copy.constraints.begin(), copy.constraints.end(), refers);
+    if (!earlier.unforeseen.empty() && key != copy.constraints.end()) {
+      throw Unforeseen("its foreign key " + key->name + " refers to " + std::string(earlier.table->name));
+    }
+  }
+}
+
 }  // namespace
 
 RowName NameOfRow(const db::TableDescription& table, const rules::SourceRow& row) {
@@ -448,13 +462,14 @@ Staged Stage(const odbc::DBConnection& source, const odbc::DBConnection& destina
   Staged staged;
   RunState state;
   std::set<std::string_view> unread;
+  Copies usable = copies;
   for (const db::TableDescription& table : tables) {
     const auto start = std::chrono::steady_clock::now();
     progress.Begin(table.name);
     StagedTable& result = staged.tables.emplace_back();
     result.table = &table;
-    const auto copy = copies.copies.find(table.name);
-    result.foreseen = copy != copies.copies.end();
+    const auto copy = usable.copies.find(table.name);
+    result.foreseen = copy != usable.copies.end();
     for (const auto* const reasons : {&obstacles.cannotEmpty, &obstacles.cannotRead}) {
       const std::optional<std::string> reason = ReasonOf(*reasons, table.name);
       if (reason && !state.endsIn) {
@@ -473,17 +488,28 @@ Staged Stage(const odbc::DBConnection& source, const odbc::DBConnection& destina
       result.foreseen = false;
       continue;
     }
-    try {
+    const auto stage = [&] {
       TableStaging(source, destination, table, result.foreseen ? &copy->second : nullptr, nulls,
                    ReasonOf(obstacles.cannotWrite, table.name), characters, state, result)
           .Run(progress);
-    } catch (const odbc::Error& error) {
-      // 25006: something that the table calls writes, which the check's session may not.
-      if (error.state() != "25006") {
-        throw;
+    };
+    const std::optional<std::string> endsIn = state.endsIn;
+    const std::string endsBecause = state.endsBecause;
+    try {
+      if (result.foreseen) {
+        RequireParents(copy->second, staged);
       }
-      result.foreseen = false;
-      result.unforeseen = "what the table calls writes to other tables";
+      stage();
+    } catch (const Unforeseen& reason) {
+      // Once more, as a table without a copy: later tables refer to its rows.
+      state.endsIn = endsIn;
+      state.endsBecause = endsBecause;
+      state.numbers.erase(table.name);
+      result = {};
+      result.table = &table;
+      result.unforeseen = reason.what();
+      usable.copies.erase(copy);
+      stage();
     }
     if (rules::IsFollowedByNumber(table.name)) {
       state.numbers[table.name].SortByNumber();
@@ -492,7 +518,7 @@ Staged Stage(const odbc::DBConnection& source, const odbc::DBConnection& destina
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count();
   }
   progress.Begin("references");
-  LookAtReferences(destination, copies, staged);
+  LookAtReferences(destination, usable, staged);
   staged.endsIn = std::move(state.endsIn);
   staged.endsBecause = std::move(state.endsBecause);
   return staged;

@@ -303,6 +303,17 @@ _CHECKS = {
         some={"SecMinQt.MinQty": (4000,)},
         unforeseen=("SecMinQt",),
     ),
+    "check with an immutable function that writes": Destination(
+        (
+            "CREATE TABLE seen (number integer)",
+            "GRANT INSERT ON seen TO bw_migrator",
+            "CREATE FUNCTION note(n integer) RETURNS void LANGUAGE sql AS 'INSERT INTO seen VALUES (n)'",
+            "CREATE FUNCTION is_noted(n integer) RETURNS boolean LANGUAGE plpgsql IMMUTABLE AS"
+            " $$ BEGIN PERFORM note(n); RETURN true; END $$",
+            'ALTER TABLE "LoadedSecurities" ADD CHECK (is_noted("SecID"))',
+        ),
+        unforeseen=("LoadedSecurities", "LoadedSecuritiesClientPrices"),
+    ),
     "check with a function that reads a table": Destination(
         (
             "CREATE TABLE limits (most integer)",
@@ -461,6 +472,9 @@ def _without_identity(column, *then, **rest) -> Destination:
     return Destination(("SET ROLE bw_migrator", f'ALTER TABLE "{table}" ALTER "{name}" DROP IDENTITY', *then), **rest)
 
 
+# The groups of clients, and what refers to them by foreign keys.
+_GROUPS_AND_BELOW = ("GroupDesc", "Clients", "GroupOrders", "Orders")
+
 _NUMBERS = {
     "identity that runs out": _numbering(
         "RatingAgencies.AgencyID", "SET MAXVALUE 3", each={"RatingAgencies.AgencyCode": ("A", "B")}
@@ -531,6 +545,71 @@ _NUMBERS = {
         "GroupDesc.GroupID",
         'ALTER TABLE "GroupDesc" ALTER "GroupID" TYPE numeric(9, 1)',
         'CREATE SEQUENCE numbers OWNED BY "GroupDesc"."GroupID"',
+        """ALTER TABLE "GroupDesc" ALTER "GroupID" SET DEFAULT nextval('numbers')""",
+    ),
+    "sequence of two tables that one of them owns": Destination(
+        (
+            "SET ROLE bw_migrator",
+            'ALTER TABLE "RatingAgencies" ALTER "AgencyID" DROP IDENTITY',
+            'ALTER TABLE "RatingScales" ALTER "RatingID" DROP IDENTITY',
+            'CREATE SEQUENCE numbers OWNED BY "RatingAgencies"."AgencyID"',
+            "SELECT setval('numbers', 41)",
+            """ALTER TABLE "RatingAgencies" ALTER "AgencyID" SET DEFAULT nextval('numbers')""",
+            """ALTER TABLE "RatingScales" ALTER "RatingID" SET DEFAULT nextval('numbers')""",
+        ),
+        unforeseen=("RatingAgencies", "RatingScales"),
+    ),
+    "sequence of two tables that nobody owns": Destination(
+        (
+            "SET ROLE bw_migrator",
+            'ALTER TABLE "RatingAgencies" ALTER "AgencyID" DROP IDENTITY',
+            'ALTER TABLE "RatingScales" ALTER "RatingID" DROP IDENTITY',
+            "CREATE SEQUENCE numbers",
+            "SELECT setval('numbers', 41)",
+            """ALTER TABLE "RatingAgencies" ALTER "AgencyID" SET DEFAULT nextval('numbers')""",
+            """ALTER TABLE "RatingScales" ALTER "RatingID" SET DEFAULT nextval('numbers')""",
+        ),
+    ),
+    "sequence that another table owns": _without_identity(
+        "RatingAgencies.AgencyID",
+        'CREATE SEQUENCE numbers OWNED BY "SecMinQt"."MinQty"',
+        "SELECT setval('numbers', 41)",
+        """ALTER TABLE "RatingAgencies" ALTER "AgencyID" SET DEFAULT nextval('numbers')""",
+        unforeseen=("RatingAgencies",),
+    ),
+    "sequence of an identity that another table uses": _without_identity(
+        "RatingScales.RatingID",
+        """ALTER TABLE "RatingScales" ALTER "RatingID" SET DEFAULT nextval('"RatingAgencies_AgencyID_seq"')""",
+        unforeseen=("RatingAgencies", "RatingScales"),
+    ),
+    "sequence by its name as a text": _without_identity(
+        "GroupDesc.GroupID",
+        "CREATE SEQUENCE numbers",
+        """ALTER TABLE "GroupDesc" ALTER "GroupID" SET DEFAULT nextval('numbers'::text)""",
+        unforeseen=_GROUPS_AND_BELOW,
+    ),
+    "sequence of a domain": Destination(
+        (
+            "SET ROLE bw_migrator",
+            "CREATE SEQUENCE numbers",
+            "CREATE DOMAIN number AS integer DEFAULT nextval('numbers')",
+            'ALTER TABLE "RatingAgencies" ALTER "AgencyID" DROP IDENTITY',
+            'ALTER TABLE "RatingAgencies" ALTER "AgencyID" TYPE number',
+        ),
+        unforeseen=("RatingAgencies",),
+    ),
+    "numbers that a procedure cannot return": Destination(
+        (
+            'ALTER TABLE "GroupDesc" ALTER "GroupID" TYPE bigint',
+            'ALTER TABLE "GroupDesc" ALTER "GroupID" SET MAXVALUE 9000000000 SET START WITH 3000000000',
+        ),
+        unforeseen=_GROUPS_AND_BELOW,
+    ),
+    "decimal numbers of a sequence that nobody owns": _without_identity(
+        "GroupDesc.GroupID",
+        'ALTER TABLE "GroupDesc" ALTER "GroupID" TYPE numeric(9, 1)',
+        "CREATE SEQUENCE numbers",
+        "SELECT setval('numbers', 41)",
         """ALTER TABLE "GroupDesc" ALTER "GroupID" SET DEFAULT nextval('numbers')""",
     ),
     "the same number always": _without_identity(
@@ -815,6 +894,19 @@ _OBJECTS = {
         some=_SEVEN,
         unforeseen=("SecMinQt",),
     ),
+    "rule of replicas only": Destination(
+        (_RULE.format("INSERT", "INSTEAD NOTHING"), 'ALTER TABLE "SecMinQt" ENABLE REPLICA RULE acts'), some=_SEVEN
+    ),
+    "rule of replicas only for a login that is one": Destination(
+        (
+            _RULE.format("INSERT", "INSTEAD NOTHING"),
+            'ALTER TABLE "SecMinQt" ENABLE REPLICA RULE acts',
+            "DO $$ BEGIN EXECUTE format('ALTER ROLE bw_migrator IN DATABASE %I SET session_replication_role = replica',"
+            " current_database()); END $$",
+        ),
+        some=_SEVEN,
+        unforeseen=("SecMinQt",),
+    ),
     "rule that is off": Destination(
         (_RULE.format("INSERT", "INSTEAD NOTHING"), 'ALTER TABLE "SecMinQt" DISABLE RULE acts'), some=_SEVEN
     ),
@@ -871,6 +963,20 @@ _OBJECTS = {
         {"SecMinQt.ClassCode": ("?", "{fn now()}", "it's", "\\")},
         {"SecMinQt.ClassCode": ("B",)},
     ),
+    # Up to PostgreSQL 14, what a partition gets from its parent is internal.
+    "trigger of the table that it is a partition of": Destination(
+        (
+            "SET ROLE bw_migrator",
+            'CREATE TABLE every (LIKE "SecMinQt") PARTITION BY LIST ("ClassCode")',
+            'ALTER TABLE every ATTACH PARTITION "SecMinQt" DEFAULT',
+            f"CREATE FUNCTION act() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN {_REFUSE} END $$",
+            "CREATE TRIGGER acts BEFORE INSERT ON every FOR EACH ROW EXECUTE FUNCTION act()",
+            "RESET ROLE",
+            "UPDATE pg_trigger SET tgisinternal = true WHERE tgparentid <> 0",
+        ),
+        some=_SEVEN,
+        unforeseen=("SecMinQt",),
+    ),
     "table that others inherit": Destination(
         ("SET ROLE bw_migrator", 'CREATE TABLE more () INHERITS ("SecMinQt")'), some=_SEVEN
     ),
@@ -921,7 +1027,56 @@ _OBJECTS = {
 
 _SHORT = "CREATE DOMAIN short AS varchar(5)"
 
+
+def _of_another_role(*change, **rest) -> Destination:
+    """A procedure that runs with the rights of a role that has none but what it is given here."""
+    return Destination(
+        (
+            'ALTER PROCEDURE "BW_CreateSecGroupEx" OWNER TO pg_signal_backend',
+            'ALTER PROCEDURE "BW_CreateSecGroupEx" SECURITY DEFINER',
+            *change,
+        ),
+        **rest,
+    )
+
+
+_SEC_GROUP_COLUMNS = '"SecGCode", "SecGName", "disabled", "Filter", "mode", "RAgencies", "ListLevel"'
+_OWN_NUMBERS = (
+    'ALTER TABLE "SecGroups" ALTER "ID" DROP IDENTITY',
+    "CREATE SEQUENCE numbers",
+    "SELECT setval('numbers', 41)",
+    """ALTER TABLE "SecGroups" ALTER "ID" SET DEFAULT nextval('numbers')""",
+)
+
 _PROCEDURES = {
+    "rights of another role": _of_another_role('GRANT INSERT, SELECT ON "SecGroups" TO pg_signal_backend'),
+    "rights of another role on the columns": _of_another_role(
+        f'GRANT INSERT ({_SEC_GROUP_COLUMNS}), SELECT ("ID") ON "SecGroups" TO pg_signal_backend'
+    ),
+    "rights of another role on some columns": _of_another_role(
+        'GRANT INSERT ("SecGCode"), SELECT ON "SecGroups" TO pg_signal_backend'
+    ),
+    "rights of another role that may not read": _of_another_role(
+        'GRANT INSERT ON "SecGroups" TO pg_signal_backend', unforeseen=("SecGroups",)
+    ),
+    "rights of another role that may not use the schema": _of_another_role(
+        'GRANT INSERT, SELECT ON "SecGroups" TO pg_signal_backend',
+        "REVOKE ALL ON SCHEMA public FROM PUBLIC",
+        "GRANT USAGE ON SCHEMA public TO bw_migrator",
+    ),
+    "rights of another role that may not take numbers": _of_another_role(
+        *_OWN_NUMBERS,
+        "GRANT USAGE, SELECT ON SEQUENCE numbers TO bw_migrator",
+        'GRANT INSERT, SELECT ON "SecGroups" TO pg_signal_backend',
+        unforeseen=("SecGroups",),
+    ),
+    "rights of another role that may take numbers": _of_another_role(
+        *_OWN_NUMBERS,
+        "GRANT USAGE, SELECT ON SEQUENCE numbers TO pg_signal_backend",
+        'GRANT INSERT, SELECT ON "SecGroups" TO pg_signal_backend',
+        unforeseen=("SecGroups",),
+    ),
+    "numbers that the login may not take": Destination(_OWN_NUMBERS, unforeseen=("SecGroups",)),
     "parameter of a short domain": _procedure(
         "BW_CreateSecGroupEx", _SHORT, group_name="short",
         each={"SecGroups.SecGName": ("A", "B")}, some={"SecGroups.SecGName": ("12345   ", "123456")},
