@@ -137,7 +137,7 @@ class Look {
         CannotEmpty(table.name, "the destination has no such table");
         continue;
       }
-      if (std::string_view("rpf").find(relation->kind) == std::string_view::npos) {
+      if (!relation->IsTable()) {
         Add(table.name, finding::NotATable,
             relation->name +
                 " is not a table but a view or something else: the run ends where it is to be emptied (42809).");
@@ -260,10 +260,7 @@ class Look {
     for (const db::TableDescription& table : Catalogue()) {
       comesHere = comesHere && !preflight_.obstacles.cannotEmpty.contains(table.name);
       const Relation* const relation = model_.Find(table.name);
-      if (relation == nullptr || std::string_view("rpf").find(relation->kind) == std::string_view::npos) {
-        continue;
-      }
-      if (!IsChosen(report_.onlyTables, table.name)) {
+      if (relation == nullptr || !relation->IsTable() || !IsChosen(report_.onlyTables, table.name)) {
         continue;
       }
       const std::optional<std::uint64_t> rows = Count(*relation);

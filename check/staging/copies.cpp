@@ -376,11 +376,7 @@ std::string ColumnAsInSource(const db::TableDescription& table, std::string_view
 }
 
 std::string KeyTo(std::string_view table, const std::vector<std::string>& columns) {
-  std::string key(table);
-  for (const std::string& column : columns) {
-    key += "," + column;
-  }
-  return key;
+  return std::string(table) + "," + Joined(columns, ",");
 }
 
 std::vector<std::string_view> ReplacedNumbers(const db::TableDescription& table) {

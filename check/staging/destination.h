@@ -28,6 +28,9 @@ struct Relation {
   std::string sequencesRefused;  ///< Columns whose numbers the login may not take; empty when there are none.
   /// Why nobody can know beforehand what an INSERT does; empty where that can be known.
   std::string unforeseen;
+
+  /// A plain, a partitioned or a foreign one.
+  bool IsTable() const { return kind == 'r' || kind == 'p' || kind == 'f'; }
 };
 
 /// What a truncate reaches.

@@ -52,6 +52,20 @@ std::string ShownValue(const db::TableDescription& table, const rules::SourceRow
   return table.columns[column].kind == db::ValueKind::Text && !row.IsNull(column) ? rules::Shown(value) : value;
 }
 
+RowName NameOfRow(const db::TableDescription& table, const rules::SourceRow& row) {
+  const std::vector<std::string_view>& key = rules::RulesOf(table.name).key;
+  RowName name;
+  for (const std::string_view part : key) {
+    const std::size_t column = rules::ColumnPosition(table, part);
+    const std::string value = ValueOf(table, row, column);
+    const bool text = table.columns[column].kind == db::ValueKind::Text;
+    name.key += (name.key.empty() ? "" : ", ") + std::string(part) + " = " + value;
+    name.condition += (name.condition.empty() ? "[" : " AND [") + std::string(part) + "]" +
+                      (row.IsNull(column) ? " IS NULL" : " = " + (text ? Literal(Side::Source, value) : value));
+  }
+  return key.size() == 1 ? name : RowName{.key = name.key, .condition = "(" + name.condition + ")"};
+}
+
 Remark RemarkOf(rules::ChangeKind kind) {
   switch (kind) {
     case rules::ChangeKind::NullReplaced:
@@ -427,20 +441,6 @@ void RequireParents(const Copy& copy, const Staged& staged) {
 }
 
 }  // namespace
-
-RowName NameOfRow(const db::TableDescription& table, const rules::SourceRow& row) {
-  const std::vector<std::string_view>& key = rules::RulesOf(table.name).key;
-  RowName name;
-  for (const std::string_view part : key) {
-    const std::size_t column = rules::ColumnPosition(table, part);
-    const std::string value = ValueOf(table, row, column);
-    const bool text = table.columns[column].kind == db::ValueKind::Text;
-    name.key += (name.key.empty() ? "" : ", ") + std::string(part) + " = " + value;
-    name.condition += (name.condition.empty() ? "[" : " AND [") + std::string(part) + "]" +
-                      (row.IsNull(column) ? " IS NULL" : " = " + (text ? Literal(Side::Source, value) : value));
-  }
-  return key.size() == 1 ? name : RowName{.key = name.key, .condition = "(" + name.condition + ")"};
-}
 
 void RemarkedRows::Add(const RowName& name, std::string arriving) {
   ++rows;

@@ -25,8 +25,6 @@ struct RowName {
   std::string condition;
 };
 
-RowName NameOfRow(const db::TableDescription& table, const rules::SourceRow& row);
-
 /// What can be said of a row.
 enum class Remark : std::uint8_t {
   NullEndsTable,
