@@ -44,25 +44,13 @@ TextFate Worse(TextFate one, TextFate other) {
   return *std::ranges::find_if(kWorstFirst, [=](TextFate fate) { return fate == one || fate == other; });
 }
 
-/// A list that ends with "and N more".
-class List {
- public:
-  void Add(const std::string& entry) {
-    if (++count_ <= kCharactersShown) {
-      text_ += (text_.empty() ? "" : ", ") + entry;
-    }
-  }
-
-  std::size_t count() const noexcept { return count_; }
-
-  std::string text() const {
-    return count_ <= kCharactersShown ? text_ : text_ + " and " + std::to_string(count_ - kCharactersShown) + " more";
-  }
-
- private:
-  std::string text_;
-  std::size_t count_ = 0;
-};
+/// The entries, of a long list the first ones and "and N more".
+std::string Listed(std::vector<std::string> entries) {
+  const std::size_t shown = std::min(entries.size(), kCharactersShown);
+  const std::size_t left = entries.size() - shown;
+  entries.resize(shown);
+  return Joined(entries) + (left == 0 ? "" : " and " + std::to_string(left) + " more");
+}
 
 std::string ShownText(const std::u32string& text) {
   std::string shown;
@@ -196,17 +184,17 @@ void Characters::AddFact(int number, const CodePage& page) {
     facts_.push_back(name + ": the texts hold none beyond ASCII.");
     return;
   }
-  List changed;
-  List refused;
+  std::vector<std::string> changed;
+  std::vector<std::string> refused;
   std::size_t unknown = 0;
   std::size_t same = total;
   for (const char32_t character : page.doubtful) {
     const CharacterFate& fate = page.characters.at(character);
     same -= character >= kFirstBeyondAscii && fate.fate != TextFate::Same ? 1 : 0;
     if (fate.fate == TextFate::Changed) {
-      changed.Add(Shown(character) + " as " + ShownText(fate.arrives));
+      changed.push_back(Shown(character) + " as " + ShownText(fate.arrives));
     } else if (fate.fate == TextFate::Refused) {
-      refused.Add(Shown(character));
+      refused.push_back(Shown(character));
     } else if (fate.fate == TextFate::Unknown) {
       ++unknown;
     }
@@ -214,13 +202,13 @@ void Characters::AddFact(int number, const CodePage& page) {
   std::string text = name + ": " + std::to_string(same) + " of " + std::to_string(total) + " beyond ASCII" +
                      (HasManyCharacters(number) ? " in the texts" : "") + " arrive as they are; each takes up to " +
                      Counted(page.longest, "byte") + " where texts are cut by bytes.";
-  if (changed.count() > 0) {
-    text += " Changed: " + changed.text() + ".";
+  if (!changed.empty()) {
+    text += " Changed: " + Listed(changed) + ".";
   }
-  if (refused.count() > 0) {
-    text += " Refused by the destination: " + refused.text() + ".";
+  if (!refused.empty()) {
+    text += " Refused by the destination: " + Listed(refused) + ".";
   }
-  if (changed.count() + refused.count() > 0) {
+  if (!changed.empty() || !refused.empty()) {
     text +=
         " The encodings of the two data sources must agree: ClientCharset of the source, client_encoding of the "
         "destination.";
