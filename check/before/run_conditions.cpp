@@ -56,6 +56,10 @@ Finding LockFinding(const TextRow& session, const RunSettings& settings) {
     finding.cost = Cost::RunEnds;
     finding.text += ", and after lock_timeout, " + settings.lockTimeout + ", it ends (55P03)";
   }
+  if (settings.statementTimeout != "0") {
+    finding.cost = Cost::RunEnds;
+    finding.text += ", and after statement_timeout, " + settings.statementTimeout + ", it ends (57014)";
+  }
   finding.text += ".";
   const std::string process = Text(session, 0);
   finding.query = Query{
@@ -74,13 +78,15 @@ RunSettings ReadRunSettings(const odbc::DBConnection& destination, Report& repor
   const TextRow row = QueryRows(destination,
                                 "SELECT current_setting('synchronous_commit'), current_setting('lock_timeout'), "
                                 "current_setting('client_connection_check_interval', true), "
-                                "current_setting('standard_conforming_strings')")
+                                "current_setting('standard_conforming_strings'), current_setting('statement_timeout')")
                           .at(0);
-  RunSettings settings{.waitsForDisk = row.at(0) != "off", .lockTimeout = row.at(1).value_or("0")};
+  RunSettings settings{.waitsForDisk = row.at(0) != "off",
+                       .lockTimeout = row.at(1).value_or("0"),
+                       .statementTimeout = row.at(4).value_or("0")};
   report.facts.push_back("Destination: the run's session has synchronous_commit " + Text(row, 0) + ", lock_timeout " +
-                         settings.lockTimeout + ", client_connection_check_interval " +
-                         row.at(2).value_or("unknown to this server") + ", standard_conforming_strings " +
-                         Text(row, 3) + ".");
+                         settings.lockTimeout + ", statement_timeout " + settings.statementTimeout +
+                         ", client_connection_check_interval " + row.at(2).value_or("unknown to this server") +
+                         ", standard_conforming_strings " + Text(row, 3) + ".");
   return settings;
 }
 

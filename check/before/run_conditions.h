@@ -12,8 +12,9 @@ namespace check {
 
 /// What a session as the migrator's has set.
 struct RunSettings {
-  bool waitsForDisk = true;  ///< A commit does.
-  std::string lockTimeout;   ///< As the server writes it; "0" is none.
+  bool waitsForDisk = true;      ///< A commit does.
+  std::string lockTimeout;       ///< As the server writes it; "0" is none.
+  std::string statementTimeout;  ///< The same.
 };
 
 /// Asks what the session has set, and adds it to the facts. To be asked before the check sets values of its own.

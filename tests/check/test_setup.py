@@ -287,8 +287,8 @@ def test_settings_of_the_runs_session(new_workspace):
     workspace = new_workspace()
     settings = data_sources.postgresql(workspace.lab.postgres.port, workspace.database)
     settings["ConnSettings"] = (
-        "SET synchronous_commit TO local; SET lock_timeout TO '7s'; SET standard_conforming_strings TO off; "
-        "SET client_connection_check_interval TO '3s'"
+        "SET synchronous_commit TO local; SET lock_timeout TO '7s'; SET statement_timeout TO '2h'; "
+        "SET standard_conforming_strings TO off; SET client_connection_check_interval TO '3s'"
     )
     workspace.write_data_sources(destination=settings)
 
@@ -296,7 +296,7 @@ def test_settings_of_the_runs_session(new_workspace):
 
     assert (
         "Destination: the run's session has synchronous_commit local, lock_timeout 7s, "
-        "client_connection_check_interval 3s, standard_conforming_strings off."
+        "statement_timeout 2h, client_connection_check_interval 3s, standard_conforming_strings off."
     ) in result.report["facts"]
     assert _general(result) == []
 
@@ -338,10 +338,11 @@ def test_session_that_has_read_a_table(new_workspace, login):
     assert workspace.query_destination(result.report["general"][0]["query"]["text"]) == []
 
 
-def test_lock_that_ends_the_run(new_workspace):
+@pytest.mark.parametrize(("setting", "state"), [("lock_timeout", "55P03"), ("statement_timeout", "57014")])
+def test_lock_that_ends_the_run(new_workspace, setting, state):
     workspace = new_workspace()
     settings = data_sources.postgresql(workspace.lab.postgres.port, workspace.database)
-    workspace.write_data_sources(destination=settings | {"ConnSettings": "SET lock_timeout TO '300ms'"})
+    workspace.write_data_sources(destination=settings | {"ConnSettings": f"SET {setting} TO '1500ms'"})
     connection, _ = _lock(workspace, 'SELECT FROM "SecGroups"')
     try:
         ((name, cost, text),) = _general(check(workspace, "before"))
@@ -350,8 +351,8 @@ def test_lock_that_ends_the_run(new_workspace):
         connection.close()
 
     assert (name, cost) == ("table-locked", "run-ends")
-    assert text.endswith(" until that session's transaction has ended, and after lock_timeout, 300ms, it ends (55P03).")
-    assert "State = 55P03 " in workspace.log_file.read_text()
+    assert text.endswith(f" until that session's transaction has ended, and after {setting}, 1500ms, it ends ({state}).")
+    assert f"State = {state} " in workspace.log_file.read_text()
 
 
 def test_session_that_waits_for_a_lock(new_workspace):
