@@ -4,6 +4,7 @@
 #include <sqlext.h>
 
 #include <algorithm>
+#include <functional>
 #include <stdexcept>
 #include <string>
 
@@ -107,9 +108,10 @@ const std::vector<TableRules>& AllRules() {
   return rules;
 }
 
-bool IsReferred(std::string_view table, bool (ColumnRule::*condition)() const) {
+template <class Condition>
+bool IsReferred(std::string_view table, Condition condition) {
   const auto refers = [table, condition](const ColumnRule& rule) {
-    return (rule.*condition)() && rule.reference->table == table;
+    return rule.reference && rule.reference->table == table && std::invoke(condition, rule);
   };
   return std::ranges::any_of(AllRules(),
                              [&refers](const TableRules& rules) { return std::ranges::any_of(rules.columns, refers); });
@@ -148,6 +150,12 @@ bool IsSent(const db::TableDescription& table, std::string_view column) {
 bool IsSentAsNumber(const db::TableDescription& table, std::string_view column) {
   const auto parameter = std::ranges::find(table.parameters, column, &db::ParameterDescription::column);
   return parameter != table.parameters.end() && parameter->cType == SQL_C_LONG;
+}
+
+std::string_view NumberOf(std::string_view table) {
+  const TableRules& rules = RulesOf(table);
+  const bool isReferred = IsReferred(table, [](const ColumnRule&) { return true; });
+  return rules.assigned.empty() && isReferred ? rules.key.front() : rules.assigned;
 }
 
 bool IsFollowedByNumber(std::string_view table) {

@@ -70,6 +70,10 @@ bool IsSent(const db::TableDescription& table, std::string_view column);
 /// Whether the first four bytes of the column's field are sent as a number, whatever the field holds.
 bool IsSentAsNumber(const db::TableDescription& table, std::string_view column);
 
+/// The column by whose number rows of other tables refer to a row, or that the destination numbers; empty when there is
+/// none.
+std::string_view NumberOf(std::string_view table);
+
 /// Whether rows of other tables follow the numbers that the destination assigns to the rows of this one.
 bool IsFollowedByNumber(std::string_view table);
 

@@ -66,12 +66,15 @@ void AddRows(const odbc::DBConnection& destination, const db::TableDescription& 
 
 void LookAtReference(const odbc::DBConnection& destination, const Copy& copy, const rules::ColumnRule& rule,
                      const Copy& referred, StagedTable& staged) {
-  const std::string assigned(rules::RulesOf(rule.reference->table).assigned);
-  if (assigned.empty()) {
+  const std::string_view assigned = rules::RulesOf(rule.reference->table).assigned;
+  const std::string_view column = rules::NumberOf(rule.reference->table);
+  const auto type = referred.types.find(column);
+  if (assigned.empty() && (type == referred.types.end() || (type->second != "integer" && type->second != "bigint"))) {
     return;
   }
-  const std::string number = Quoted(assigned);
-  const std::string source = Quoted(SourceNumberColumn(assigned));
+  const std::string number = Quoted(column);
+  // What is not assigned arrives as it is in the source.
+  const std::string source = assigned.empty() ? number : Quoted(SourceNumberColumn(column));
   const std::string kept = "c." + Quoted(rule.column);
   const std::string old = AsInSource(*copy.table, rule.column);
   const auto asOld = [&](const std::string& each) { return old == kept ? Stored(each, copy, rule.column) : each; };

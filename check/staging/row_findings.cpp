@@ -180,6 +180,8 @@ class Wording {
     return RuleOf(key.columns.front()).reference->kind == rules::ReferenceKind::ByPosition
                ? "The number is treated as the position of a row of " + key.detail +
                      ": the row arrives with a number that leads to another row, or to none."
+           : rules::RulesOf(key.detail).assigned.empty()
+               ? "The row of " + key.detail + " does not arrive: the number leads to no row."
                : "The column keeps its number while " + key.detail +
                      " is numbered again: it leads to another row than in the source, or to none.";
   }

@@ -100,6 +100,7 @@ class TableStaging {
         table_(table),
         replaced_(ReplacedNumbers(table)),
         assigned_(rules::RulesOf(table.name).assigned),
+        number_(rules::NumberOf(table.name)),
         isFollowed_(rules::IsFollowed(table.name)),
         cannotWrite_(std::move(cannotWrite)),
         characters_(characters),
@@ -332,12 +333,13 @@ class TableStaging {
                       {refusal.referred, *content}) != "0";
   }
 
-  /// The number that the source has for a row that the destination numbers; nothing where it has none.
+  /// The number by which rows of other tables refer to this one, or which the destination replaces; nothing where the
+  /// source has none.
   std::optional<std::int32_t> SourceNumber(const rules::SourceRow& row) const {
-    if (assigned_.empty()) {
+    if (number_.empty()) {
       return std::nullopt;
     }
-    const std::size_t column = rules::ColumnPosition(table_, assigned_);
+    const std::size_t column = rules::ColumnPosition(table_, number_);
     return row.IsNull(column) || row.IsUnreadable(column) ? std::nullopt : std::optional(row.Number(column));
   }
 
@@ -365,7 +367,7 @@ class TableStaging {
       if (isFollowed_) {
         state_.numbers[table_.name].Add(*number, given);
       }
-      LeaveOut(*number, std::to_string(given));
+      LeaveOut(*number, std::to_string(assigned_.empty() ? *number : given));
     }
   }
 
@@ -402,6 +404,7 @@ class TableStaging {
   const db::TableDescription& table_;
   std::vector<std::string_view> replaced_;
   std::string_view assigned_;
+  std::string_view number_;
   bool isFollowed_;
   std::optional<std::string> cannotWrite_;
   const characters::Characters& characters_;

@@ -691,6 +691,11 @@ _FOREIGN_KEYS = {
         ('ALTER TABLE "LoadedSecuritiesClientPrices" DISABLE TRIGGER ALL',),
         some={"LoadedSecuritiesClientPrices.SecID": (77, 78)},
     ),
+    "no foreign key to rows that are lost": Destination(
+        ('ALTER TABLE "LoadedSecuritiesClientPrices" DROP CONSTRAINT "LoadedSecuritiesClientPrices_SecID_fkey"',),
+        {"LoadedSecuritiesClientPrices.SecID": (1, 2, 3, 4)},
+        {"LoadedSecurities.FaceValue": (None,)},
+    ),
     "foreign key whose triggers are off at the other table": Destination(
         ('ALTER TABLE "LoadedSecurities" DISABLE TRIGGER ALL',), some={"LoadedSecuritiesClientPrices.SecID": (77, 78)}
     ),
