@@ -588,6 +588,12 @@ _NUMBERS = {
         """ALTER TABLE "GroupDesc" ALTER "GroupID" SET DEFAULT nextval('numbers'::text)""",
         unforeseen=_GROUPS_AND_BELOW,
     ),
+    "last number of another table": _without_identity(
+        "RatingScales.RatingID",
+        'ALTER TABLE "RatingScales" DROP CONSTRAINT "RatingScales_pkey"',
+        """ALTER TABLE "RatingScales" ALTER "RatingID" SET DEFAULT currval('"RatingAgencies_AgencyID_seq"'::text)""",
+        unforeseen=("RatingScales",),
+    ),
     "sequence of a domain": Destination(
         (
             "SET ROLE bw_migrator",
