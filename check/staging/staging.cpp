@@ -349,7 +349,7 @@ class TableStaging {
       if (isFollowed_) {
         state_.numbers[table_.name].AddLost(*number);
       }
-      LeaveOut(*number, "NULL");
+      LeaveOut(*number, R"("")");
     }
   }
 
@@ -387,7 +387,11 @@ class TableStaging {
 
   void RecordLeftOut(bool all) {
     if (writer_ && (leftOutNumbers_.size() >= CopyWriter::kBatch || (all && !leftOutNumbers_.empty()))) {
-      Execute(destination_, "INSERT INTO " + kLeftOut + " SELECT ?::text, * FROM unnest(?::integer[], ?::integer[])",
+      // The login's array_nulls may say that NULL in an array is a text.
+      Execute(destination_,
+              "INSERT INTO " + kLeftOut +
+                  " SELECT ?::text, x.number, nullif(x.given, '')::integer FROM unnest(?::integer[], ?::text[]) x "
+                  "(number, given)",
               {std::string(table_.name), ArrayOf(leftOutNumbers_), ArrayOf(leftOutAssigned_)});
       leftOutNumbers_.clear();
       leftOutAssigned_.clear();
@@ -422,7 +426,7 @@ class TableStaging {
   std::int32_t accepted_ = 0;             ///< Rows that got a number, or would have got one.
   std::vector<std::string> changedRows_;  ///< Positions.
   std::vector<std::string> leftOutNumbers_;
-  std::vector<std::string> leftOutAssigned_;
+  std::vector<std::string> leftOutAssigned_;  ///< As elements of an array; empty where the row is lost.
 };
 
 std::optional<std::string> ReasonOf(const Obstacles::Reasons& reasons, std::string_view table) {
