@@ -133,8 +133,8 @@ void DatabaseComparison::Timed(TableResult& result, Step step) {
       std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count();
 }
 
-/// A sequence that no truncate restarts has gone on since the run, and may be at its end. The run's first number is
-/// taken to be the first one that is there.
+/// A sequence that no truncate restarts has given numbers since the run, and may be at its end. The table's first
+/// number is treated as the run's first one.
 void DatabaseComparison::RestartNumbers(const staging::Destination& model, const staging::Copies& copies) const {
   std::map<std::string, std::string> numbers;
   for (const auto& [name, copy] : copies.copies) {

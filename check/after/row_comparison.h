@@ -64,7 +64,7 @@ struct DifferentValue {
   ShownValue expected;
 };
 
-/// A row that is there with other values.
+/// A row with other values than a run brings.
 struct DifferentRow {
   RowKey key;
   std::vector<DifferentValue> values;

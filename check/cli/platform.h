@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-/// Where the platforms differ: in what stands behind the standard streams, and in the computer's name.
+/// What differs between the platforms: the terminal at the standard streams, and the computer's name.
 namespace check {
 
 /// The name of this computer; empty when it cannot be determined.
@@ -17,7 +17,7 @@ bool InputIsTerminal() noexcept;
 
 enum class OutputStream { Output, Error };
 
-/// Whether the stream is a terminal that obeys escape sequences; tells it to where it has to be told.
+/// Whether the stream is a terminal that obeys escape sequences. Switches that on where the platform needs it.
 bool ObeysEscapeSequences(OutputStream stream) noexcept;
 
 /// As long as it lives, the terminal at standard input does not show what is typed. When a signal ends or stops the

@@ -67,7 +67,7 @@ std::size_t ColumnPosition(const db::TableDescription& table, std::string_view c
 /// Whether the migrator sends the column to the destination.
 bool IsSent(const db::TableDescription& table, std::string_view column);
 
-/// Whether the first four bytes of the column's field are sent as a number, whatever the field holds.
+/// Whether the first four bytes of the column's field are sent as a number, whatever its kind.
 bool IsSentAsNumber(const db::TableDescription& table, std::string_view column);
 
 /// The column by whose number rows of other tables refer to a row, or that the destination numbers; empty when there is

@@ -53,7 +53,7 @@ std::optional<std::int32_t> AssignedOf(std::string_view text, bool returned) {
   }
   if (std::abs(*number) > std::numeric_limits<std::int32_t>::max()) {
     if (returned) {
-      throw Unforeseen("its sequence gives numbers beyond 32 bits, which the procedure has to return");
+      throw Unforeseen("its sequence gives numbers beyond 32 bits, which the procedure must return");
     }
     return std::nullopt;
   }

@@ -16,7 +16,7 @@ bool Yes(const TextRow& row, std::size_t column) {
   return Text(row, column) == "true";
 }
 
-// Triggers: 4 stands for INSERT, 32 for TRUNCATE. Those of a partition that its parent handed down are internal before
+// Triggers: 4 stands for INSERT, 32 for TRUNCATE. Those that a partition gets from its parent are internal before
 // PostgreSQL 15. A function outside pg_catalog that is not immutable may do anything; what a default, a constraint or a
 // domain calls is in pg_depend, but for the functions that PostgreSQL brings along. `shared` has what takes numbers
 // from a sequence that another table's truncate restarts, and that table.
